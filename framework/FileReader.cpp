@@ -1,0 +1,101 @@
+#include "framework/FileReader.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstring>
+#include <string_view>
+#include <utility>
+
+namespace qmf {
+namespace {
+
+// A header usually stands in the first page; whoever looks further is walking and gets the whole window.
+constexpr std::size_t kFirstFill = 4096;
+
+std::atomic<std::uint64_t> totalOpens{0};
+std::atomic<std::uint64_t> totalReads{0};
+std::atomic<std::uint64_t> totalBytes{0};
+
+thread_local SharedFileScope* currentScope = nullptr;
+
+bool IsRemotePath(std::u16string_view path) {
+  return path.starts_with(u"http:");
+}
+
+}  // namespace
+
+QMFResult FileReader::Open(const char16_t* path, QMFAllocator* memory, std::shared_ptr<FileReader>& reader) {
+  for (const SharedFileScope* scope = currentScope; scope != nullptr; scope = scope->m_outer) {
+    if (std::u16string_view(scope->m_path) != path) continue;
+    reader = scope->m_reader;
+    return scope->m_result;
+  }
+  if (IsRemotePath(path)) return QMF_ERR_REMOTE_FILE_UNSUPPORTED;
+  totalOpens.fetch_add(1, std::memory_order_relaxed);
+  std::shared_ptr<FileSource> source = OpenPlatformFile(path, memory);
+  if (source == nullptr) return QMF_FILE_NOT_OPENED;
+  reader = std::allocate_shared<FileReader>(
+      std::pmr::polymorphic_allocator<FileReader>(AllocatorOrHeap(memory)), std::move(source));
+  return QMF_OK;
+}
+
+std::size_t FileReader::ReadSource(std::uint64_t offset, void* destination, std::size_t count) {
+  const std::size_t arrived = std::min(m_source->ReadAt(offset, destination, count), count);
+  m_bytesRead += arrived;
+  totalReads.fetch_add(1, std::memory_order_relaxed);
+  totalBytes.fetch_add(arrived, std::memory_order_relaxed);
+  return arrived;
+}
+
+std::span<const std::uint8_t> FileReader::Window(std::uint64_t offset, std::size_t count) const {
+  if (offset < m_windowOffset || offset - m_windowOffset >= m_windowFilled) return {};
+  const auto skipped = static_cast<std::size_t>(offset - m_windowOffset);
+  return {m_window + skipped, std::min(count, m_windowFilled - skipped)};
+}
+
+std::span<const std::uint8_t> FileReader::View(std::uint64_t offset, std::size_t count) {
+  count = std::min(count, kWindowSize);
+  const std::span<const std::uint8_t> there = Window(offset, count);
+  if (there.size() == count) return there;
+  const bool first = m_bytesRead == 0;
+  m_windowOffset = offset;
+  m_windowFilled = ReadSource(offset, m_window, first ? std::max(count, kFirstFill) : kWindowSize);
+  return Window(offset, count);
+}
+
+std::size_t FileReader::ReadAt(std::uint64_t offset, void* destination, std::size_t count) {
+  if (count <= kWindowSize) {
+    const std::span<const std::uint8_t> bytes = View(offset, count);
+    if (!bytes.empty()) std::memcpy(destination, bytes.data(), bytes.size());
+    return bytes.size();
+  }
+  return ReadSource(offset, destination, count);
+}
+
+FileReader::Counters FileReader::TotalCounters() {
+  return {totalOpens.load(), totalReads.load(), totalBytes.load()};
+}
+
+SharedFileScope::SharedFileScope(const char16_t* path, QMFAllocator* memory)
+    : m_path(path), m_outer(currentScope) {
+  m_result = FileReader::Open(path, memory, m_reader);
+  currentScope = this;
+}
+
+SharedFileScope::SharedFileScope(const char16_t* path, std::shared_ptr<FileReader> reader)
+    : m_path(path), m_reader(std::move(reader)), m_outer(currentScope) {
+  currentScope = this;
+}
+
+SharedFileScope::~SharedFileScope() {
+  currentScope = m_outer;
+}
+
+std::size_t MemoryFileSource::ReadAt(std::uint64_t offset, void* destination, std::size_t count) noexcept {
+  if (offset >= m_bytes.size()) return 0;
+  const std::size_t arrived = std::min(count, m_bytes.size() - static_cast<std::size_t>(offset));
+  if (arrived > 0) std::memcpy(destination, m_bytes.data() + offset, arrived);
+  return arrived;
+}
+
+}  // namespace qmf

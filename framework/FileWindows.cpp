@@ -1,0 +1,71 @@
+#include <windows.h>
+
+#include <algorithm>
+#include <string>
+
+#include "framework/FileReader.h"
+
+namespace qmf {
+namespace {
+
+class WindowsFileSource : public FileSource {
+ public:
+  WindowsFileSource(HANDLE file, std::uint64_t size) : m_file(file), m_size(size) {}
+  WindowsFileSource(const WindowsFileSource&) = delete;
+  WindowsFileSource& operator=(const WindowsFileSource&) = delete;
+  ~WindowsFileSource() override { ::CloseHandle(m_file); }
+
+  std::size_t ReadAt(std::uint64_t offset, void* destination, std::size_t count) noexcept override {
+    OVERLAPPED position{};
+    position.Offset = static_cast<DWORD>(offset);
+    position.OffsetHigh = static_cast<DWORD>(offset >> 32);
+    const auto wanted = static_cast<DWORD>(std::min<std::size_t>(count, 0x40000000));
+    DWORD arrived = 0;
+    return ::ReadFile(m_file, destination, wanted, &arrived, &position) ? arrived : 0;
+  }
+
+  std::uint64_t Size() const noexcept override { return m_size; }
+
+ private:
+  const HANDLE m_file;
+  const std::uint64_t m_size;
+};
+
+// Names near the classic limit are spelled in the long form, which needs them absolute and with backslashes.
+std::wstring LongName(const char16_t* path) {
+  std::wstring name(reinterpret_cast<const wchar_t*>(path));
+  constexpr std::size_t kClassicLimit = 248;
+  if (name.size() < kClassicLimit || name.starts_with(L"\\\\?\\")) return name;
+  const DWORD needed = ::GetFullPathNameW(name.c_str(), 0, nullptr, nullptr);
+  std::wstring full(needed, L'\0');
+  const DWORD length = ::GetFullPathNameW(name.c_str(), needed, full.data(), nullptr);
+  if (length == 0 || length >= needed) return name;
+  full.resize(length);
+  if (full.starts_with(L"\\\\?\\") || full.starts_with(L"\\\\.\\")) return full;
+  return full.starts_with(L"\\\\") ? L"\\\\?\\UNC" + full.substr(1) : L"\\\\?\\" + full;
+}
+
+}  // namespace
+
+std::shared_ptr<FileSource> OpenPlatformFile(const char16_t* path, QMFAllocator* memory) {
+  // Anonymous: should the name turn out to be a pipe, its server learns nothing of the user.
+  const HANDLE file = ::CreateFileW(
+      LongName(path).c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+      OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL | SECURITY_SQOS_PRESENT | SECURITY_ANONYMOUS, nullptr);
+  if (file == INVALID_HANDLE_VALUE) return nullptr;
+  LARGE_INTEGER size{};
+  if (::GetFileType(file) != FILE_TYPE_DISK || !::GetFileSizeEx(file, &size)) {
+    ::CloseHandle(file);
+    return nullptr;
+  }
+  try {
+    return std::allocate_shared<WindowsFileSource>(
+        std::pmr::polymorphic_allocator<WindowsFileSource>(AllocatorOrHeap(memory)), file,
+        static_cast<std::uint64_t>(size.QuadPart));
+  } catch (...) {
+    ::CloseHandle(file);
+    throw;
+  }
+}
+
+}  // namespace qmf

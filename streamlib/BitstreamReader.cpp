@@ -1,0 +1,1 @@
+#include "streamlib/BitstreamReader.h"
