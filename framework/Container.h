@@ -58,6 +58,9 @@ QMFResult SetMenu(QMFContainer* container, std::uint32_t menuIndex);
 /// QMF_ERR_INVALID_HANDLER.
 QMFResult GetInfo(QMFContainer* container, std::uint32_t qid, QMFQueryData* data, std::uint32_t index);
 
+/// How many streams of `blockType` all pieces have together.
+QMFResult CountStreams(QMFContainer* container, std::uint32_t blockType, std::uint32_t* count);
+
 /// Sets what a query identifier names, routed as in GetInfo.
 QMFResult SetInfo(QMFContainer* container, std::uint32_t qid, QMFQueryData* data, std::uint32_t index);
 

@@ -104,6 +104,12 @@ QMFResult CountStreamsBefore(const QMFContainer& container, std::uint32_t blockT
   return QMF_OK;
 }
 
+QMFResult CountStreams(QMFContainer* container, std::uint32_t blockType, std::uint32_t* count) {
+  QMF_RETURN_IF_NONZERO(CheckContainer(container));
+  if (count == nullptr) return QMF_ERR_INVALID_HANDLER;
+  return CountStreamsBefore(*container, blockType, container->count, *count);
+}
+
 QMFResult GetInfo(QMFContainer* container, std::uint32_t qid, QMFQueryData* data, std::uint32_t index) {
   QMF_RETURN_IF_NONZERO(CheckContainer(container));
   if (data == nullptr) return QMF_ERR_INVALID_HANDLER;

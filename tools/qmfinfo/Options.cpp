@@ -1,0 +1,169 @@
+#include "tools/qmfinfo/Options.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <iostream>
+#include <iterator>
+
+#include "framework/QueryIds.h"
+#include "framework/Text.h"
+#include "tools/qmfinfo/Arguments.h"
+
+namespace qmfinfo {
+namespace {
+
+std::optional<std::uint32_t> ParseQueryId(const std::string& word) {
+  if (!word.starts_with("0x") && !word.starts_with("0X")) return qmf::FindQueryId(qmf::ToUtf16(word));
+  std::uint32_t number = 0;
+  const char* const end = word.data() + word.size();
+  const auto [stop, error] = std::from_chars(word.data() + 2, end, number, 16);
+  if (error != std::errc() || stop != end) return std::nullopt;
+  return number;
+}
+
+void AddPaths(CLI::App& parser, std::vector<std::u16string>& paths) {
+  const auto convert = [&paths](const std::vector<std::string>& words) {
+    std::ranges::transform(words, std::back_inserter(paths), PathFromArgument);
+  };
+  parser
+      .add_option_function<std::vector<std::string>>("PATH", convert,
+                                                     "Files; those joined by ';' open as one")
+      ->required()
+      ->type_name("");
+}
+
+void AddPath(CLI::App& parser, std::u16string& path) {
+  const auto convert = [&path](const std::string& word) { path = PathFromArgument(word); };
+  parser.add_option_function<std::string>("PATH", convert, "A file, or several joined by ';'")
+      ->required()
+      ->type_name("");
+}
+
+void AddTitle(CLI::App& parser, std::uint32_t& title) {
+  parser.add_option("--title", title, "Title to select (default 0)")->type_name("N");
+}
+
+void AddStreams(CLI::App& parser, const std::string& option, std::vector<StreamName>& streams,
+                const std::string& help) {
+  const auto convert = [&streams, option](const std::vector<std::string>& words) {
+    for (const std::string& word : words) {
+      const auto stream = ParseStreamName(word);
+      if (!stream) throw CLI::ValidationError(option, "'" + word + "' is not video:N, audio:N or subtitle:N");
+      streams.push_back(*stream);
+    }
+  };
+  parser.add_option_function<std::vector<std::string>>(option, convert, help)
+      ->allow_extra_args(false)
+      ->type_name("KIND:N");
+}
+
+CLI::App& AddShow(CLI::App& program, ShowOptions& show) {
+  CLI::App& parser = *program.add_subcommand("show", "The seven properties and the streams");
+  AddPaths(parser, show.paths);
+  parser.add_flag("--json", show.json, "One JSON array")->required();
+  AddTitle(parser, show.title);
+  return parser;
+}
+
+CLI::App& AddQuery(CLI::App& program, QueryOptions& query) {
+  CLI::App& parser = *program.add_subcommand("query", "The answer to one query, as JSON");
+  AddPath(parser, query.path);
+  const auto convert = [&query](const std::string& word) {
+    const auto qid = ParseQueryId(word);
+    if (!qid) throw CLI::ValidationError("QID", "'" + word + "' is neither a query's name nor a 0x number");
+    query.qid = *qid;
+  };
+  parser.add_option_function<std::string>("QID", convert, "Name or 0x number of the query")
+      ->required()
+      ->type_name("");
+  parser.add_option("--index", query.index, "Stream or item asked for (default 0)")->type_name("N");
+  auto* const title =
+      parser.add_option("--title", query.title, "Title to select (default 0)")->type_name("N");
+  parser
+      .add_flag_callback(
+          "--no-title", [&query] { query.title.reset(); }, "Ask before any title is selected")
+      ->excludes(title);
+  parser.add_option("--size", query.size, "Bytes of the buffer for texts and records (default 65536)")
+      ->type_name("N");
+  parser.add_option("--value", query.value, "Number handed over with the query")->type_name("N");
+  AddStreams(parser, "--activate", query.activate, "Activate this stream first");
+  return parser;
+}
+
+CLI::App& AddBlocks(CLI::App& program, BlocksOptions& blocks) {
+  CLI::App& parser = *program.add_subcommand("blocks", "The media blocks, one JSON object a line");
+  AddPath(parser, blocks.path);
+  AddTitle(parser, blocks.title);
+  AddStreams(parser, "--stream", blocks.streams, "Read only this stream (may be repeated)");
+  parser.add_option("--from", blocks.from, "Start at this time, in 100-ns units")->type_name("TIME");
+  parser.add_option("--limit", blocks.limit, "Stop after this many blocks")->type_name("N");
+  parser.add_flag("--by-stream", blocks.byStream, "Read stream after stream");
+  return parser;
+}
+
+CLI::App& AddProbe(CLI::App& program, ProbeOptions& probe) {
+  CLI::App& parser = *program.add_subcommand("probe", "Every module's score for a file, and the winner");
+  AddPaths(parser, probe.paths);
+  return parser;
+}
+
+CLI::App& AddTables(CLI::App& program, TablesOptions& tables) {
+  CLI::App& parser = *program.add_subcommand("tables", "The constant tables");
+  parser.add_option("TABLE", tables.table, "Which one")
+      ->required()
+      ->check(CLI::IsMember(TableNames()))
+      ->type_name("");
+  parser.add_flag("--json", tables.json, "One JSON array");
+  return parser;
+}
+
+// What CLI11 fills, whichever command it finds.
+struct AllOptions {
+  ShowOptions show;
+  QueryOptions query;
+  BlocksOptions blocks;
+  ProbeOptions probe;
+  TablesOptions tables;
+};
+
+// "qmfinfo a.mkv" means "qmfinfo show a.mkv".
+std::vector<std::string> WithCommand(std::vector<std::string> arguments, const CLI::App& program) {
+  static constexpr std::array kOfTheProgram = {"-h", "--help"};
+  if (arguments.empty() || std::ranges::find(kOfTheProgram, arguments[0]) != kOfTheProgram.end())
+    return arguments;
+  const auto commands = program.get_subcommands({});
+  const bool named = std::ranges::any_of(
+      commands, [&](const CLI::App* command) { return command->get_name() == arguments[0]; });
+  if (!named) arguments.insert(arguments.begin(), "show");
+  return arguments;
+}
+
+}  // namespace
+
+std::variant<Options, ExitCode> ParseOptions(const std::vector<std::string>& arguments) {
+  CLI::App program("What the QMF media framework says of media files", "qmfinfo");
+  program.allow_windows_style_options(false);
+  program.require_subcommand(1);
+  AllOptions all;
+  const CLI::App& show = AddShow(program, all.show);
+  const CLI::App& query = AddQuery(program, all.query);
+  const CLI::App& blocks = AddBlocks(program, all.blocks);
+  const CLI::App& probe = AddProbe(program, all.probe);
+  AddTables(program, all.tables);
+  try {
+    std::vector<std::string> words = WithCommand(arguments, program);
+    std::ranges::reverse(words);  // CLI11 takes them from the back.
+    program.parse(std::move(words));
+  } catch (const CLI::ParseError& stopped) {
+    return program.exit(stopped, std::cout, std::cerr) == 0 ? kAllAnswered : kWrongUsage;
+  }
+  if (show.parsed()) return all.show;
+  if (query.parsed()) return all.query;
+  if (blocks.parsed()) return all.blocks;
+  if (probe.parsed()) return all.probe;
+  return all.tables;
+}
+
+}  // namespace qmfinfo

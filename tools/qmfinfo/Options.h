@@ -1,0 +1,73 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "tools/qmfinfo/MediaFile.h"
+
+namespace qmfinfo {
+
+/// Exit codes of the program.
+enum ExitCode : int {
+  kAllAnswered = 0,
+  kSomeFailed = 1,  ///< At least one file or query gave a result other than 0.
+  kWrongUsage = 2,
+};
+
+constexpr ExitCode ExitCodeOf(bool allAnswered) {
+  return allAnswered ? kAllAnswered : kSomeFailed;
+}
+
+struct ShowOptions {
+  std::vector<std::u16string> paths;
+  std::uint32_t title = 0;
+  bool json = false;
+};
+
+struct QueryOptions {
+  std::u16string path;
+  std::uint32_t qid = 0;
+  std::uint32_t index = 0;
+  std::optional<std::uint32_t> title = 0;  ///< Nothing: ask before any title is selected.
+  std::optional<std::uint32_t> size;       ///< Bytes of the caller's buffer.
+  std::optional<std::uint64_t> value;
+  std::vector<StreamName> activate;
+};
+
+struct BlocksOptions {
+  std::u16string path;
+  std::uint32_t title = 0;
+  std::vector<StreamName> streams;   ///< Empty: all.
+  std::optional<std::int64_t> from;  ///< 100-ns units.
+  std::optional<std::uint64_t> limit;
+  bool byStream = false;
+};
+
+struct ProbeOptions {
+  std::vector<std::u16string> paths;
+};
+
+struct TablesOptions {
+  std::string table;
+  bool json = false;
+};
+
+using Options = std::variant<ShowOptions, QueryOptions, BlocksOptions, ProbeOptions, TablesOptions>;
+
+/// Reads the command line (without the program's name). Where the program is not to go on, it has printed
+/// help to standard output or what is wrong to standard error, and gives the exit code instead.
+std::variant<Options, ExitCode> ParseOptions(const std::vector<std::string>& arguments);
+
+/// The names that RunTables takes.
+std::vector<std::string> TableNames();
+
+ExitCode RunShow(const ShowOptions& options);
+ExitCode RunQuery(const QueryOptions& options);
+ExitCode RunBlocks(const BlocksOptions& options);
+ExitCode RunProbe(const ProbeOptions& options);
+ExitCode RunTables(const TablesOptions& options);
+
+}  // namespace qmfinfo
