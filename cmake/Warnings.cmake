@@ -2,7 +2,7 @@
 add_library(qmf_warnings INTERFACE)
 target_compile_options(qmf_warnings INTERFACE
   -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Wold-style-cast -Wnon-virtual-dtor
-  -Woverloaded-virtual -Wcast-align -Wnull-dereference -Wformat=2 -Wimplicit-fallthrough
+  -Woverloaded-virtual -Wcast-align -Wformat=2 -Wimplicit-fallthrough
   $<$<BOOL:${QMF_WARNINGS_AS_ERRORS}>:-Werror>)
 if(WIN32)
   # The platform's headers pun between wchar_t and our UTF-16 and mark entry points in ways -Wpedantic dislikes.

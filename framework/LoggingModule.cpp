@@ -1,8 +1,11 @@
 #include "framework/LoggingModule.h"
 
+#include <array>
 #include <new>
+#include <utility>
 
 #include "framework/FileReader.h"
+#include "framework/LogWriter.h"
 #include "framework/ModuleBidding.h"
 #include "framework/ModuleTable.h"
 #include "framework/ReturnIf.h"
@@ -10,36 +13,95 @@
 namespace qmf {
 namespace {
 
+using Slots = QMFModuleEntryPoints;
+
 constexpr QMFModuleHeader kHeader = {{1, 1, 1, 1, 1, 1}, u"logging", u"logging module."};
 
-const QMFModuleHeader* Header() {
-  return &kHeader;
-}
-
 struct LoggingInstance {
+  explicit LoggingInstance(QMFAllocator* allocator) : memory(allocator), log(allocator) {}
+
+  QMFAllocator* const memory;
   QMFModuleHandle inner = nullptr;
   std::int32_t moduleId = 0;
-  QMFAllocator* memory = nullptr;
+  LogWriter log;
 };
 
-const QMFModuleEntryPoints& RealModule(const LoggingInstance& instance) {
+const Slots& RealModule(const LoggingInstance& instance) {
   return *FindModule(instance.moduleId)->entryPoints;
 }
 
-// Forwards slot `Slot` of the logging module to the same slot of the real one.
+// How an argument appears in the log: numbers as they are, outputs by what they point to.
+LogValue ToLogValue(std::uint32_t number) {
+  return {static_cast<std::int32_t>(number)};
+}
+LogValue ToLogValue(std::int64_t number) {
+  return {number};
+}
+LogValue ToLogValue(const std::uint32_t* number) {
+  return number != nullptr ? ToLogValue(*number) : LogValue{};
+}
+LogValue ToLogValue(const std::int64_t* number) {
+  return number != nullptr ? ToLogValue(*number) : LogValue{};
+}
+LogValue ToLogValue(const QMFBlock* block) {
+  return {0, block};
+}
+LogValue ToLogValue(const QMFQueryData*) {
+  return {};
+}
+
+struct CallTexts {
+  std::u16string_view entry;
+  std::u16string_view exit;
+};
+
+struct LoggedCalls {
+#define QMF_LOGGED_CALL(name, entry, exit) static constexpr CallTexts name = {entry, exit};
+#include "framework/LoggedCalls.inc"
+#undef QMF_LOGGED_CALL
+};
+
+// Forwards a slot of this module to the same slot of the real one; a call is one write, Entry and Exit
+// together.
 template <auto Slot>
 struct Forward;
 
-template <class... Parameters, QMFResult (*QMFModuleEntryPoints::*Slot)(QMFModuleHandle, Parameters...)>
+template <class... Parameters, QMFResult (*Slots::*Slot)(QMFModuleHandle, Parameters...)>
 struct Forward<Slot> {
+  template <const CallTexts& texts>
   static QMFResult Call(QMFModuleHandle handle, Parameters... parameters) {
     if (handle == nullptr) return QMF_NULL_ARGUMENT;
-    const auto& instance = *static_cast<LoggingInstance*>(handle);
+    auto& instance = *static_cast<LoggingInstance*>(handle);
     const auto real = RealModule(instance).*Slot;
     if (real == nullptr) return QMF_ERR_NULL_MODULE_FUNC;
-    return real(instance.inner, parameters...);
+    instance.log.Add(texts.entry, std::array{ToLogValue(parameters)..., LogValue{}});
+    const QMFResult result = real(instance.inner, parameters...);
+    instance.log.Add(texts.exit, std::array{ToLogValue(parameters)..., ToLogValue(std::uint32_t{result})});
+    instance.log.Flush();
+    return result;
   }
 };
+
+// The real module's unnamed slot number `index`, reached by its place among the 35 pointers.
+QMFUnnamedEntryPoint UnnamedSlot(const Slots& slots, std::size_t index) {
+  if (index == 0) return slots.slot0;
+  if (index <= 6) return slots.slots4to6[index - 4];
+  if (index <= 27) return slots.slots19to27[index - 19];
+  return slots.slots32to33[index - 32];
+}
+
+template <std::size_t index>
+QMFResult ForwardUnnamed(QMFModuleHandle handle) {
+  if (handle == nullptr) return QMF_NULL_ARGUMENT;
+  const auto& instance = *static_cast<LoggingInstance*>(handle);
+  const QMFUnnamedEntryPoint real = UnnamedSlot(RealModule(instance), index);
+  return real != nullptr ? real(instance.inner) : QMF_ERR_NULL_MODULE_FUNC;
+}
+
+template <std::size_t first, std::size_t... offsets>
+constexpr void ForwardRange(QMFUnnamedEntryPoint* slots, std::index_sequence<offsets...>) {
+  ((slots[offsets] = ForwardUnnamed<first + offsets>), ...);
+}
 
 QMFResult ProbeContainer(std::int32_t* score, const char16_t*, QMFAllocator*) {
   if (score == nullptr) return QMF_NULL_ARGUMENT;
@@ -51,59 +113,75 @@ QMFResult OpenReal(LoggingInstance& instance, const char16_t* path, QMFAllocator
   const SharedFileScope oneOpening(path, instance.memory);
   QMF_RETURN_IF_NONZERO(SelectModule(path, allocator, instance.moduleId));
   const auto open = RealModule(instance).OpenContainer;
-  if (open == nullptr) return QMF_ERR_NULL_MODULE_FUNC;
-  return open(&instance.inner, path, allocator);
+  return open != nullptr ? open(&instance.inner, path, allocator) : QMF_ERR_NULL_MODULE_FUNC;
 }
 
-QMFResult OpenContainer(QMFModuleHandle* handle, const char16_t* path, QMFAllocator* allocator) {
-  if (handle == nullptr || path == nullptr) return QMF_NULL_ARGUMENT;
-  *handle = nullptr;
+void StartLog(LoggingInstance& instance, const char16_t* path) noexcept {
   try {
-    LoggingInstance opening{.memory = AllocatorOrHeap(allocator)};
-    std::pmr::polymorphic_allocator<> memory(opening.memory);
-    auto* const instance = memory.new_object<LoggingInstance>(opening);
-    const QMFResult result = OpenReal(*instance, path, allocator);
-    if (IsFailure(result)) {
-      memory.delete_object(instance);
-    } else {
-      *handle = instance;
-    }
+    if (!instance.log.Open()) return;
+  } catch (const std::bad_alloc&) {
+    return;
+  }
+  instance.log.AddOpened(path);
+  instance.log.Flush();
+}
+
+void Destroy(LoggingInstance* instance) {
+  std::pmr::polymorphic_allocator<>(instance->memory).delete_object(instance);
+}
+
+QMFResult OpenInstance(LoggingInstance& instance, const char16_t* path, QMFAllocator* allocator) noexcept {
+  try {
+    const QMFResult result = OpenReal(instance, path, allocator);
+    if (instance.moduleId != 0) StartLog(instance, path);
     return result;
   } catch (const std::bad_alloc&) {
     return QMF_OUT_OF_MEMORY;
   }
 }
 
-QMFResult CloseContainer(QMFModuleHandle handle) {
-  const QMFResult result = Forward<&QMFModuleEntryPoints::CloseContainer>::Call(handle);
-  if (handle == nullptr) return result;
-  auto* const instance = static_cast<LoggingInstance*>(handle);
-  std::pmr::polymorphic_allocator<>(instance->memory).delete_object(instance);
+QMFResult OpenContainer(QMFModuleHandle* handle, const char16_t* path, QMFAllocator* allocator) {
+  if (handle == nullptr || path == nullptr) return QMF_NULL_ARGUMENT;
+  *handle = nullptr;
+  LoggingInstance* instance = nullptr;
+  try {
+    std::pmr::polymorphic_allocator<> memory(AllocatorOrHeap(allocator));
+    instance = memory.new_object<LoggingInstance>(memory.resource());
+  } catch (const std::bad_alloc&) {
+    return QMF_OUT_OF_MEMORY;
+  }
+  const QMFResult result = OpenInstance(*instance, path, allocator);
+  if (IsFailure(result)) {
+    Destroy(instance);
+  } else {
+    *handle = instance;
+  }
   return result;
 }
 
-template <auto Slot>
-constexpr auto kForward = Forward<Slot>::Call;
+QMFResult CloseContainer(QMFModuleHandle handle) {
+  const QMFResult result = Forward<&Slots::CloseContainer>::Call<LoggedCalls::CloseContainer>(handle);
+  if (handle != nullptr) Destroy(static_cast<LoggingInstance*>(handle));
+  return result;
+}
 
-constexpr QMFModuleEntryPoints EntryPoints() {
-  using Slots = QMFModuleEntryPoints;
-  Slots slots{};
-  slots.GetModuleHeader = Header;
+constexpr Slots EntryPoints() {
+  Slots slots;
+#define QMF_LOGGED_CALL(name, entry, exit) slots.name = Forward<&Slots::name>::Call<LoggedCalls::name>;
+#include "framework/LoggedCalls.inc"
+#undef QMF_LOGGED_CALL
+  slots.slot0 = ForwardUnnamed<0>;
+  ForwardRange<4>(slots.slots4to6, std::make_index_sequence<3>());
+  ForwardRange<19>(slots.slots19to27, std::make_index_sequence<9>());
+  ForwardRange<32>(slots.slots32to33, std::make_index_sequence<2>());
+  slots.GetModuleHeader = [] { return &kHeader; };
   slots.ProbeContainer = ProbeContainer;
   slots.OpenContainer = OpenContainer;
   slots.CloseContainer = CloseContainer;
-  slots.SetTitle = kForward<&Slots::SetTitle>;
-  slots.SetMenu = kForward<&Slots::SetMenu>;
-  slots.GetInfo = kForward<&Slots::GetInfo>;
-  slots.SetPosition = kForward<&Slots::SetPosition>;
-  slots.SetTitleActiveStream = kForward<&Slots::SetTitleActiveStream>;
-  slots.ReadNextBlock = kForward<&Slots::ReadNextBlock>;
-  slots.ReadNextBlockByStream = kForward<&Slots::ReadNextBlockByStream>;
-  slots.SetInfo = kForward<&Slots::SetInfo>;
   return slots;
 }
 
-constexpr QMFModuleEntryPoints kEntryPoints = EntryPoints();
+constexpr Slots kEntryPoints = EntryPoints();
 
 }  // namespace
 

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "framework/Container.h"
+#include "framework/LogWriter.h"
 #include "framework/QueryIds.h"
 #include "propertyhandler/PropertyValues.h"
 #include "tests/fuzz/FuzzFile.h"
@@ -104,6 +105,7 @@ void Run(std::span<const std::uint8_t> input) {
 }  // namespace qmf::fuzz
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  qmf::SetLogOff();
   qmf::fuzz::Run({data, size});
   return 0;
 }

@@ -1,0 +1,63 @@
+#include <windows.h>
+
+#include "framework/LogFile.h"
+
+namespace qmf {
+namespace {
+
+HANDLE AsHandle(std::intptr_t handle) {
+  return reinterpret_cast<HANDLE>(handle);
+}
+
+bool IsPlainFile(HANDLE file) {
+  BY_HANDLE_FILE_INFORMATION information{};
+  constexpr DWORD kRefused = FILE_ATTRIBUTE_REPARSE_POINT | FILE_ATTRIBUTE_DIRECTORY;
+  return ::GetFileType(file) == FILE_TYPE_DISK && ::GetFileInformationByHandle(file, &information) &&
+         (information.dwFileAttributes & kRefused) == 0 && information.nNumberOfLinks == 1;
+}
+
+bool CutAt(HANDLE file, std::uint64_t length) {
+  LARGE_INTEGER position{};
+  position.QuadPart = static_cast<LONGLONG>(length);
+  return ::SetFilePointerEx(file, position, nullptr, FILE_BEGIN) && ::SetEndOfFile(file);
+}
+
+}  // namespace
+
+LogFile::Outcome LogFile::Open(const std::u16string& path) {
+  // Readers and deletion are welcome; a second writer is not, which is what makes a log busy.
+  const HANDLE file = ::CreateFileW(reinterpret_cast<const wchar_t*>(path.c_str()), GENERIC_WRITE,
+                                    FILE_SHARE_READ | FILE_SHARE_DELETE, nullptr, OPEN_ALWAYS,
+                                    FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
+  if (file == INVALID_HANDLE_VALUE) {
+    return ::GetLastError() == ERROR_SHARING_VIOLATION ? Outcome::kBusy : Outcome::kFailed;
+  }
+  if (!IsPlainFile(file) || !CutAt(file, 0)) {
+    ::CloseHandle(file);
+    return Outcome::kFailed;
+  }
+  m_handle = reinterpret_cast<std::intptr_t>(file);
+  return Outcome::kOpened;
+}
+
+bool LogFile::Append(std::span<const std::uint8_t> bytes) {
+  OVERLAPPED position{};
+  position.Offset = static_cast<DWORD>(m_length);
+  position.OffsetHigh = static_cast<DWORD>(m_length >> 32);
+  DWORD written = 0;
+  const BOOL done =
+      ::WriteFile(AsHandle(m_handle), bytes.data(), static_cast<DWORD>(bytes.size()), &written, &position);
+  if (done && written == bytes.size()) {
+    m_length += bytes.size();
+    return true;
+  }
+  (void)CutAt(AsHandle(m_handle), m_length);
+  return false;
+}
+
+void LogFile::Close() {
+  if (m_handle != kNone) ::CloseHandle(AsHandle(m_handle));
+  m_handle = kNone;
+}
+
+}  // namespace qmf

@@ -1,0 +1,136 @@
+#include "framework/LogWriter.h"
+
+#include <fmt/format.h>
+#include <zlib.h>
+
+#include <algorithm>
+#include <mutex>
+#include <new>
+
+#include "framework/QueryIds.h"
+#include "framework/Text.h"
+
+namespace qmf {
+namespace {
+
+static_assert(sizeof(char16_t) == 2);
+constexpr char16_t kByteOrderMark = 0xFEFF;
+
+struct LogPlace {
+  std::mutex mutex;
+  bool off = false;
+  std::u16string folder;
+};
+
+LogPlace& Place() {
+  static LogPlace place;
+  return place;
+}
+
+// The folder part of the logs' names, or nothing when the log is off.
+bool GetFolder(std::u16string& folder) {
+  LogPlace& place = Place();
+  const std::lock_guard lock(place.mutex);
+  folder = place.folder;
+  return !place.off;
+}
+
+std::u16string LogName(int number) {
+  if (number == 1) return u"L1log.txt";
+  return ToUtf16(fmt::format("L1log-{}.txt", number));
+}
+
+void AppendAscii(std::pmr::u16string& text, std::string_view ascii) {
+  text.append(ascii.begin(), ascii.end());
+}
+
+std::int32_t Checksum(const QMFBlock& block) {
+  const std::uint32_t size = block.data != nullptr ? std::min(block.size, block.capacity) : 0;
+  return static_cast<std::int32_t>(crc32_z(0, size > 0 ? block.data : Z_NULL, size));
+}
+
+void AppendQueryName(std::pmr::u16string& text, std::uint32_t qid) {
+  if (const char16_t* const name = QueryIdName(qid)) {
+    text += name;
+  } else {
+    AppendAscii(text, fmt::format("0x{:06X}", qid));
+  }
+}
+
+}  // namespace
+
+QMFResult SetLogFolder(std::u16string_view folder) {
+  try {
+    std::u16string prefix(folder);
+    if (!prefix.empty() && prefix.back() != LogFile::kSeparator && prefix.back() != u'/') {
+      prefix += LogFile::kSeparator;
+    }
+    LogPlace& place = Place();
+    const std::lock_guard lock(place.mutex);
+    place.folder.swap(prefix);
+    place.off = false;
+    return QMF_OK;
+  } catch (const std::bad_alloc&) {
+    return QMF_OUT_OF_MEMORY;
+  }
+}
+
+void SetLogOff() {
+  LogPlace& place = Place();
+  const std::lock_guard lock(place.mutex);
+  place.off = true;
+}
+
+bool LogWriter::Open() {
+  std::u16string folder;
+  if (!GetFolder(folder)) return false;
+  LogFile::Outcome outcome = LogFile::Outcome::kBusy;
+  for (int number = 1; number <= kMostLogs && outcome == LogFile::Outcome::kBusy; ++number) {
+    outcome = m_file.Open(folder + LogName(number));
+  }
+  m_open = outcome == LogFile::Outcome::kOpened;
+  if (m_open) m_pending = kByteOrderMark;
+  return m_open;
+}
+
+void LogWriter::Append(std::u16string_view format, std::span<const LogValue> values) {
+  for (std::size_t i = 0; i < format.size(); ++i) {
+    if (format[i] != u'%') {
+      m_pending += format[i];
+    } else if (format[++i] == u'Q') {
+      AppendQueryName(m_pending, static_cast<std::uint32_t>(values[0].number));
+    } else {
+      const LogValue& value = values[static_cast<std::size_t>(format[i] - u'0')];
+      const std::int64_t number = value.block != nullptr ? Checksum(*value.block) : value.number;
+      AppendAscii(m_pending, fmt::format("{}", number));
+    }
+  }
+  m_pending += u'\n';
+}
+
+void LogWriter::Add(std::u16string_view format, std::span<const LogValue> values) noexcept {
+  if (!m_open) return;
+  try {
+    Append(format, values);
+  } catch (...) {
+    m_open = false;
+  }
+}
+
+void LogWriter::AddOpened(std::u16string_view path) noexcept {
+  if (!m_open) return;
+  try {
+    m_pending.append(u"OpenContainer:\nFile: ").append(path).append(u"\n\n");
+  } catch (...) {
+    m_open = false;
+  }
+}
+
+void LogWriter::Flush() noexcept {
+  if (!m_open) return;
+  const auto* const bytes = reinterpret_cast<const std::uint8_t*>(m_pending.data());
+  m_open = m_file.Append({bytes, m_pending.size() * sizeof(char16_t)});
+  m_pending.clear();
+}
+
+}  // namespace qmf

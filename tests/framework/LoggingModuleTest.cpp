@@ -1,0 +1,235 @@
+#include "framework/LoggingModule.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+#include "framework/Container.h"
+#include "framework/LogWriter.h"
+#include "framework/ModuleTable.h"
+#include "framework/QueryIds.h"
+#include "tests/support/FakeModule.h"
+
+#ifndef _WIN32
+#include <sys/resource.h>
+
+#include <csignal>
+#endif
+
+namespace qmf {
+namespace {
+
+using test::Fake;
+
+class LoggingModuleTest : public testing::Test {
+ protected:
+  LoggingModuleTest() {
+    test::ResetFakes();
+    Fake(1).score = 10;
+    std::filesystem::remove_all(m_folder);
+    std::filesystem::create_directories(m_folder);
+    EXPECT_EQ(SetLogFolder(m_folder.u16string()), QMF_OK);
+  }
+  ~LoggingModuleTest() override {
+    if (m_handle != nullptr) Close();
+    SetLogOff();
+    std::filesystem::remove_all(m_folder);
+  }
+
+  void Open(const char16_t* path = u"film") {
+    ASSERT_EQ(m_slots.OpenContainer(&m_handle, path, nullptr), QMF_OK);
+  }
+  void Close() { EXPECT_EQ(m_slots.CloseContainer(std::exchange(m_handle, nullptr)), QMF_OK); }
+
+  std::u16string Log(const char* name = "L1log.txt") const {
+    std::ifstream file(m_folder / name, std::ios::binary);
+    const std::string bytes{std::istreambuf_iterator<char>(file), {}};
+    EXPECT_EQ(bytes.size() % 2, 0U);
+    std::u16string text;
+    for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) {
+      text.push_back(static_cast<char16_t>(static_cast<unsigned char>(bytes[i]) |
+                                           static_cast<unsigned char>(bytes[i + 1]) << 8));
+    }
+    return text;
+  }
+
+  const std::filesystem::path m_folder =
+      std::filesystem::current_path() /
+      (std::string("LoggingModuleTest-") + ::testing::UnitTest::GetInstance()->current_test_info()->name());
+  const QMFModuleEntryPoints& m_slots = *FindModule(kModuleLogging)->entryPoints;
+  QMFModuleHandle m_handle = nullptr;
+};
+
+TEST_F(LoggingModuleTest, ASessionOfEveryEntryPointReadsAsExpected) {
+  Open(u"\u00e9t\u00e9 %d.mkv");
+  std::uint8_t bytes[16];
+  QMFBlock block;
+  block.data = bytes;
+  block.capacity = sizeof(bytes);
+  QMFQueryData data;
+  std::uint32_t type = 0;
+  std::uint32_t number = 0;
+  std::int64_t time = -5;
+  Fake(1).blocks = {{kBlockVideo, 3, 1LL << 40, "123456789"}};
+  (void)m_slots.SetTitle(m_handle, 1);
+  (void)m_slots.SetMenu(m_handle, 2);
+  (void)m_slots.GetInfo(m_handle, QMF_QID_TITLE_DURATION, &data, 0xFFFFFFFF);
+  (void)m_slots.GetInfo(m_handle, 0xABC, &data, 0);
+  (void)m_slots.SetPosition(m_handle, 2, 0, &time);
+  (void)m_slots.SetTitleActiveStream(m_handle, 2, 0, 1);
+  (void)m_slots.ReadNextBlock(m_handle, &type, &number, &block, &time);
+  block.size = 0;
+  Fake(1).result = QMF_ERR_END_OF_STREAM;
+  (void)m_slots.ReadNextBlockByStream(m_handle, 1, 4, &block, &time);
+  (void)m_slots.WriteNextBlock(m_handle, 2, 77, 1, &block);
+  (void)m_slots.AddStream(m_handle, 3, &number);
+  (void)m_slots.SetInfo(m_handle, QMF_QID_USE_INDEX, &data, 6);
+  (void)m_slots.AddTitle(m_handle, &number);
+  (void)m_slots.FinishTitle(m_handle);
+  Fake(1).result = QMF_OK;
+  (void)m_slots.slot0(m_handle);
+  Close();
+  EXPECT_EQ(
+      Log(),
+      u"\uFEFFOpenContainer:\nFile: \u00e9t\u00e9 %d.mkv\n\n"
+      u"SetTitle Entry:\nTitleIndex 1\n\nSetTitle Exit:\nQivoError: 0\n\n"
+      u"SetMenu Entry:\nMenuIndex 2\n\nSetMenu Exit:\nQivoError: 0\n\n"
+      u"GetInfo Entry:\nQID: QMF_QID_TITLE_DURATION\nIndex: -1\n\nGetInfo Exit:\nQivoError: 0\n\n"
+      u"GetInfo Entry:\nQID: 0x000ABC\nIndex: 0\n\nGetInfo Exit:\nQivoError: 0\n\n"
+      u"SetPosition Entry:\nblockType: 2\nnStream: 0\nTime: -5\n\nSetPosition Exit:\nTime: -6\nQivoError: "
+      u"0\n\n"
+      u"SetTitleActiveStream Entry:\nblockType: 2\nnStream: 0\nbActive: 1\n\n"
+      u"SetTitleActiveStream Exit:\nQivoError: 0\n\n"
+      u"ReadNextBlock Entry:\n\n"
+      u"ReadNextBlock Exit:\n*pBlockType: 2\n*pnStream: 3\nBlock Data CRC: -873187034\n"
+      u"Block Time: 1099511627776\nQivoError: 0\n\n"
+      u"ReadNextBlockByStream Entry:\nblockType: 1\nnStream: 4\n\n"
+      u"ReadNextBlockByStream Exit:\nBlock Data CRC: 0\nBlock Time: 1099511627776\nQivoError: -1073741798\n\n"
+      u"WriteNextBlock Entry:\nblockType: 2\nBlock Time: 77\nnStream: 1\n\n"
+      u"WriteNextBlock Exit:\nQivoError: -1073741798\n\n"
+      u"AddStream Entry:\nblockType: 3\n\nAddStream Exit:\n*nStreamOfType: 7\nQivoError: -1073741798\n\n"
+      u"SetInfo Entry:\nQID: QMF_QID_USE_INDEX\nIndex: 6\n\nSetInfo Exit:\nQivoError: -1073741798\n\n"
+      u"AddTitle Entry:\n\nAddTitle Exit:\n*TitleID: 9\nQivoError: -1073741798\n\n"
+      u"FinishTitle Entry:\n\nFinishTitle Exit:\nQivoError: -1073741798\n\n"
+      u"CloseContainer Entry:\n\nCloseContainer Exit:\nQivoError: 0\n\n");
+}
+
+TEST_F(LoggingModuleTest, FillsItsSlotsAndForwardsTheUnnamedOnesSilently) {
+  const auto* const slots = reinterpret_cast<void* const*>(&m_slots);
+  for (std::size_t i = 0; i < kModuleSlotCount; ++i) {
+    EXPECT_EQ(slots[i] != nullptr, i <= 27 || (i >= 31 && i <= 33)) << i;
+  }
+  Open();
+  const std::u16string before = Log();
+  const QMFUnnamedEntryPoint unnamed[] = {
+      m_slots.slot0,          m_slots.slots4to6[0],   m_slots.slots4to6[2],  m_slots.slots19to27[0],
+      m_slots.slots19to27[8], m_slots.slots32to33[0], m_slots.slots32to33[1]};
+  Fake(1).result = QMF_ERR_OUTSIDE_RANGE;
+  for (const QMFUnnamedEntryPoint slot : unnamed) EXPECT_EQ(slot(m_handle), QMF_ERR_OUTSIDE_RANGE);
+  EXPECT_EQ(test::FakeCalls().size(), 1 + std::size(unnamed));
+  Fake(1).slots = {};
+  for (const QMFUnnamedEntryPoint slot : unnamed) EXPECT_EQ(slot(m_handle), QMF_ERR_NULL_MODULE_FUNC);
+  EXPECT_EQ(m_slots.SetTitle(m_handle, 0), QMF_ERR_NULL_MODULE_FUNC);
+  EXPECT_EQ(Log(), before);
+  test::ResetFakes();
+}
+
+TEST_F(LoggingModuleTest, WithoutBidderNothingIsLoggedAndAFailedOpenIs) {
+  Fake(1).score = 0;
+  EXPECT_EQ(m_slots.OpenContainer(&m_handle, u"film", nullptr), QMF_ERR_UNSUPPORTED_CONTAINER);
+  EXPECT_FALSE(std::filesystem::exists(m_folder / "L1log.txt"));
+  Fake(1).score = 1;
+  Fake(1).openResult = QMF_FILE_NOT_OPENED;
+  EXPECT_EQ(m_slots.OpenContainer(&m_handle, u"film", nullptr), QMF_FILE_NOT_OPENED);
+  EXPECT_EQ(m_handle, nullptr);
+  EXPECT_EQ(Log(), u"\uFEFFOpenContainer:\nFile: film\n\n");
+}
+
+TEST_F(LoggingModuleTest, FinishedRecordsStandInTheFileAtOnceAndANewLogStartsAfresh) {
+  Open(u"a film with a long name");
+  EXPECT_EQ(m_slots.SetTitle(m_handle, 0), QMF_OK);
+  EXPECT_TRUE(Log().ends_with(u"SetTitle Exit:\nQivoError: 0\n\n"));
+  Close();
+  Open(u"b");
+  EXPECT_EQ(Log(), u"\uFEFFOpenContainer:\nFile: b\n\n");
+}
+
+TEST_F(LoggingModuleTest, InstancesAtOnceKeepLogsOfTheirOwn) {
+  QMFContainer* container = nullptr;
+  ASSERT_EQ(OpenContainer(&container, u"a;b", nullptr), QMF_OK);
+  EXPECT_TRUE(Log("L1log.txt").starts_with(u"\uFEFFOpenContainer:\nFile: a\n"));
+  EXPECT_TRUE(Log("L1log-2.txt").starts_with(u"\uFEFFOpenContainer:\nFile: b\n"));
+  EXPECT_EQ(CloseContainer(container), QMF_OK);
+
+  const auto session = [this] {
+    for (int i = 0; i < 200; ++i) {
+      QMFModuleHandle handle = nullptr;
+      ASSERT_EQ(m_slots.OpenContainer(&handle, u"c", nullptr), QMF_OK);
+      EXPECT_EQ(m_slots.SetTitle(handle, 0), QMF_OK);
+      EXPECT_EQ(m_slots.CloseContainer(handle), QMF_OK);
+    }
+  };
+  std::thread other(session);
+  session();
+  other.join();
+  EXPECT_EQ(
+      Log(),
+      u"\uFEFFOpenContainer:\nFile: c\n\nSetTitle Entry:\nTitleIndex 0\n\nSetTitle Exit:\nQivoError: 0\n\n"
+      u"CloseContainer Entry:\n\nCloseContainer Exit:\nQivoError: 0\n\n");
+}
+
+TEST_F(LoggingModuleTest, EveryLogTakenOrOffMeansNoLog) {
+  std::vector<QMFModuleHandle> handles(LogWriter::kMostLogs + 1);
+  for (QMFModuleHandle& handle : handles) ASSERT_EQ(m_slots.OpenContainer(&handle, u"a", nullptr), QMF_OK);
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(m_folder), {}), LogWriter::kMostLogs);
+  for (const QMFModuleHandle handle : handles) {
+    EXPECT_EQ(m_slots.SetTitle(handle, 0), QMF_OK);
+    EXPECT_EQ(m_slots.CloseContainer(handle), QMF_OK);
+  }
+  std::filesystem::remove_all(m_folder);
+  Open();  // no folder to write in
+  Close();
+  SetLogOff();
+  std::filesystem::create_directories(m_folder);
+  Open();
+  EXPECT_TRUE(std::filesystem::is_empty(m_folder));
+}
+
+#ifndef _WIN32
+TEST_F(LoggingModuleTest, LinksAreNotFollowed) {
+  const std::filesystem::path victim = m_folder / "victim";
+  std::ofstream(victim) << "mine";
+  for (const bool symbolic : {true, false}) {
+    std::filesystem::remove(m_folder / "L1log.txt");
+    if (symbolic) {
+      std::filesystem::create_symlink(victim, m_folder / "L1log.txt");
+    } else {
+      std::filesystem::create_hard_link(victim, m_folder / "L1log.txt");
+    }
+    Open();
+    EXPECT_EQ(m_slots.SetTitle(m_handle, 0), QMF_OK);
+    Close();
+    EXPECT_EQ(std::filesystem::file_size(victim), 4U);
+  }
+}
+
+TEST_F(LoggingModuleTest, AFullDiskCutsTheLogAtAWholeRecord) {
+  Open();
+  const std::u16string before = Log();
+  rlimit old{};
+  ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &old), 0);
+  const rlimit full = {before.size() * 2 + 10, old.rlim_max};
+  std::signal(SIGXFSZ, SIG_IGN);
+  ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &full), 0);
+  EXPECT_EQ(m_slots.SetTitle(m_handle, 0), QMF_OK);
+  ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &old), 0);
+  EXPECT_EQ(m_slots.SetTitle(m_handle, 0), QMF_OK);
+  EXPECT_EQ(Log(), before);
+}
+#endif
+
+}  // namespace
+}  // namespace qmf

@@ -1,0 +1,105 @@
+#include <gtest/gtest.h>
+
+#include <set>
+#include <string>
+
+#include "framework/ModuleTable.h"
+#include "framework/QueryAnswer.h"
+#include "framework/QueryIds.h"
+#include "framework/ResultCodes.h"
+#include "framework/Text.h"
+
+namespace qmf {
+namespace {
+
+TEST(ResultCodes, NumbersRunFromTwoUpwardsWithTheKnownGapsAndOneSwap) {
+  std::set<std::uint32_t> numbers;
+  for (const ResultCodeRow& row : ResultCodeTable()) {
+    const std::uint32_t number = row.code & 0x3FFFFFFF;
+    EXPECT_TRUE(numbers.insert(number).second);
+    EXPECT_EQ(row.code >> 30, number < 5 ? 1U : 3U) << number;
+  }
+  std::set<std::uint32_t> expected;
+  for (std::uint32_t n = 2; n <= 0x64; ++n) {
+    if (n != 0x44 && n != 0x59 && !(n >= 0x5F && n <= 0x63)) expected.insert(n);
+  }
+  EXPECT_EQ(numbers, expected);
+  EXPECT_EQ(ResultCodeTable().back().code, QMF_ERR_AVC_STREAM_NOT_SUPPORTED);
+}
+
+TEST(ResultCodes, LookUpFindsRowsAndNothingElse) {
+  const ResultCodeRow* const row = FindResultCode(QMF_ERR_STRH_NOT_FOUND);
+  ASSERT_NE(row, nullptr);
+  EXPECT_EQ(std::u16string_view(row->name), u"QMF_ERR_STRH_NOT_FOUND");
+  EXPECT_EQ(std::u16string_view(row->message), u"AVI file struture error, no strf found.");
+  for (const QMFResult result : {QMF_OK, QMF_FAILURE, QMF_NULL_ARGUMENT, QMF_AVI_NO_STRF}) {
+    EXPECT_EQ(FindResultCode(result), nullptr);
+  }
+  EXPECT_FALSE(IsFailure(QMF_ERR_NO_INDEX_FOUND));
+  EXPECT_TRUE(IsFailure(QMF_ERR_KILL));
+}
+
+TEST(QueryIds, AreUniqueAndWellFormed) {
+  const std::set<unsigned> kinds = {1, 2, 3, 5, 6, 7, 8, 10, 11};
+  std::set<std::uint32_t> values;
+  std::set<std::u16string> names;
+  for (const QueryIdRow& row : QueryIdTable()) {
+    EXPECT_TRUE(values.insert(row.value).second);
+    EXPECT_TRUE(names.insert(row.name).second);
+    EXPECT_EQ(row.value >> 24, 0U);
+    EXPECT_LE(StreamKindOf(row.value), kStreamSubtitle);
+    EXPECT_TRUE(kinds.contains(ValueKindOf(row.value))) << std::hex << row.value;
+  }
+  EXPECT_EQ(FindQueryId(u"QMF_QID_TITLE_DURATION"), 0x450E07U);
+  EXPECT_EQ(FindQueryId(u"QMF_QID_TITLE_DURATIO"), std::nullopt);
+  EXPECT_EQ(QueryIdName(0x450E08), nullptr);
+}
+
+TEST(ModuleTable, OnlyRegisteredIdsAreFound) {
+  for (const std::int32_t id : {INT32_MIN, -1, 0, 4, 19, INT32_MAX}) EXPECT_EQ(FindModule(id), nullptr);
+  EXPECT_EQ(FindModule(kModuleLogging)->moduleId, kModuleLogging);
+}
+
+TEST(QueryAnswer, TextAndBytesTellTheirSizeAndRespectTheBuffer) {
+  char16_t buffer[4] = {1, 1, 1, 1};
+  QMFQueryData data;
+  data.size = 7;
+  data.pointer = buffer;
+  EXPECT_EQ(AnswerText(data, QMF_QID_CONTAINER_MUX_APP, u"abc"), QMF_ERR_BUFFER_TOO_SMALL);
+  EXPECT_EQ(data.size, 8U);
+  EXPECT_EQ(buffer[0], 1);
+  EXPECT_EQ(AnswerText(data, QMF_QID_CONTAINER_MUX_APP, u"abc"), QMF_OK);
+  EXPECT_EQ(std::u16string(buffer), u"abc");
+  EXPECT_EQ(data.type, kValueString);
+
+  const std::uint8_t bytes[] = {1, 2, 3};
+  data.size = 2;
+  EXPECT_EQ(AnswerBytes(data, QMF_QID_SPS_DATA, bytes), QMF_ERR_BUFFER_TOO_SMALL);
+  EXPECT_EQ(data.size, 3U);
+  data.pointer = nullptr;
+  EXPECT_EQ(AnswerBytes(data, QMF_QID_SPS_DATA, bytes), QMF_ERR_BUFFER_TOO_SMALL);
+  EXPECT_EQ(AnswerBytes(data, QMF_QID_SPS_DATA, {}), QMF_OK);
+  EXPECT_EQ(data.size, 0U);
+}
+
+TEST(Text, ConvertsAndReplacesWhatIsMalformed) {
+  EXPECT_EQ(ToUtf8(u"\u00e9\u20ac\U0001F3AC"), "\xC3\xA9\xE2\x82\xAC\xF0\x9F\x8E\xAC");
+  EXPECT_EQ(ToUtf16("\xF0\x9F\x8E\xAC"), u"\U0001F3AC");
+  const char16_t lone[] = {u'a', 0xD800, u'b', 0xDC80, 0};
+  EXPECT_EQ(ToUtf8(lone),
+            "a\xEF\xBF\xBD"
+            "b\xEF\xBF\xBD");
+  EXPECT_EQ(ToUtf16("a\xFFz"), u"a\uFFFDz");
+}
+
+TEST(Text, EveryByteStringSurvivesAsAPath) {
+  std::string all;
+  for (int i = 1; i < 256; ++i) all.push_back(static_cast<char>(i));
+  for (const std::string& name :
+       {all, std::string("\xED\xA0\x80"), std::string("\xF0\x9F\x8E\xAC.mkv\xC3")}) {
+    EXPECT_EQ(BytesFromPath(PathFromBytes(name)), name);
+  }
+}
+
+}  // namespace
+}  // namespace qmf
