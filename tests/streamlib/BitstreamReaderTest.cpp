@@ -1,0 +1,140 @@
+#include "streamlib/BitstreamReader.h"
+
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "tests/streamlib/SlowBitReader.h"
+#include "tests/support/BitWriter.h"
+
+namespace qmf::test {
+namespace {
+
+using SPL::BitstreamReader;
+using Bytes = std::vector<std::uint8_t>;
+
+BitstreamReader Over(const Bytes& bytes, bool strip = false) {
+  BitstreamReader bits(strip);
+  bits.Init(bytes.data(), static_cast<std::int32_t>(bytes.size()));
+  return bits;
+}
+
+Bytes ReadBytes(const Bytes& bytes, bool strip) {
+  BitstreamReader bits = Over(bytes, strip);
+  Bytes out;
+  for (std::size_t i = 0; i < bytes.size(); ++i) out.push_back(static_cast<std::uint8_t>(bits.ReadBits(8)));
+  return out;
+}
+
+TEST(BitstreamReader, ReadsFieldsInStreamOrderUpToTheLastBitAndThenOnes) {
+  const Bytes one = {0xA5};
+  BitstreamReader bits = Over(one);
+  for (const bool expected : {true, false, true, false, false, true, false, true}) {
+    EXPECT_EQ(bits.ReadBit(), expected);
+  }
+  EXPECT_FALSE(bits.IsUnderrun());
+  EXPECT_TRUE(bits.ReadBit());
+  EXPECT_TRUE(bits.IsUnderrun());
+  EXPECT_EQ(bits.ReadBits(32), 1U);
+  EXPECT_EQ(bits.ReadUE(), 0U);
+
+  const Bytes nine = {0x01, 0x23, 0x45, 0x67, 0x89, 0xAB, 0xCD, 0xEF, 0x01};
+  bits = Over(nine);
+  bits.SkipBits(28);
+  EXPECT_EQ(bits.ReadBits(8), 0x78U);  // across the first two words
+  EXPECT_EQ(bits.ReadBits(32), 0x9ABCDEF0U);
+  bits.SkipBits(0);
+  EXPECT_EQ(bits.ReadBits(5), 1U);  // one bit short
+  EXPECT_TRUE(bits.IsUnderrun());
+}
+
+TEST(BitstreamReader, EmptyBuffersLeaveItAsItWas) {
+  const Bytes bytes = {0xC0, 0x00};
+  BitstreamReader bits = Over(bytes);
+  (void)bits.ReadBit();
+  bits.Init(bytes.data(), 0);
+  bits.Init(nullptr, -1);
+  EXPECT_TRUE(bits.ReadBit());
+  EXPECT_FALSE(bits.ReadBit());
+}
+
+TEST(BitstreamReader, ExpGolombCodes) {
+  const Bytes codes = BitWriter().Bits(0b1'010'011'00111, 12).Bits(0b010'011'00100, 11).Trailing().Bytes();
+  BitstreamReader bits = Over(codes);
+  for (const std::uint32_t expected : {0U, 1U, 2U, 6U}) EXPECT_EQ(bits.ReadUE(), expected);
+  for (const std::int32_t expected : {1, -1, 2}) EXPECT_EQ(bits.ReadSE(), expected);
+
+  const Bytes extremes = BitWriter().UE(0xFFFFFFFE).UE(0xFFFFFFFF).SE(-0x7FFFFFFF).SE(0x7FFFFFFF).Bytes();
+  bits = Over(extremes);
+  EXPECT_EQ(bits.ReadUE(), 0xFFFFFFFEU);
+  EXPECT_EQ(bits.ReadUE(), 0xFFFFFFFFU);
+  EXPECT_EQ(bits.ReadSE(), -0x7FFFFFFF);
+  EXPECT_EQ(bits.ReadSE(), 0x7FFFFFFF);
+  EXPECT_FALSE(bits.IsUnderrun());
+}
+
+TEST(BitstreamReader, ExpGolombCodesOfMoreThan32ZerosKeepTheirLowBits) {
+  const Bytes code = BitWriter().Bits(0, 40).Bits(1, 1).Bits(0xAB12345678, 40).Bits(0x5, 7).Bytes();
+  BitstreamReader bits = Over(code);
+  EXPECT_EQ(bits.ReadUE(), 0x12345677U);
+  EXPECT_EQ(bits.ReadBits(7), 5U);
+  const Bytes zeros(1000);
+  bits = Over(zeros);
+  EXPECT_EQ(bits.ReadUE(), 0U);  // 2 to the 8000
+  EXPECT_TRUE(bits.IsUnderrun());
+  const Bytes cut = {0x01};
+  bits = Over(cut);
+  EXPECT_EQ(bits.ReadUE(), 128U);
+}
+
+TEST(BitstreamReader, RemovesEmulationPreventionBehindTheFirstWord) {
+  const Bytes bytes = {0x11, 0x22, 0x33, 0x44, 0x00, 0x00, 0x03, 0x01};
+  EXPECT_EQ(ReadBytes(bytes, true), (Bytes{0x11, 0x22, 0x33, 0x44, 0x00, 0x00, 0x01, 0x00}));
+  EXPECT_EQ(ReadBytes(bytes, false), bytes);
+  const Bytes early = {0x00, 0x00, 0x03, 0x01, 0x05};
+  EXPECT_EQ(ReadBytes(early, true), early);
+  // Across the border of two words, with the following bytes moving up.
+  EXPECT_EQ(ReadBytes({1, 2, 3, 0, 0, 3, 1, 0, 0, 3, 2, 9}, true),
+            (Bytes{1, 2, 3, 0, 0, 1, 0, 0, 2, 9, 0, 0}));
+}
+
+// The checks go over a word once, last place first, and do not ask what stood between two zeros. No parameter
+// set in use has the runs of zeros that this takes.
+TEST(BitstreamReader, EmulationPreventionHasItsLimits) {
+  // The byte that moves up behind a removal is not looked at again.
+  EXPECT_EQ(ReadBytes({1, 2, 3, 0, 0, 3, 0, 0, 3, 1}, true), (Bytes{1, 2, 3, 0, 0, 0, 0, 3, 1, 0}));
+  // A zero on either side of a removed byte counts as a pair.
+  EXPECT_EQ(ReadBytes({1, 2, 3, 4, 5, 0, 0, 3, 0, 3, 7}, true), (Bytes{1, 2, 3, 4, 5, 0, 0, 0, 7, 0, 0}));
+}
+
+TEST(BitstreamReader, AgreesWithTheSlowReaderOnRandomData) {
+  std::mt19937 random(4711);
+  const auto below = [&](std::uint32_t n) { return static_cast<std::uint32_t>(random() % n); };
+  for (int round = 0; round < 4000; ++round) {
+    Bytes bytes(1 + below(round % 10 == 0 ? 300 : 24));
+    // Small alphabets make emulation prevention and long codes frequent.
+    const std::uint32_t alphabet = 1U << (1 + below(8));
+    for (std::uint8_t& byte : bytes) byte = static_cast<std::uint8_t>(below(alphabet));
+    const bool strip = below(2) != 0;
+    BitstreamReader fast = Over(bytes, strip);
+    SlowBitReader slow(bytes, strip);
+    while (!slow.IsUnderrun()) {
+      const std::uint32_t n = 1 + below(32);
+      switch (below(4)) {
+        case 0:
+          fast.SkipBits(n - 1);
+          slow.SkipBits(n - 1);
+          break;
+        case 1:
+          ASSERT_EQ(fast.ReadUE(), slow.ReadUE());
+          break;
+        default:
+          ASSERT_EQ(fast.ReadBits(n), slow.ReadBits(n));
+      }
+      ASSERT_EQ(fast.IsUnderrun(), slow.IsUnderrun());
+    }
+  }
+}
+
+}  // namespace
+}  // namespace qmf::test
