@@ -4,9 +4,12 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <filesystem>
 #include <iostream>
 #include <iterator>
+#include <new>
 
+#include "framework/LogWriter.h"
 #include "framework/QueryIds.h"
 #include "framework/Text.h"
 #include "tools/qmfinfo/Arguments.h"
@@ -119,6 +122,20 @@ CLI::App& AddTables(CLI::App& program, TablesOptions& tables) {
   return parser;
 }
 
+// Any command takes it, before or behind the command's own options.
+void AddLog(CLI::App& program) {
+  qmf::SetLogOff();
+  const auto setFolder = [](const std::string& word) {
+    const std::u16string folder = PathFromArgument(word);
+    if (!std::filesystem::is_directory(folder))
+      throw CLI::ValidationError("--log", "no such folder: " + word);
+    if (qmf::SetLogFolder(folder) != qmf::QMF_OK) throw std::bad_alloc();
+  };
+  program.fallthrough();
+  program.add_option_function<std::string>("--log", setFolder, "Log every call in this folder's L1log.txt")
+      ->type_name("DIR");
+}
+
 // What CLI11 fills, whichever command it finds.
 struct AllOptions {
   ShowOptions show;
@@ -131,12 +148,14 @@ struct AllOptions {
 // "qmfinfo a.mkv" means "qmfinfo show a.mkv".
 std::vector<std::string> WithCommand(std::vector<std::string> arguments, const CLI::App& program) {
   static constexpr std::array kOfTheProgram = {"-h", "--help"};
-  if (arguments.empty() || std::ranges::find(kOfTheProgram, arguments[0]) != kOfTheProgram.end())
+  auto word = arguments.begin();
+  if (arguments.size() > 2 && *word == "--log") word += 2;
+  if (word == arguments.end() || std::ranges::find(kOfTheProgram, *word) != kOfTheProgram.end())
     return arguments;
   const auto commands = program.get_subcommands({});
-  const bool named = std::ranges::any_of(
-      commands, [&](const CLI::App* command) { return command->get_name() == arguments[0]; });
-  if (!named) arguments.insert(arguments.begin(), "show");
+  const bool named =
+      std::ranges::any_of(commands, [&](const CLI::App* command) { return command->get_name() == *word; });
+  if (!named) arguments.insert(word, "show");
   return arguments;
 }
 
@@ -146,6 +165,7 @@ std::variant<Options, ExitCode> ParseOptions(const std::vector<std::string>& arg
   CLI::App program("What the QMF media framework says of media files", "qmfinfo");
   program.allow_windows_style_options(false);
   program.require_subcommand(1);
+  AddLog(program);
   AllOptions all;
   const CLI::App& show = AddShow(program, all.show);
   const CLI::App& query = AddQuery(program, all.query);
