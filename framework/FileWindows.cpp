@@ -31,17 +31,22 @@ class WindowsFileSource : public FileSource {
   const std::uint64_t m_size;
 };
 
-// Names near the classic limit are spelled in the long form, which needs them absolute and with backslashes.
+std::wstring FullName(const std::wstring& name) {
+  std::wstring full(::GetFullPathNameW(name.c_str(), 0, nullptr, nullptr), L'\0');
+  const DWORD length =
+      ::GetFullPathNameW(name.c_str(), static_cast<DWORD>(full.size()), full.data(), nullptr);
+  full.resize(length < full.size() ? length : 0);
+  return full;
+}
+
+// Names past the classic limit are spelled in the long form, which needs them absolute and with backslashes.
 std::wstring LongName(const char16_t* path) {
-  std::wstring name(reinterpret_cast<const wchar_t*>(path));
   constexpr std::size_t kClassicLimit = 248;
-  if (name.size() < kClassicLimit || name.starts_with(L"\\\\?\\")) return name;
-  const DWORD needed = ::GetFullPathNameW(name.c_str(), 0, nullptr, nullptr);
-  std::wstring full(needed, L'\0');
-  const DWORD length = ::GetFullPathNameW(name.c_str(), needed, full.data(), nullptr);
-  if (length == 0 || length >= needed) return name;
-  full.resize(length);
-  if (full.starts_with(L"\\\\?\\") || full.starts_with(L"\\\\.\\")) return full;
+  const std::wstring name(reinterpret_cast<const wchar_t*>(path));
+  if (name.starts_with(L"\\\\?\\")) return name;
+  const std::wstring full = FullName(name);
+  if (full.size() < kClassicLimit || full.starts_with(L"\\\\?\\") || full.starts_with(L"\\\\.\\"))
+    return name;
   return full.starts_with(L"\\\\") ? L"\\\\?\\UNC" + full.substr(1) : L"\\\\?\\" + full;
 }
 

@@ -46,15 +46,6 @@ void AddAudio(QMFContainer* container, PropertyValues& values) {
 
 }  // namespace
 
-const char* PropertyName(PropertyId property) {
-  static constexpr std::array<const char*, kPropertyCount> kNames = {
-      "System.Media.Duration",   "System.Video.FrameWidth",   "System.Video.FrameHeight",
-      "System.Video.FrameRate",  "System.Audio.ChannelCount", "System.Audio.SampleRate",
-      "System.Audio.SampleSize",
-  };
-  return kNames[property];
-}
-
 PropertyValues ReadPropertyValues(QMFContainer* container) {
   PropertyValues values;
   AddDuration(container, values);

@@ -5,23 +5,9 @@
 #include <optional>
 
 #include "framework/Container.h"
+#include "propertyhandler/PropertyIds.h"
 
 namespace qmf {
-
-/// The Shell properties, in the order in which they are written.
-enum PropertyId : std::size_t {
-  kMediaDuration,
-  kVideoFrameWidth,
-  kVideoFrameHeight,
-  kVideoFrameRate,
-  kAudioChannelCount,
-  kAudioSampleRate,
-  kAudioSampleSize,
-  kPropertyCount,
-};
-
-/// The canonical name that the Shell gives to a property ("System.Media.Duration").
-const char* PropertyName(PropertyId property);
 
 /// What the Shell gets to see of a file; a property without value is left out. The duration is in 100-ns
 /// units (64 bits), the frame rate in frames per 1,000 seconds, the others as named; all but the duration are
