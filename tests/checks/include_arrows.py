@@ -17,7 +17,7 @@ ARROWS = {
     "propertyhandler": ["framework"],
     "tools": ["framework", "propertyhandler", "readers"],
     "tests": ["framework", "propertyhandler", "readers", "streamlib", "tools"],
-    "bench": ["framework", "propertyhandler", "readers", "streamlib"],
+    "benchmarks": ["framework", "propertyhandler", "readers", "streamlib"],
 }
 SOURCES = [folder for folder in ARROWS if not folder.endswith(".cpp")]
 

@@ -26,6 +26,11 @@ std::optional<std::uint32_t> ParseQueryId(const std::string& word) {
   return number;
 }
 
+// CLI11 would take the sign and wrap the number around.
+std::string RefuseSign(const std::string& word) {
+  return word.starts_with('-') ? "'" + word + "' is negative" : std::string();
+}
+
 void AddPaths(CLI::App& parser, std::vector<std::u16string>& paths) {
   const auto convert = [&paths](const std::vector<std::string>& words) {
     std::ranges::transform(words, std::back_inserter(paths), PathFromArgument);
@@ -90,7 +95,9 @@ CLI::App& AddQuery(CLI::App& program, QueryOptions& query) {
       ->excludes(title);
   parser.add_option("--size", query.size, "Bytes of the buffer for texts and records (default 65536)")
       ->type_name("N");
-  parser.add_option("--value", query.value, "Number handed over with the query")->type_name("N");
+  parser.add_option("--value", query.value, "Number handed over with the query")
+      ->type_name("N")
+      ->check(RefuseSign);
   AddStreams(parser, "--activate", query.activate, "Activate this stream first");
   return parser;
 }
@@ -101,7 +108,9 @@ CLI::App& AddBlocks(CLI::App& program, BlocksOptions& blocks) {
   AddTitle(parser, blocks.title);
   AddStreams(parser, "--stream", blocks.streams, "Read only this stream (may be repeated)");
   parser.add_option("--from", blocks.from, "Start at this time, in 100-ns units")->type_name("TIME");
-  parser.add_option("--limit", blocks.limit, "Stop after this many blocks")->type_name("N");
+  parser.add_option("--limit", blocks.limit, "Stop after this many blocks")
+      ->type_name("N")
+      ->check(RefuseSign);
   parser.add_flag("--by-stream", blocks.byStream, "Read stream after stream");
   return parser;
 }
