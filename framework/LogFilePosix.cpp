@@ -51,7 +51,7 @@ bool LogFile::Append(std::span<const std::uint8_t> bytes) {
     m_length += bytes.size();
     return true;
   }
-  (void)!::ftruncate(descriptor, static_cast<off_t>(m_length));
+  [[maybe_unused]] const int ignored = ::ftruncate(descriptor, static_cast<off_t>(m_length));
   return false;
 }
 

@@ -104,7 +104,7 @@ class ModuleAdapter {
     if (path == nullptr) return QMF_NULL_ARGUMENT;
     return Guarded([&] {
       QMFAllocator* const memory = AllocatorOrHeap(allocator);
-      Opened* const reader = std::pmr::polymorphic_allocator<>(memory).new_object<Opened>(memory);
+      auto* const reader = std::pmr::polymorphic_allocator<>(memory).new_object<Opened>(memory);
       const QMFResult result = Guarded([&] { return reader->Open(path); });
       if (IsFailure(result)) {
         Destroy(reader);

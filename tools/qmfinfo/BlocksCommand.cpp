@@ -36,7 +36,8 @@ class BlockPrinter {
   }
 
   qmf::QMFResult Activate(const StreamName& stream, bool active) {
-    return qmf::SetTitleActiveStream(m_file.Container(), stream.kind->blockType, stream.number, active);
+    return qmf::SetTitleActiveStream(m_file.Container(), stream.kind->blockType, stream.number,
+                                     active ? 1 : 0);
   }
 
   // Of all streams, one that cannot be activated is not read; of named ones, it is a failure.
