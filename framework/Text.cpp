@@ -40,6 +40,23 @@ void AppendReplacement(char16_t, std::string& out) {
   utf8::append(kReplacement, std::back_inserter(out));
 }
 
+// Appends UTF-16; `lone` decides what a byte outside UTF-8 becomes.
+template <class String, class Lone>
+void Decode(std::string_view bytes, String& out, Lone&& lone) {
+  auto from = bytes.begin();
+  while (from != bytes.end()) {
+    const auto invalid = utf8::find_invalid(from, bytes.end());
+    utf8::utf8to16(from, invalid, std::back_inserter(out));
+    if (invalid == bytes.end()) break;
+    out.push_back(lone(static_cast<unsigned char>(*invalid)));
+    from = std::next(invalid);
+  }
+}
+
+char16_t Replacement(unsigned char) {
+  return static_cast<char16_t>(kReplacement);
+}
+
 }  // namespace
 
 std::string ToUtf8(std::u16string_view text) {
@@ -47,24 +64,20 @@ std::string ToUtf8(std::u16string_view text) {
 }
 
 std::u16string ToUtf16(std::string_view text) {
-  std::string valid;
-  valid.reserve(text.size());
-  utf8::replace_invalid(text.begin(), text.end(), std::back_inserter(valid), kReplacement);
   std::u16string out;
-  utf8::utf8to16(valid.begin(), valid.end(), std::back_inserter(out));
+  Decode(text, out, Replacement);
   return out;
+}
+
+void AssignUtf16(std::pmr::u16string& out, std::string_view text) {
+  out.clear();
+  out.reserve(text.size());
+  Decode(text, out, Replacement);
 }
 
 std::u16string PathFromBytes(std::string_view bytes) {
   std::u16string out;
-  auto from = bytes.begin();
-  while (from != bytes.end()) {
-    const auto invalid = utf8::find_invalid(from, bytes.end());
-    utf8::utf8to16(from, invalid, std::back_inserter(out));
-    if (invalid == bytes.end()) break;
-    out.push_back(static_cast<char16_t>(0xDC00 + static_cast<unsigned char>(*invalid)));
-    from = std::next(invalid);
-  }
+  Decode(bytes, out, [](unsigned char byte) { return static_cast<char16_t>(0xDC00 + byte); });
   return out;
 }
 
