@@ -1,0 +1,137 @@
+#include "readers/mkv/MkvSegment.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "readers/mkv/EbmlRules.h"
+#include "readers/mkv/MkvHeader.h"
+
+namespace qmf {
+namespace {
+
+constexpr Element kSectionElements[kSectionCount] = {
+    Element::SegmentInfo, Element::Tracks, Element::SeekHead,    Element::Cues,    Element::HierarchicalIndex,
+    Element::Chapters,    Element::Tags,   Element::Attachments, Element::Cluster,
+};
+
+// Seek heads that name further ones.
+constexpr int kMostSeekHeads = 8;
+
+// Keeps where a section stands: the first cluster, else the latest finding.
+void NoteSection(MkvSegment& segment, const EbmlElement& element) {
+  const auto kind = std::ranges::find_if(kSectionElements, [&](Element each) { return element.Is(each); });
+  if (kind == std::end(kSectionElements)) return;
+  std::uint64_t& position = segment.sections[static_cast<std::size_t>(kind - kSectionElements)];
+  if (position == 0 || !element.Is(Element::Cluster)) position = element.start;
+}
+
+struct SeekEntry {
+  std::uint32_t id = 0;
+  std::uint64_t position = 0;  ///< From the segment's first byte of payload.
+};
+
+constexpr EbmlRule<SeekEntry> kSeekRules[] = {
+    {Element::SeekId, ReadInto<&SeekEntry::id>},
+    {Element::SeekPosition, ReadInto<&SeekEntry::position>},
+};
+
+// Clusters are found by walking: a seek head lists any of them.
+QMFResult ReadSeek(MkvSegment& segment, EbmlReader& reader, const EbmlElement& element) {
+  SeekEntry entry;
+  QMF_RETURN_IF_NONZERO(WalkInto<kSeekRules>(entry, reader, element));
+  const std::uint64_t base = segment.element.payload;
+  if (base >= reader.FileSize() || entry.position >= reader.FileSize() - base) return QMF_OK;
+  for (std::size_t section = 0; section < kSectionCluster; ++section) {
+    std::uint64_t& position = segment.sections[section];
+    if (entry.id == ElementId(kSectionElements[section]) && position == 0) position = base + entry.position;
+  }
+  return QMF_OK;
+}
+
+constexpr EbmlRule<MkvSegment> kSeekHeadRules[] = {
+    {Element::Seek, ReadSeek},
+};
+
+QMFResult ReadSeekHead(MkvSegment& segment, EbmlReader& reader, const EbmlElement& element) {
+  const QMFResult result = WalkInto<kSeekHeadRules>(segment, reader, element);
+  return result == QMF_FAILURE ? QMF_ERR_QF3_PARSE_SEEKHEAD : QMF_OK;
+}
+
+// Of repeated elements the first counts.
+QMFResult ReadInfo(MkvSegment& segment, EbmlReader& reader, const EbmlElement& element) {
+  if (segment.info) return QMF_OK;
+  return ReadMkvInfo(reader, element, segment.info.emplace(segment.memory));
+}
+
+QMFResult ReadTracks(MkvSegment& segment, EbmlReader& reader, const EbmlElement& element) {
+  if (segment.hasTracks) return QMF_OK;
+  segment.hasTracks = true;
+  return ReadMkvTracks(reader, element, segment.tracks);
+}
+
+constexpr EbmlRule<MkvSegment> kSectionRules[] = {
+    {Element::SeekHead, ReadSeekHead},
+    {Element::SegmentInfo, ReadInfo},
+    {Element::Tracks, ReadTracks},
+};
+
+bool IsComplete(const MkvSegment& segment) {
+  return segment.info && segment.hasTracks;
+}
+
+QMFResult ApplySectionRule(MkvSegment& segment, EbmlReader& reader, const EbmlElement& element) {
+  for (const auto& rule : kSectionRules) {
+    if (element.Is(rule.kind)) return rule.read(segment, reader, element);
+  }
+  return QMF_OK;
+}
+
+// Reads the element that a seek head promised; a wrong promise is passed over.
+QMFResult ReadSectionAt(MkvSegment& segment, EbmlReader& reader, MkvSection section, std::uint64_t at) {
+  EbmlElement element;
+  if (at == 0 || reader.ReadHeader(at, EbmlElement::kOpenEnd, element) != QMF_OK) return QMF_OK;
+  if (!element.Is(kSectionElements[section])) return QMF_OK;
+  return ApplySectionRule(segment, reader, element);
+}
+
+QMFResult FollowSeekHead(MkvSegment& segment, EbmlReader& reader) {
+  for (int i = 0; i < kMostSeekHeads && !IsComplete(segment); ++i) {
+    const std::uint64_t next = std::exchange(segment.sections[kSectionSeekHead], 0);
+    QMF_RETURN_IF_NONZERO(ReadSectionAt(segment, reader, kSectionSeekHead, next));
+  }
+  QMF_RETURN_IF_NONZERO(ReadSectionAt(segment, reader, kSectionInfo, segment.sections[kSectionInfo]));
+  return ReadSectionAt(segment, reader, kSectionTracks, segment.sections[kSectionTracks]);
+}
+
+// Where the parent's size is unknown, these end it.
+bool StartsNextDocument(const EbmlElement& element) {
+  return element.Is(Element::Ebml) || element.Is(Element::Segment);
+}
+
+// Walks the segment's children until information and tracks are known. At the first cluster the seek head is
+// asked for what is missing; without its help the walk goes on from cluster to cluster, by their headers. The
+// children of a cluster of unknown size are met here as well.
+QMFResult ScanSections(MkvSegment& segment, EbmlReader& reader) {
+  std::uint64_t& at = segment.scannedTo;
+  at = segment.element.payload;
+  EbmlElement child;
+  while (!IsComplete(segment) && at < segment.element.end &&
+         reader.ReadHeader(at, segment.element.end, child) == QMF_OK && !StartsNextDocument(child)) {
+    const bool firstCluster = child.Is(Element::Cluster) && segment.sections[kSectionCluster] == 0;
+    NoteSection(segment, child);
+    if (firstCluster) QMF_RETURN_IF_NONZERO(FollowSeekHead(segment, reader));
+    QMF_RETURN_IF_NONZERO(ApplySectionRule(segment, reader, child));
+    at = child.end == EbmlElement::kOpenEnd ? child.payload : child.end;
+  }
+  return IsComplete(segment) ? QMF_OK : FollowSeekHead(segment, reader);
+}
+
+}  // namespace
+
+QMFResult ReadMkvSegment(MkvSegment& segment) {
+  EbmlReader reader(*segment.file, segment.memory);
+  QMF_RETURN_IF_NONZERO(ReadMkvHeader(reader, segment));
+  return ScanSections(segment, reader);
+}
+
+}  // namespace qmf

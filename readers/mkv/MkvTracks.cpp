@@ -1,0 +1,179 @@
+#include "readers/mkv/MkvTracks.h"
+
+#include <cmath>
+#include <utility>
+
+#include "readers/mkv/CodecTable.h"
+#include "readers/mkv/EbmlRules.h"
+
+namespace qmf {
+namespace {
+
+// Matroska's TrackType to ours; 0 for types that are not kept.
+std::uint32_t TypeOf(std::uint64_t trackType) {
+  switch (trackType) {
+    case 0x01:
+      return kTrackVideo;
+    case 0x02:
+      return kTrackAudio;
+    case 0x03:
+      return kTrackComplex;
+    case 0x10:
+      return kTrackLogo;
+    case 0x11:
+      return kTrackSubtitle;
+    case 0x12:
+      return kTrackButtons;
+    default:
+      return 0;
+  }
+}
+
+QMFResult ReadTimecodeScale(MkvTrack& track, EbmlReader& reader, const EbmlElement& element) {
+  double scale = 0;
+  QMF_RETURN_IF_NONZERO(reader.Read(element, scale));
+  track.timecodeScale = static_cast<float>(scale);
+  return QMF_OK;
+}
+
+QMFResult ReadCodecId(MkvTrack& track, EbmlReader& reader, const EbmlElement& element) {
+  std::pmr::u16string codecId(reader.Memory());
+  QMF_RETURN_IF_NONZERO(reader.Read(element, codecId));
+  track.codecIndex = FindCodecIndex(codecId);
+  return QMF_OK;
+}
+
+// Frequencies pass through single precision, so 44099.9999 is 44100.
+template <std::optional<std::uint32_t> MkvTrack::*member>
+QMFResult ReadFrequency(MkvTrack& track, EbmlReader& reader, const EbmlElement& element) {
+  double frequency = 0;
+  QMF_RETURN_IF_NONZERO(reader.Read(element, frequency));
+  track.*member = WrapToUnsigned32(static_cast<double>(static_cast<float>(frequency)));
+  return QMF_OK;
+}
+
+// Writers use 2 for progressive.
+QMFResult ReadInterlaced(MkvTrack& track, EbmlReader& reader, const EbmlElement& element) {
+  std::uint64_t flag = 0;
+  QMF_RETURN_IF_NONZERO(reader.Read(element, flag));
+  track.interlaced = flag == 1;
+  return QMF_OK;
+}
+
+constexpr EbmlRule<MkvContentEncoding> kCompressionRules[] = {
+    {Element::ContentCompAlgo, ReadInto<&MkvContentEncoding::algorithm>},
+    {Element::ContentCompSettings, ReadInto<&MkvContentEncoding::settings>},
+};
+
+constexpr EbmlRule<MkvContentEncoding> kEncodingRules[] = {
+    {Element::ContentEncodingOrder, ReadInto<&MkvContentEncoding::order>},
+    {Element::ContentEncodingScope, ReadInto<&MkvContentEncoding::scope>},
+    {Element::ContentEncodingType, ReadInto<&MkvContentEncoding::type>},
+    {Element::ContentCompression, WalkInto<kCompressionRules>},
+};
+
+QMFResult ReadEncoding(MkvTrack& track, EbmlReader& reader, const EbmlElement& element) {
+  QMF_RETURN_IF_NONZERO(reader.Keep(sizeof(MkvContentEncoding)));
+  MkvContentEncoding encoding(reader.Memory());
+  QMF_RETURN_IF_NONZERO(WalkInto<kEncodingRules>(encoding, reader, element));
+  track.encodings.push_back(std::move(encoding));
+  return QMF_OK;
+}
+
+constexpr EbmlRule<MkvTrack> kEncodingsRules[] = {
+    {Element::ContentEncoding, ReadEncoding},
+};
+
+constexpr EbmlRule<MkvTrack> kVideoRules[] = {
+    {Element::PixelWidth, ReadInto<&MkvTrack::pixelWidth>},
+    {Element::PixelHeight, ReadInto<&MkvTrack::pixelHeight>},
+    {Element::DisplayWidth, ReadInto<&MkvTrack::displayWidth>},
+    {Element::DisplayHeight, ReadInto<&MkvTrack::displayHeight>},
+    {Element::FlagInterlaced, ReadInterlaced},
+};
+
+constexpr EbmlRule<MkvTrack> kAudioRules[] = {
+    {Element::SamplingFrequency, ReadFrequency<&MkvTrack::samplingFrequency>},
+    {Element::OutputSamplingFreqency, ReadFrequency<&MkvTrack::outputSamplingFrequency>},
+    {Element::Channels, ReadInto<&MkvTrack::channels>},
+    {Element::BitDepth, ReadInto<&MkvTrack::bitDepth>},
+};
+
+constexpr EbmlRule<MkvTrack> kProtectionRules[] = {
+    {Element::TracksDataDrmOld, ReadInto<&MkvTrack::drmOld>},
+    {Element::TracksDataDrmIcp, ReadInto<&MkvTrack::drmIcp>},
+};
+
+constexpr EbmlRule<MkvTrack> kTrackRules[] = {
+    {Element::TrackNumber, ReadInto<&MkvTrack::number>},
+    {Element::TrackType, ReadInto<&MkvTrack::type>},
+    {Element::TrackUid, ReadInto<&MkvTrack::uid>},
+    {Element::TrackTimecodeScale, ReadTimecodeScale},
+    {Element::DefaultDuration, ReadInto<&MkvTrack::defaultDuration>},
+    {Element::AttachmentLink, ReadInto<&MkvTrack::attachmentLinks>},
+    {Element::Name, ReadInto<&MkvTrack::name>},
+    {Element::Language, ReadInto<&MkvTrack::language>},
+    {Element::FileLacing, ReadInto<&MkvTrack::lacing>},
+    {Element::CodecId, ReadCodecId},
+    {Element::CodecName, ReadInto<&MkvTrack::codecName>},
+    {Element::CodecPrivate, ReadInto<&MkvTrack::codecPrivate>},
+    {Element::ContentEncodings, WalkInto<kEncodingsRules>},
+    {Element::Video, WalkInto<kVideoRules>},
+    {Element::Audio, WalkInto<kAudioRules>},
+    {Element::TracksData, WalkInto<kProtectionRules>},
+};
+
+// The entry's type may come last, so the record is filled on its own and moved to its list at the end.
+QMFResult ReadTrackEntry(MkvTracks& tracks, EbmlReader& reader, const EbmlElement& element) {
+  QMF_RETURN_IF_NONZERO(reader.Keep(sizeof(MkvTrack)));
+  MkvTrack track(reader.Memory());
+  QMF_RETURN_IF_NONZERO(WalkInto<kTrackRules>(track, reader, element));
+  if (element.end > reader.FileSize()) return QMF_ERR_END_OF_STREAM;
+  tracks.Add(std::move(track));
+  return QMF_OK;
+}
+
+constexpr EbmlRule<MkvTracks> kTracksRules[] = {
+    {Element::TrackEntry, ReadTrackEntry},
+};
+
+}  // namespace
+
+MkvTrack::MkvTrack(QMFAllocator* memory)
+    : attachmentLinks(memory),
+      name(memory),
+      language(u"eng", memory),
+      codecName(memory),
+      codecPrivate(memory),
+      encodings(memory),
+      drmOld(memory),
+      drmIcp(memory) {}
+
+MkvTracks::MkvTracks(QMFAllocator* memory)
+    : m_lists{List(memory), List(memory), List(memory), List(memory), List(memory), List(memory)} {}
+
+void MkvTracks::Add(MkvTrack&& track) {
+  const std::uint32_t type = TypeOf(track.type);
+  if (type == 0 || Of(type).size() >= kMaxTracks) return;
+  Of(type).push_back(std::move(track));
+}
+
+QMFResult ReadMkvTracks(EbmlReader& reader, const EbmlElement& element, MkvTracks& tracks) {
+  const QMFResult result = WalkInto<kTracksRules>(tracks, reader, element);
+  return result == QMF_OK || result == QMF_ERR_END_OF_STREAM ? QMF_OK : QMF_ERR_QF3_PARSE_TRACKS;
+}
+
+QMFResult MkvTrackCodecId(const MkvTracks& tracks, std::uint32_t type, std::uint32_t index,
+                          const char16_t*& codecId) {
+  if (type < kFirstTrackType || type > kLastTrackType || index >= tracks.Of(type).size()) return QMF_FAILURE;
+  codecId = CodecIdOf(tracks.Of(type)[index].codecIndex);
+  return QMF_OK;
+}
+
+std::uint32_t WrapToUnsigned32(double value) {
+  constexpr double kLimit = 9223372036854775808.0;  // 2^63
+  if (!(std::abs(value) < kLimit)) return 0;
+  return static_cast<std::uint32_t>(static_cast<std::int64_t>(value));
+}
+
+}  // namespace qmf
