@@ -1,12 +1,13 @@
 #include "framework/LoggingModule.h"
 #include "readers/PendingModule.h"
+#include "readers/avi/AviModule.h"
 #include "readers/mkv/MkvModule.h"
 
 namespace qmf {
 namespace {
 
 constexpr const QMFModuleDescriptor* kModules[] = {
-    &kPendingAviModule, &kMkvModule,        &kPendingSrtModule, &kPendingAvcModule,
+    &kAviModule,        &kMkvModule,        &kPendingSrtModule, &kPendingAvcModule,
     &kPendingMp4Module, &kPendingAacModule, &kLoggingModule,
 };
 

@@ -28,8 +28,6 @@ inline constexpr QMFModuleEntryPoints kEntryPoints = {
     .OpenContainer = OpenContainer,
 };
 
-inline constexpr QMFModuleHeader kAvi = {
-    {1, 0, 1, 0, 1, 0}, u".avi, .qivo", u"AVI 1.0 and AVI 2.0 read module."};
 inline constexpr QMFModuleHeader kSrt = {{1, 0, 1, 0, 0, 1}, u".srt", u"SRT read module."};
 inline constexpr QMFModuleHeader kAvc = {{1, 0, 1, 0, 0, 1}, u".h264, .264", u"AVC read module."};
 inline constexpr QMFModuleHeader kMp4 = {
@@ -38,8 +36,6 @@ inline constexpr QMFModuleHeader kAac = {{1, 0, 1, 0, 1, 0}, u".aac", u"AAC in A
 
 }  // namespace pending
 
-inline constexpr QMFModuleDescriptor kPendingAviModule = {kModuleAvi, &pending::kAvi,
-                                                          &pending::kEntryPoints<pending::kAvi>};
 inline constexpr QMFModuleDescriptor kPendingSrtModule = {kModuleSrt, &pending::kSrt,
                                                           &pending::kEntryPoints<pending::kSrt>};
 inline constexpr QMFModuleDescriptor kPendingAvcModule = {kModuleAvc, &pending::kAvc,
