@@ -1,14 +1,16 @@
 #include "framework/LoggingModule.h"
 #include "readers/PendingModule.h"
 #include "readers/avi/AviModule.h"
+#include "readers/es/AacModule.h"
+#include "readers/es/AvcModule.h"
+#include "readers/es/SrtModule.h"
 #include "readers/mkv/MkvModule.h"
 
 namespace qmf {
 namespace {
 
 constexpr const QMFModuleDescriptor* kModules[] = {
-    &kAviModule,        &kMkvModule,        &kPendingSrtModule, &kPendingAvcModule,
-    &kPendingMp4Module, &kPendingAacModule, &kLoggingModule,
+    &kAviModule, &kMkvModule, &kSrtModule, &kAvcModule, &kPendingMp4Module, &kAacModule, &kLoggingModule,
 };
 
 }  // namespace

@@ -28,21 +28,12 @@ inline constexpr QMFModuleEntryPoints kEntryPoints = {
     .OpenContainer = OpenContainer,
 };
 
-inline constexpr QMFModuleHeader kSrt = {{1, 0, 1, 0, 0, 1}, u".srt", u"SRT read module."};
-inline constexpr QMFModuleHeader kAvc = {{1, 0, 1, 0, 0, 1}, u".h264, .264", u"AVC read module."};
 inline constexpr QMFModuleHeader kMp4 = {
     {1, 0, 1, 0, 1, 0}, u".mp4, .mov", u"MP4 read module. Supports AVC and AAC in mp4."};
-inline constexpr QMFModuleHeader kAac = {{1, 0, 1, 0, 1, 0}, u".aac", u"AAC in ADTS read module."};
 
 }  // namespace pending
 
-inline constexpr QMFModuleDescriptor kPendingSrtModule = {kModuleSrt, &pending::kSrt,
-                                                          &pending::kEntryPoints<pending::kSrt>};
-inline constexpr QMFModuleDescriptor kPendingAvcModule = {kModuleAvc, &pending::kAvc,
-                                                          &pending::kEntryPoints<pending::kAvc>};
 inline constexpr QMFModuleDescriptor kPendingMp4Module = {kModuleMp4, &pending::kMp4,
                                                           &pending::kEntryPoints<pending::kMp4>};
-inline constexpr QMFModuleDescriptor kPendingAacModule = {kModuleAac, &pending::kAac,
-                                                          &pending::kEntryPoints<pending::kAac>};
 
 }  // namespace qmf

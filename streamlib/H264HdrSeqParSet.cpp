@@ -16,10 +16,6 @@ constexpr std::uint32_t kMaxLog2FrameNumMinus4 = 28;
 constexpr std::uint32_t kMaxPictureOrderType = 2;
 constexpr std::uint8_t kExtendedSar = 255;
 
-std::uint8_t ReadFlag(BitstreamReader& bits) {
-  return bits.ReadBit() ? 1 : 0;
-}
-
 std::uint8_t ReadByte(BitstreamReader& bits, std::uint32_t width = 8) {
   return static_cast<std::uint8_t>(bits.ReadBits(width));
 }
@@ -206,9 +202,9 @@ void H264HdrSeqParSet::ParseHrd(BitstreamReader& bits) {
     bits.SkipBits(1);  // cbr_flag
   }
   bits.SkipBits(5);  // initial_cpb_removal_delay_length_minus1
-  timing_widths.cpbRemovalDelay = static_cast<std::uint8_t>(bits.ReadBits(5) + 1);
-  timing_widths.dpbOutputDelay = static_cast<std::uint8_t>(bits.ReadBits(5) + 1);
-  timing_widths.timeOffset = ReadByte(bits, 5);
+  cpb_removal_delay_length = static_cast<std::uint8_t>(bits.ReadBits(5) + 1);
+  dpb_output_delay_length = static_cast<std::uint8_t>(bits.ReadBits(5) + 1);
+  bits.SkipBits(5);  // time_offset_length
 }
 
 void H264HdrSeqParSet::ParseRestrictions(BitstreamReader& bits) {

@@ -101,13 +101,9 @@ class H264HdrSeqParSet {
   std::uint32_t num_reorder_frames = 0;
   std::uint32_t max_dec_frame_buffering = 0;
 
-  /// Widths, in bits, of fields of picture timing messages: all that is kept of the HRD parameters.
-  struct TimingWidths {
-    std::uint8_t cpbRemovalDelay = 0;
-    std::uint8_t dpbOutputDelay = 0;
-    std::uint8_t timeOffset = 24;  ///< 24 without HRD parameters.
-    bool operator==(const TimingWidths&) const = default;
-  } timing_widths;
+  /// Widths, in bits, of two fields of picture timing messages: all that is kept of the HRD parameters.
+  std::uint8_t cpb_removal_delay_length = 0;
+  std::uint8_t dpb_output_delay_length = 0;
 
  private:
   bool ParseSet(SPL::BitstreamReader& bits);

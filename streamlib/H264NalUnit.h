@@ -37,6 +37,11 @@ struct NalHeader {
       : forbiddenZeroBit(byte >> 7 != 0), refIdc(byte >> 5 & 3), type(byte & 0x1F) {}
 };
 
+/// Whether a unit of this type begins with a slice header.
+constexpr bool IsSlice(std::uint8_t type) {
+  return type == kNalNonIdrSlice || type == kNalPartitionA || type == kNalIdrSlice;
+}
+
 /// Name of a unit type (0 to 31) for logs.
 const char* NalUnitTypeName(std::uint8_t type);
 
@@ -49,6 +54,10 @@ inline SPL::BitstreamReader PayloadReader(std::span<const std::uint8_t> unit) {
   constexpr std::size_t kMost = SPL::BitstreamReader::kMaxSize;
   bits.Init(unit.data() + 1, static_cast<std::int32_t>(size < kMost ? size : kMost));
   return bits;
+}
+
+inline std::uint8_t ReadFlag(SPL::BitstreamReader& bits) {
+  return bits.ReadBit() ? 1 : 0;
 }
 
 }  // namespace SPL_H264

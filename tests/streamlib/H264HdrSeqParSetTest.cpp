@@ -122,8 +122,8 @@ class RandomSps {
     s.vcl_hrd_parameters_present_flag = Flag();
     if (s.nal_hrd_parameters_present_flag + s.vcl_hrd_parameters_present_flag > 0) {
       s.low_delay_hrd_flag = Flag();
-      s.timing_widths = {static_cast<std::uint8_t>(1 + Below(32)), static_cast<std::uint8_t>(1 + Below(32)),
-                         static_cast<std::uint8_t>(Below(32))};
+      s.cpb_removal_delay_length = static_cast<std::uint8_t>(1 + Below(32));
+      s.dpb_output_delay_length = static_cast<std::uint8_t>(1 + Below(32));
     }
     s.pic_struct_present_flag = Flag();
     if ((s.bitstream_restriction_flag = Flag()) != 0) DrawRestrictions(s);

@@ -67,8 +67,7 @@ void WriteGeometry(BitWriter& w, const H264HdrSeqParSet& s) {
 void WriteHrd(BitWriter& w, const H264HdrSeqParSet& s, std::uint32_t entries) {
   w.UE(entries - 1).Bits(0x21, 8);
   for (std::uint32_t i = 0; i < entries; ++i) w.UE(1000 + i).UE(2000 + i).Bits(i % 2, 1);
-  w.Bits(23, 5).Bits(s.timing_widths.cpbRemovalDelay - 1U, 5).Bits(s.timing_widths.dpbOutputDelay - 1U, 5);
-  w.Bits(s.timing_widths.timeOffset, 5);
+  w.Bits(23, 5).Bits(s.cpb_removal_delay_length - 1U, 5).Bits(s.dpb_output_delay_length - 1U, 5).Bits(24, 5);
 }
 
 void WriteVideoSignal(BitWriter& w, const H264HdrSeqParSet& s) {
@@ -162,6 +161,42 @@ Bytes SpsUnit(const H264HdrSeqParSet& s, std::uint32_t hrdEntries) {
   w.Bits(s.vui_parameters_present_flag, 1);
   if (s.vui_parameters_present_flag != 0) WriteVui(w, s, hrdEntries);
   return NalUnit(static_cast<std::uint8_t>(0x60 | s.nal_unit_type), w.Trailing().Bytes());
+}
+
+Bytes SliceUnit(const SliceFields& f) {
+  BitWriter w;
+  w.UE(f.firstMb).UE(f.sliceType).UE(f.ppsId).Bits(f.frameNum, 4);
+  if (f.field >= 0) w.Bits(f.field > 0, 1);
+  if (f.field > 0) w.Bits(f.field == 2, 1);
+  if (f.type == 5) w.UE(f.idrPicId);
+  w.Bits(f.orderLsb, 4).Bits(0x5A5A, 16);
+  return NalUnit(static_cast<std::uint8_t>(f.refIdc << 5 | f.type), w.Trailing().Bytes());
+}
+
+Bytes PpsUnit(std::uint32_t id, std::uint32_t spsId, std::uint32_t sliceGroups) {
+  BitWriter w;
+  w.UE(id).UE(spsId).Bits(0, 2).UE(sliceGroups - 1);
+  if (sliceGroups > 1) w.UE(1);  // dispersed
+  w.UE(0).UE(0).Bits(0, 3).SE(0).SE(0).SE(0).Bits(0, 3);
+  return NalUnit(0x68, w.Trailing().Bytes());
+}
+
+Bytes RecoveryPointUnit(std::uint32_t frames) {
+  BitWriter message;
+  message.UE(frames).Bits(1, 1).Bits(0, 3).Trailing();
+  BitWriter w;
+  w.Bits(6, 8).Bits(message.Bytes().size(), 8);
+  for (const std::uint8_t byte : message.Bytes()) w.Bits(byte, 8);
+  return NalUnit(0x06, w.Trailing().Bytes());
+}
+
+Bytes ByteStream(std::initializer_list<Bytes> units) {
+  Bytes stream;
+  for (const Bytes& unit : units) {
+    const Bytes coded = WithStartCode(unit);
+    stream.insert(stream.end(), coded.begin(), coded.end());
+  }
+  return stream;
 }
 
 }  // namespace qmf::test

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <initializer_list>
 #include <span>
 #include <vector>
 
@@ -23,5 +24,28 @@ SPL_H264::H264HdrSeqParSet PlainSps();
 /// The NAL unit that states what `sps` says. HRD parameters, where flagged, have `hrdEntries` entries and the
 /// field widths that `sps` keeps of them.
 Bytes SpsUnit(const SPL_H264::H264HdrSeqParSet& sps, std::uint32_t hrdEntries = 1);
+
+/// What the front of a slice header says, for streams with PlainSps and PpsUnit().
+struct SliceFields {
+  std::uint8_t type = 1;  ///< NAL unit type.
+  std::uint8_t refIdc = 2;
+  std::uint32_t firstMb = 0;
+  std::uint32_t sliceType = 7;
+  std::uint32_t ppsId = 0;
+  std::uint32_t frameNum = 0;
+  int field = -1;  ///< -1 without field syntax (frames only), 0 frame, 1 top, 2 bottom field.
+  std::uint32_t idrPicId = 0;
+  std::uint32_t orderLsb = 0;
+};
+Bytes SliceUnit(const SliceFields& fields);
+
+/// A picture parameter set with one slice group and CAVLC.
+Bytes PpsUnit(std::uint32_t id = 0, std::uint32_t spsId = 0, std::uint32_t sliceGroups = 1);
+
+/// Recovery point SEI.
+Bytes RecoveryPointUnit(std::uint32_t frames = 0);
+
+/// Units one behind the other, each with a start code of four bytes.
+Bytes ByteStream(std::initializer_list<Bytes> units);
 
 }  // namespace qmf::test

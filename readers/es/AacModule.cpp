@@ -1,0 +1,181 @@
+#include "readers/es/AacModule.h"
+
+#include <algorithm>
+
+#include "framework/MediaTime.h"
+#include "framework/ModuleAdapter.h"
+#include "framework/PathSplitter.h"
+#include "framework/QueryAnswer.h"
+#include "streamlib/AACHdrAudioSpecificConfig.h"
+
+namespace qmf {
+namespace {
+
+constexpr std::int32_t kSureScore = 100;
+constexpr std::int32_t kLikelyScore = 50;
+constexpr std::int32_t kPossibleScore = 25;
+constexpr std::uint32_t kSureChain = 3;
+constexpr std::uint32_t kPossibleChain = 4;
+
+constexpr std::uint8_t kAudioKind = 0x11;
+constexpr std::uint16_t kFormatTagAac = 0x00FF;
+// Frames looked at, evenly over the file, before all are taken to be of one size.
+constexpr std::uint64_t kConstancySamples = 64;
+
+// For names that cannot be opened. A transport or program stream that can be is no ADTS stream, and says so.
+bool HasKnownExtension(const char16_t* path) {
+  static constexpr std::u16string_view kExtensions[] = {u".mpg", u".mp2", u".m2t", u".m2ts", u".mpv",
+                                                        u".mpa", u".m2v", u".m1v", u".m4v",  u".aac"};
+  return std::ranges::find(kExtensions, PathExtension(path)) != std::end(kExtensions);
+}
+
+std::int32_t ScoreContent(FileReader& file) {
+  AdtsFrames frames(file);
+  const std::uint64_t start = SkipId3v2(file);
+  std::uint64_t end = 0;
+  const std::uint32_t chain = frames.CountChain(start, kSureChain, end);
+  if (chain == kSureChain || (chain > 0 && end == EndBeforeId3v1(file))) return kSureScore;
+  if (chain > 0) return chain > 1 ? kLikelyScore : 0;
+  for (std::uint64_t offset = start; offset < start + FileReader::kWindowSize; ++offset) {
+    if (frames.CountChain(offset, kPossibleChain, end) == kPossibleChain) return kPossibleScore;
+  }
+  return 0;
+}
+
+}  // namespace
+
+QMFResult AacReader::Probe(std::int32_t& score, const char16_t* path, QMFAllocator* memory) {
+  std::shared_ptr<FileReader> file;
+  if (FileReader::Open(path, memory, file) == QMF_OK) {
+    score = ScoreContent(*file);
+  } else {
+    score = HasKnownExtension(path) ? kSureScore : 0;
+  }
+  return QMF_OK;
+}
+
+QMFResult AacReader::Open(const char16_t* path) {
+  QMF_RETURN_IF_NONZERO(OpenFile(path));
+  AdtsFrames walk(File());
+  walk.Restart(SkipId3v2(File()), 0);
+  if (!walk.Next(m_first)) return QMF_ERR_INVALID_FILE;
+  const auto bytes = File().View(m_first.offset, m_first.header.frame_length);
+  std::uint32_t channels = 0;
+  const auto config = SPL_AAC::MakeAudioSpecificConfig(m_first.header, bytes.data(),
+                                                       static_cast<std::int32_t>(bytes.size()), channels);
+  m_format.kind = kAudioKind;
+  m_format.formatTag = kFormatTagAac;
+  m_format.channels = static_cast<std::uint16_t>(channels);
+  m_format.samplesPerSec = m_first.header.SampleRate();
+  m_format.blockAlign = static_cast<std::uint16_t>(m_first.header.SampleCount());
+  m_format.extraSize = static_cast<std::uint16_t>(config.size);
+  std::copy_n(config.bytes, std::min(config.size, sizeof(m_format.extra)), m_format.extra);
+  Rewind();
+  return QMF_OK;
+}
+
+void AacReader::Rewind() {
+  m_walk.emplace(File());
+  m_walk->Restart(m_first.offset, 0);
+  m_next.reset();
+}
+
+std::int64_t AacReader::TimeOf(std::uint64_t samples) const {
+  return UnitsToTime(samples, 1, m_format.samplesPerSec);
+}
+
+// Every walk teaches the index.
+bool AacReader::NextFrame(AdtsFrames& walk, AdtsFrames::Frame& frame) {
+  const std::uint64_t before = walk.Samples();
+  if (!walk.Next(frame)) return false;
+  m_index.Learn({frame.offset, before});
+  return true;
+}
+
+QMFResult AacReader::ReadBlock(QMFBlock& block) {
+  if (!m_next) {
+    AdtsFrames::Frame frame;
+    m_nextSamples = m_walk->Samples();
+    if (!NextFrame(*m_walk, frame)) return QMF_ERR_END_OF_STREAM;
+    m_next = frame;
+  }
+  const QMFResult result = DeliverFromFile(m_next->offset, m_next->header.frame_length, block);
+  if (result == QMF_ERR_BLOCK_BUFFER_TOO_SMALL) return result;
+  block.key = QMFBlock::kKey;
+  block.time = TimeOf(m_nextSamples);
+  block.endTime = TimeOf(m_walk->Samples());
+  m_next.reset();
+  return result;
+}
+
+QMFResult AacReader::Seek(std::int64_t& time) {
+  const std::int64_t wanted = std::max<std::int64_t>(time, 0);
+  const std::uint64_t samples = TimeToUnits(wanted, 1, m_format.samplesPerSec);
+  SeekIndex::Point best = m_index.Before(samples, {m_first.offset, 0});
+  AdtsFrames walk = *m_walk;
+  walk.Restart(best.offset, best.ticks);
+  AdtsFrames::Frame frame;
+  for (std::uint64_t before = best.ticks; NextFrame(walk, frame) && TimeOf(before) <= wanted;) {
+    best = {frame.offset, before};
+    before = walk.Samples();
+  }
+  m_next.reset();
+  m_walk->Restart(best.offset, best.ticks);
+  time = TimeOf(best.ticks);
+  return QMF_OK;
+}
+
+// Frames of one size tell the length by the file's. Whether they are is asked all over the file.
+std::optional<std::uint64_t> AacReader::SamplesOfConstantFrames() {
+  const std::uint64_t length = m_first.header.frame_length;
+  const std::uint64_t bytes = EndBeforeId3v1(File()) - m_first.offset;
+  const std::uint64_t count = bytes / length;
+  if (bytes % length != 0 || count <= kConstancySamples) return std::nullopt;
+  for (std::uint64_t i = 1; i <= kConstancySamples; ++i) {
+    const std::uint64_t number = i * (count - 1) / kConstancySamples;
+    AdtsFrames::Frame frame;
+    if (!m_walk->At(m_first.offset + number * length, frame) || frame.header.frame_length != length ||
+        frame.header.SampleCount() != m_first.header.SampleCount()) {
+      return std::nullopt;
+    }
+  }
+  return count * m_first.header.SampleCount();
+}
+
+std::uint64_t AacReader::CountSamples() {
+  if (!m_sampleCount) m_sampleCount = SamplesOfConstantFrames();
+  if (!m_sampleCount) {
+    AdtsFrames walk = *m_walk;
+    AdtsFrames::Frame frame;
+    while (NextFrame(walk, frame)) continue;
+    m_sampleCount = walk.Samples();
+  }
+  return *m_sampleCount;
+}
+
+QMFResult AacReader::GetInfo(std::uint32_t qid, QMFQueryData& data, std::uint32_t index) {
+  if (const auto answered = AnswerCounts(qid, data)) return *answered;
+  switch (qid) {
+    case QMF_QID_AUD_STREAM_FORMAT:
+      return index == 0 ? AnswerRecord(data, m_format) : QMF_ERR_INVALID_STREAM;
+    case QMF_QID_TITLE_DURATION:
+      return AnswerNumber(data, qid, static_cast<std::uint64_t>(TimeOf(CountSamples())));
+    default:
+      return QMF_ERR_UNSUPPORTED_QID;
+  }
+}
+
+QMFResult AacReader::SetInfo(std::uint32_t, QMFQueryData&, std::uint32_t) {
+  return QMF_ERR_UNSUPPORTED_QID;
+}
+
+namespace {
+
+constexpr QMFModuleHeader kHeader = {{1, 0, 1, 0, 1, 0}, u".aac", u"AAC in ADTS read module."};
+constexpr QMFModuleEntryPoints kEntryPoints = ModuleAdapter<AacReader>::EntryPoints([] { return &kHeader; });
+
+}  // namespace
+
+constexpr QMFModuleDescriptor kAacModule = {kModuleAac, &kHeader, &kEntryPoints};
+
+}  // namespace qmf

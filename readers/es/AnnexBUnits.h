@@ -1,0 +1,39 @@
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+#include "framework/FileReader.h"
+
+namespace qmf {
+
+/// Finds the NAL units of a byte stream, ITU-T H.264 annex B, in a file.
+class AnnexBUnits {
+ public:
+  struct Unit {
+    std::uint64_t start = 0;   ///< Of the start code, the zero byte in front of it included.
+    std::uint64_t header = 0;  ///< Of the NAL header byte.
+  };
+
+  /// Without another start code in so many bytes the stream counts as ended.
+  static constexpr std::uint64_t kMaxUnitSize = 64U << 20;
+  /// As much of a unit as its header parser sees: more than any parameter set has.
+  static constexpr std::size_t kMaxParsedSize = FileReader::kWindowSize;
+
+  explicit AnnexBUnits(FileReader& file) : m_file(&file) {}
+
+  /// The first unit whose start code begins at or after `from`. False when there is none; `unit.start` is
+  /// then where the search ended: the end of the file or kMaxUnitSize farther on.
+  bool Find(std::uint64_t from, Unit& unit);
+
+  /// The bytes of a unit from its NAL header on, as far as its parser needs them. Valid until the next call.
+  std::span<const std::uint8_t> Front(const Unit& unit);
+
+  /// The size of a unit from its NAL header to the next start code, zero bytes between them left out.
+  std::uint64_t SizeOf(const Unit& unit);
+
+ private:
+  FileReader* m_file;  // Not a reference: walkers over units are copied.
+};
+
+}  // namespace qmf

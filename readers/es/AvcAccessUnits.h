@@ -1,0 +1,43 @@
+#pragma once
+
+#include <cstdint>
+
+#include "readers/es/AnnexBUnits.h"
+#include "streamlib/H264AccessUnits.h"
+
+namespace qmf {
+
+/// Walks the access units of an H.264 byte stream in a file. Copies walk on by themselves.
+class AvcAccessUnits {
+ public:
+  struct AccessUnit {
+    std::uint64_t offset = 0;  ///< In the file; start codes belong to what follows them.
+    std::uint64_t size = 0;    ///< Bytes.
+    std::uint64_t fields = 0;  ///< Fields of all pictures in front of it.
+    bool isRecovery = false;   ///< Decoding can start here.
+  };
+
+  explicit AvcAccessUnits(FileReader& file) : m_units(file) {}
+
+  /// The next access unit; false at the end of the stream.
+  bool Next(AccessUnit& unit);
+
+  /// Goes on at `offset`, in front of which there are `fields` fields.
+  void Restart(std::uint64_t offset, std::uint64_t fields);
+
+  /// Fields of the pictures passed so far.
+  std::uint64_t Fields() const { return m_fields; }
+
+ private:
+  bool FindUnit(std::uint64_t from);
+  bool AddUnit();
+
+  AnnexBUnits m_units;
+  AnnexBUnits::Unit m_unit;  // Found and added, but not yet part of a delivered access unit.
+  bool m_hasUnit = false;
+  std::uint64_t m_position = 0;  // Where to look when there is no unit.
+  std::uint64_t m_fields = 0;
+  SPL_H264::H264AccessUnits m_grouping;
+};
+
+}  // namespace qmf

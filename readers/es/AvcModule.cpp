@@ -1,0 +1,171 @@
+#include "readers/es/AvcModule.h"
+
+#include <algorithm>
+
+#include "framework/MediaTime.h"
+#include "framework/ModuleAdapter.h"
+#include "framework/PathSplitter.h"
+#include "framework/QueryAnswer.h"
+#include "streamlib/H264HdrPictParSet.h"
+
+namespace qmf {
+namespace {
+
+constexpr std::int32_t kSureScore = 100;
+// Parameter sets this far into the file are not looked for: opening stays cheap.
+constexpr std::uint64_t kMaxSearch = 8U << 20;
+
+// Runs `accept(front)` over the units from `unit` on until it is true.
+template <class Accept>
+bool FindUnit(AnnexBUnits& units, AnnexBUnits::Unit& unit, Accept&& accept) {
+  while (units.Find(unit.header, unit) && unit.start < kMaxSearch) {
+    if (accept(units.Front(unit))) return true;
+  }
+  return false;
+}
+
+template <class Set>
+bool Parse(Set& set, std::span<const std::uint8_t> unit) {
+  return set.Parse(unit.data(), static_cast<std::int32_t>(unit.size()));
+}
+
+}  // namespace
+
+QMFResult AvcReader::Probe(std::int32_t& score, const char16_t* path, QMFAllocator*) {
+  const std::u16string_view extension = PathExtension(path);
+  score = extension == u".264" || extension == u".h264" ? kSureScore : 0;
+  return QMF_OK;
+}
+
+QMFResult AvcReader::Open(const char16_t* path) {
+  QMF_RETURN_IF_NONZERO(OpenFile(path));
+  AnnexBUnits units(File());
+  AnnexBUnits::Unit unit;
+  QMF_RETURN_IF_NONZERO(FindSequence(units, unit));
+  QMF_RETURN_IF_NONZERO(FindPicture(units, unit));
+  Rewind();
+  return QMF_OK;
+}
+
+QMFResult AvcReader::FindSequence(AnnexBUnits& units, AnnexBUnits::Unit& unit) {
+  SPL_H264::H264HdrSeqParSet sps;
+  if (!FindUnit(units, unit, [&](auto front) { return Parse(sps, front); })) return QMF_ERR_INVALID_FILE;
+  if (sps.seq_scaling_matrix_present_flag != 0) return QMF_ERR_UNSUPPORTED_SPS_DATA;
+  m_sequence = {unit.header, units.SizeOf(unit)};
+  m_sequenceId = sps.seq_parameter_set_id;
+  m_picture = DeriveAvcPicture(sps);
+  return m_picture.rate == 0 || m_picture.scale == 0 ? QMF_FAILURE : QMF_OK;
+}
+
+// Several slice groups come with slices in any order, in which pictures cannot be told apart by their slices.
+QMFResult AvcReader::FindPicture(AnnexBUnits& units, AnnexBUnits::Unit unit) {
+  SPL_H264::H264HdrPictParSet pps;
+  const bool found = FindUnit(
+      units, unit, [&](auto front) { return Parse(pps, front) && pps.seq_parameter_set_id == m_sequenceId; });
+  if (!found || pps.num_slice_groups_minus1 > 0) return QMF_ERR_AVC_STREAM_NOT_SUPPORTED;
+  m_pictureSet = {unit.header, units.SizeOf(unit)};
+  return QMF_OK;
+}
+
+void AvcReader::Rewind() {
+  m_walk.emplace(File());
+  m_next.reset();
+}
+
+std::int64_t AvcReader::TimeOf(std::uint64_t fields) const {
+  return UnitsToTime(fields, m_picture.scale, m_picture.fieldRate);
+}
+
+// Every walk teaches the index.
+bool AvcReader::NextAccessUnit(AvcAccessUnits& walk, AvcAccessUnits::AccessUnit& unit) {
+  if (!walk.Next(unit)) return false;
+  if (unit.isRecovery) m_index.Learn({unit.offset, unit.fields});
+  return true;
+}
+
+QMFResult AvcReader::ReadBlock(QMFBlock& block) {
+  if (!m_next) {
+    AvcAccessUnits::AccessUnit unit;
+    if (!NextAccessUnit(*m_walk, unit)) return QMF_ERR_END_OF_STREAM;
+    m_next = unit;
+  }
+  const QMFResult result = DeliverFromFile(m_next->offset, m_next->size, block);
+  if (result == QMF_ERR_BLOCK_BUFFER_TOO_SMALL) return result;
+  block.key = m_next->isRecovery ? QMFBlock::kKey : QMFBlock::kNotKey;
+  block.time = TimeOf(m_next->fields);
+  block.endTime = TimeOf(m_walk->Fields());
+  m_next.reset();
+  return result;
+}
+
+QMFResult AvcReader::Seek(std::int64_t& time) {
+  const std::int64_t wanted = std::max<std::int64_t>(time, 0);
+  const std::uint64_t fields = TimeToUnits(wanted, m_picture.scale, m_picture.fieldRate);
+  SeekIndex::Point best = m_index.Before(fields, {0, 0});
+  AvcAccessUnits walk = *m_walk;
+  walk.Restart(best.offset, best.ticks);
+  AvcAccessUnits::AccessUnit unit;
+  while (NextAccessUnit(walk, unit) && TimeOf(unit.fields) <= wanted) {
+    if (unit.isRecovery) best = {unit.offset, unit.fields};
+  }
+  m_next.reset();
+  m_walk->Restart(best.offset, best.ticks);
+  time = TimeOf(best.ticks);
+  return QMF_OK;
+}
+
+// Nothing in the stream tells its length: the first question for it walks to the end.
+std::uint64_t AvcReader::CountFields() {
+  if (!m_fieldCount) {
+    AvcAccessUnits walk = *m_walk;
+    AvcAccessUnits::AccessUnit unit;
+    while (NextAccessUnit(walk, unit)) continue;
+    m_fieldCount = walk.Fields();
+  }
+  return *m_fieldCount;
+}
+
+QMFResult AvcReader::GetInfo(std::uint32_t qid, QMFQueryData& data, std::uint32_t index) {
+  if (index != 0) return QMF_ERR_INVALID_STREAM;
+  if (const auto answered = AnswerCounts(qid, data)) return *answered;
+  switch (qid) {
+    case QMF_QID_VID_STREAM_FORMAT:
+      return AnswerFormat(data);
+    case QMF_QID_TITLE_DURATION:
+      return AnswerNumber(data, qid, static_cast<std::uint64_t>(TimeOf(CountFields())));
+    case QMF_QID_SPS_SIZE:
+      return AnswerNumber(data, qid, m_sequence.size);
+    case QMF_QID_PPS_SIZE:
+      return AnswerNumber(data, qid, m_pictureSet.size);
+    case QMF_QID_SPS_DATA:
+      return AnswerParameterSet(m_sequence, qid, data);
+    case QMF_QID_PPS_DATA:
+      return AnswerParameterSet(m_pictureSet, qid, data);
+    default:
+      return QMF_ERR_INVALID_QUERY_ID;
+  }
+}
+
+QMFResult AvcReader::AnswerFormat(QMFQueryData& data) const {
+  if (!HasRoomFor(data, sizeof(QMFVideoFormat))) return QMF_ERR_BUFFER_TOO_SMALL;
+  QMFVideoFormat format;
+  std::memcpy(&format, data.pointer, sizeof(format));
+  QMF_RETURN_IF_NONZERO(FillAvcFormat(m_picture, format));
+  return AnswerRecord(data, format);
+}
+
+QMFResult AvcReader::AnswerParameterSet(const ParameterSet& set, std::uint32_t qid, QMFQueryData& data) {
+  const auto bytes = File().View(set.offset, static_cast<std::size_t>(set.size));
+  return bytes.size() == set.size ? AnswerBytes(data, qid, bytes) : QMF_ERR_INVALID_FILE;
+}
+
+namespace {
+
+constexpr QMFModuleHeader kHeader = {{1, 0, 1, 0, 0, 1}, u".h264, .264", u"AVC read module."};
+constexpr QMFModuleEntryPoints kEntryPoints = ModuleAdapter<AvcReader>::EntryPoints([] { return &kHeader; });
+
+}  // namespace
+
+constexpr QMFModuleDescriptor kAvcModule = {kModuleAvc, &kHeader, &kEntryPoints};
+
+}  // namespace qmf
