@@ -1,6 +1,7 @@
 #pragma once
 
-#include <unknwn.h>
+#include <objbase.h>
+#include <wrl/client.h>
 
 #include <atomic>
 #include <new>
@@ -30,6 +31,7 @@ class ComObject : public First, public Rest... {
 
   STDMETHODIMP QueryInterface(REFIID iid, void** out) override {
     if (out == nullptr) return E_POINTER;
+    if (iid == __uuidof(IMarshal) && m_marshaler != nullptr) return m_marshaler->QueryInterface(iid, out);
     *out = Find(iid);
     if (*out == nullptr) return E_NOINTERFACE;
     AddRef();
@@ -45,8 +47,14 @@ class ComObject : public First, public Rest... {
   }
 
  protected:
-  ComObject() { Module().Lock(); }
-  virtual ~ComObject() { Module().Unlock(); }
+  ComObject() {
+    Module().Lock();
+    (void)::CoCreateFreeThreadedMarshaler(static_cast<First*>(this), m_marshaler.GetAddressOf());
+  }
+  virtual ~ComObject() {
+    m_marshaler.Reset();
+    Module().Unlock();
+  }
 
  private:
   void* Find(REFIID iid) {
@@ -62,6 +70,10 @@ class ComObject : public First, public Rest... {
   }
 
   std::atomic<ULONG> m_references{1};
+  /// Hands every apartment of the process the object itself. The class is registered as free-threaded, so
+  /// threads of single-threaded apartments would otherwise call through proxies, which not every platform has
+  /// for these interfaces.
+  Microsoft::WRL::ComPtr<IUnknown> m_marshaler;
 };
 
 /// Creates an object and hands it out as interface `iid`: what the object map calls.

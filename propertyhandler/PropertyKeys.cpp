@@ -3,7 +3,8 @@
 namespace qmf {
 namespace {
 
-// The published format ids of the audio and video summaries.
+// The published format ids of the audio and video summaries. Written out, since the toolchain's propkey.h
+// misspells the audio one ({...-8B80-...}).
 constexpr GUID kAudio = {0x64440490, 0x4C8B, 0x11D1, {0x8B, 0x70, 0x08, 0x00, 0x36, 0xB1, 0x1A, 0x03}};
 constexpr GUID kVideo = {0x64440491, 0x4C8B, 0x11D1, {0x8B, 0x70, 0x08, 0x00, 0x36, 0xB1, 0x1A, 0x03}};
 

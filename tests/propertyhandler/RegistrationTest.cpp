@@ -1,0 +1,207 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <propertyhandler/QivoPropertyHandler.h>
+#include <propsys.h>
+
+#include <thread>
+
+#include "tests/propertyhandler/Apartment.h"
+#include "tests/propertyhandler/Library.h"
+#include "tests/propertyhandler/Registry.h"
+
+// These tests write the registry of the machine, or of the Wine prefix, that they run in.
+
+namespace qmf::test {
+namespace {
+
+constexpr wchar_t kClasses[] = L"Software\\Classes";
+constexpr wchar_t kWindows[] = L"Software\\Microsoft\\Windows\\CurrentVersion";
+constexpr wchar_t kName[] = L"Qivo Property Handler";
+constexpr wchar_t kClass[] = L"{D8D1CE8C-B1EB-4E95-B63B-1531BA60E992}";
+constexpr wchar_t kApplication[] = L"{A347EE76-5A4C-4FBE-972C-0F82B947B269}";
+constexpr wchar_t kInterface[] = L"{4D1F3F6B-7C0E-4B8E-9C55-2E9A6B1D7F30}";
+constexpr wchar_t kTile[] =
+    L"prop:System.ItemType;System.Size;System.Media.Duration;System.OfflineAvailability";
+constexpr wchar_t kFullDetails[] =
+    L"prop:System.PropGroup.Description;System.Title;System.Media.SubTitle;System.Rating;"
+    L"System.Keywords;System.Comment;System.PropGroup.Video;System.Media.Duration;"
+    L"System.Video.FrameWidth;System.Video.FrameHeight;System.Video.FrameRate;System.PropGroup.Audio;"
+    L"System.Audio.ChannelCount;System.Audio.SampleRate;System.PropGroup.FileSystem;"
+    L"System.ItemNameDisplay;System.ItemType;System.ItemFolderPathDisplay;System.Size;"
+    L"System.DateCreated;System.DateModified;System.FileAttributes;System.OfflineAvailability;"
+    L"System.OfflineStatus;System.SharedWith;System.FileOwner;System.ComputerName";
+constexpr wchar_t kPreviewDetails[] =
+    L"prop:*System.Title;*System.Media.Duration;*System.Size;*System.Video.FrameWidth;"
+    L"*System.Video.FrameHeight;System.Rating;*System.Keywords;*System.Comment;*System.Music.Artist;"
+    L"*System.Music.Genre;*System.ParentalRating;*System.OfflineAvailability;*System.OfflineStatus;"
+    L"*System.DateModified;*System.DateCreated;*System.SharedWith;*System.Media.SubTitle;"
+    L"*System.Media.Year;*System.Video.FrameRate;*System.Video.EncodingBitrate;"
+    L"*System.Video.TotalBitrate";
+
+class Registration : public testing::Test {
+ protected:
+  // Registered and removed once, so that the parents that are never removed are there.
+  Registration() {
+    EXPECT_EQ(m_library.Call("DllRegisterServer"), S_OK);
+    EXPECT_EQ(m_library.Call("DllUnregisterServer"), S_OK);
+  }
+  ~Registration() override { m_library.Call("DllUnregisterServer"); }
+
+  Apartment m_apartment;
+  Library m_library;
+};
+
+RegistryContent ClassesOf(const std::wstring& library) {
+  const std::wstring classKey = std::wstring(L"CLSID\\") + kClass + L"\\";
+  const std::wstring proxyKey = std::wstring(L"CLSID\\") + kInterface + L"\\";
+  const std::wstring interfaceKey = std::wstring(L"Interface\\") + kInterface + L"\\";
+  const std::wstring application = std::wstring(L"AppID\\") + kApplication + L"\\";
+  RegistryContent expected = {
+      {application, L""},
+      {application + L"@", kName},
+      {L"AppID\\QivoPropertyHandler.DLL\\", L""},
+      {L"AppID\\QivoPropertyHandler.DLL\\@AppID", kApplication},
+      {L"Qivo.PropertyHandler.1\\", L""},
+      {L"Qivo.PropertyHandler.1\\@", kName},
+      {L"Qivo.PropertyHandler.1\\CLSID\\", L""},
+      {L"Qivo.PropertyHandler.1\\CLSID\\@", kClass},
+      {L"Qivo.PropertyHandler\\", L""},
+      {L"Qivo.PropertyHandler\\@", kName},
+      {L"Qivo.PropertyHandler\\CLSID\\", L""},
+      {L"Qivo.PropertyHandler\\CLSID\\@", kClass},
+      {L"Qivo.PropertyHandler\\CurVer\\", L""},
+      {L"Qivo.PropertyHandler\\CurVer\\@", L"Qivo.PropertyHandler.1"},
+      {classKey, L""},
+      {classKey + L"@", kName},
+      {classKey + L"ProgID\\", L""},
+      {classKey + L"ProgID\\@", L"Qivo.PropertyHandler.1"},
+      {classKey + L"VersionIndependentProgID\\", L""},
+      {classKey + L"VersionIndependentProgID\\@", L"Qivo.PropertyHandler"},
+      {classKey + L"InprocServer32\\", L""},
+      {classKey + L"InprocServer32\\@", library},
+      {classKey + L"InprocServer32\\@ThreadingModel", L"Free"},
+      {classKey + L"TypeLib\\", L""},
+      {classKey + L"TypeLib\\@", L"{}"},
+      // The proxy and stub, as the platform registers them.
+      {proxyKey, L""},
+      {proxyKey + L"@", L"PSFactoryBuffer"},
+      {proxyKey + L"InProcServer32\\", L""},
+      {proxyKey + L"InProcServer32\\@", library},
+      {proxyKey + L"InProcServer32\\@ThreadingModel", L"Both"},
+      {interfaceKey, L""},
+      {interfaceKey + L"@", L"IQivoPropertyHandlerObj"},
+      {interfaceKey + L"NumMethods\\", L""},
+      {interfaceKey + L"NumMethods\\@", L"3"},
+      {interfaceKey + L"ProxyStubClsid32\\", L""},
+      {interfaceKey + L"ProxyStubClsid32\\@", kInterface},
+      {L"SystemFileAssociations\\", L""},
+  };
+  for (const wchar_t* const extension : {L".mkv", L".qivo"}) {
+    const std::wstring key = std::wstring(L"SystemFileAssociations\\") + extension + L"\\";
+    expected.insert({{key, L""},
+                     {key + L"@ExtendedTileInfo", kTile},
+                     {key + L"@FullDetails", kFullDetails},
+                     {key + L"@InfoTip", kTile},
+                     {key + L"@PreviewDetails", kPreviewDetails}});
+  }
+  return expected;
+}
+
+TEST_F(Registration, WritesExactlyWhatTheShellNeedsAndTakesItBack) {
+  const RegistryContent classes = ReadRegistry(kClasses);
+  const RegistryContent windows = ReadRegistry(kWindows);
+  ASSERT_EQ(m_library.Call("DllRegisterServer"), S_OK);
+  RegistryContent expected = ClassesOf(Library::Built().wstring());
+  if (classes.contains(L"SystemFileAssociations\\")) expected.erase(L"SystemFileAssociations\\");
+  EXPECT_EQ(Added(classes, ReadRegistry(kClasses)), expected);
+  const std::wstring handlers = L"PropertySystem\\PropertyHandlers\\";
+  EXPECT_EQ(Added(windows, ReadRegistry(kWindows)),
+            (RegistryContent{{handlers + L".mkv\\", L""},
+                             {handlers + L".mkv\\@", kClass},
+                             {handlers + L".qivo\\", L""},
+                             {handlers + L".qivo\\@", kClass},
+                             {L"Shell Extensions\\Approved\\@" + std::wstring(kClass), kName}}));
+
+  EXPECT_EQ(m_library.Call("DllRegisterServer"), S_OK) << "a second time";
+  EXPECT_EQ(Added(classes, ReadRegistry(kClasses)), expected);
+  EXPECT_EQ(m_library.Call("DllUnregisterServer"), S_OK);
+  EXPECT_EQ(ReadRegistry(kClasses), classes);
+  EXPECT_EQ(ReadRegistry(kWindows), windows);
+}
+
+TEST_F(Registration, LeavesAloneWhatOthersWroteBesideIt) {
+  const RegistryContent classesBefore = ReadRegistry(kClasses);
+  const std::wstring associations = std::wstring(kClasses) + L"\\SystemFileAssociations";
+  const std::wstring foreignClass = L"{00000000-1111-2222-3333-444444444444}";
+  WriteRegistry(associations + L"\\.mkv", L"PerceivedType", L"video");
+  WriteRegistry(associations + L"\\.qivo\\shell\\play", L"", L"Play");
+  WriteRegistry(associations + L"\\.avi", L"InfoTip", L"prop:System.Size");
+  WriteRegistry(std::wstring(kClasses) + L"\\AppID\\" + foreignClass, L"", L"Foreign");
+  WriteRegistry(std::wstring(kWindows) + L"\\PropertySystem\\PropertyHandlers\\.avi", L"", foreignClass);
+  WriteRegistry(std::wstring(kWindows) + L"\\Shell Extensions\\Approved", foreignClass, L"Foreign");
+  const RegistryContent classes = ReadRegistry(kClasses);
+  const RegistryContent windows = ReadRegistry(kWindows);
+
+  EXPECT_EQ(m_library.Call("DllRegisterServer"), S_OK);
+  EXPECT_EQ(Added(ReadRegistry(kClasses), classes), RegistryContent{});
+  EXPECT_EQ(m_library.Call("DllUnregisterServer"), S_OK);
+  EXPECT_EQ(ReadRegistry(kClasses), classes);
+  EXPECT_EQ(ReadRegistry(kWindows), windows);
+
+  ::RegDeleteTreeW(HKEY_LOCAL_MACHINE, associations.c_str());
+  ::RegDeleteTreeW(HKEY_LOCAL_MACHINE, (std::wstring(kClasses) + L"\\AppID\\" + foreignClass).c_str());
+  ::RegDeleteTreeW(HKEY_LOCAL_MACHINE,
+                   (std::wstring(kWindows) + L"\\PropertySystem\\PropertyHandlers\\.avi").c_str());
+  ::RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, (std::wstring(kWindows) + L"\\Shell Extensions\\Approved").c_str(),
+                       foreignClass.c_str());
+  EXPECT_EQ(ReadRegistry(kClasses), classesBefore);
+}
+
+TEST_F(Registration, TakesNothingBackWhereThereIsNothing) {
+  const RegistryContent classes = ReadRegistry(kClasses);
+  m_library.Call("DllUnregisterServer");
+  EXPECT_EQ(ReadRegistry(kClasses), classes);
+}
+
+TEST_F(Registration, WritesAnyPathOfTheLibrary) {
+  const std::filesystem::path folder = std::filesystem::temp_directory_path() / L"it's \x00fc 100%";
+  std::filesystem::create_directories(folder);
+  const std::filesystem::path copy = folder / "QivoPropertyHandler.dll";
+  std::filesystem::copy_file(Library::Built(), copy, std::filesystem::copy_options::overwrite_existing);
+  {
+    const RegistryContent classes = ReadRegistry(kClasses);
+    const Library library(copy);
+    EXPECT_EQ(library.Call("DllRegisterServer"), S_OK);
+    const RegistryContent added = Added(classes, ReadRegistry(kClasses));
+    EXPECT_THAT(added, testing::Contains(std::pair<const std::wstring, std::wstring>(
+                           std::wstring(L"CLSID\\") + kClass + L"\\InprocServer32\\@", copy.wstring())));
+    EXPECT_EQ(library.Call("DllUnregisterServer"), S_OK);
+  }
+  std::filesystem::remove_all(folder);
+}
+
+TEST_F(Registration, LetsEveryKindOfApartmentCreateTheHandler) {
+  ASSERT_EQ(m_library.Call("DllRegisterServer"), S_OK);
+  for (const COINIT kind : {COINIT_MULTITHREADED, COINIT_APARTMENTTHREADED}) {
+    std::thread([kind] {
+      const Apartment apartment(kind);
+      ComPtr<IInitializeWithFile> initialize;
+      EXPECT_EQ(::CoCreateInstance(CLSID_QivoPropertyHandlerObj, nullptr, CLSCTX_INPROC_SERVER,
+                                   IID_PPV_ARGS(initialize.GetAddressOf())),
+                S_OK)
+          << kind;
+      ASSERT_NE(initialize.Get(), nullptr);
+      EXPECT_EQ(initialize->Initialize(L"C:\\missing.mkv", STGM_READ), E_FAIL);
+    }).join();
+  }
+}
+
+TEST_F(Registration, NeedsNoApartmentOfItsCaller) {
+  std::thread([this] {
+    EXPECT_EQ(m_library.Call("DllRegisterServer"), S_OK);
+    EXPECT_EQ(m_library.Call("DllUnregisterServer"), S_OK);
+  }).join();
+}
+
+}  // namespace
+}  // namespace qmf::test
