@@ -24,7 +24,13 @@ std::string Utf8(const wchar_t* text) {
   return ToUtf8(reinterpret_cast<const char16_t*>(text));
 }
 
+// Wine exports the function without having it: a call ends the program.
+bool PlatformHasNames() {
+  return ::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "wine_get_version") == nullptr;
+}
+
 std::string PlatformName(REFPROPERTYKEY key) {
+  if (!PlatformHasNames()) return {};
   PWSTR name = nullptr;
   if (FAILED(::PSGetNameFromPropertyKey(key, &name)) || name == nullptr) return {};
   std::string text = Utf8(name);
