@@ -38,10 +38,26 @@ std::u16string PathFromArgument(const std::string& word) {
   return path;
 }
 
+std::filesystem::path NativePath(const std::u16string& path) {
+  return std::wstring(path.begin(), path.end());
+}
+
+std::u16string PathFromNative(const std::filesystem::path& path) {
+  return {path.native().begin(), path.native().end()};
+}
+
 #else
 
 std::u16string PathFromArgument(const std::string& word) {
   return qmf::PathFromBytes(word);
+}
+
+std::filesystem::path NativePath(const std::u16string& path) {
+  return qmf::BytesFromPath(path);
+}
+
+std::u16string PathFromNative(const std::filesystem::path& path) {
+  return qmf::PathFromBytes(path.native());
 }
 
 #endif

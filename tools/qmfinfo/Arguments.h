@@ -1,7 +1,7 @@
 #pragma once
 
+#include <filesystem>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace qmfinfo {
@@ -13,5 +13,9 @@ std::vector<std::string> ArgumentBytes(int count, Character** words);
 
 /// The file name that a word of ArgumentBytes stands for, as the framework takes it.
 std::u16string PathFromArgument(const std::string& word);
+
+/// `path` as the platform's file functions take it, and back.
+std::filesystem::path NativePath(const std::u16string& path);
+std::u16string PathFromNative(const std::filesystem::path& path);
 
 }  // namespace qmfinfo

@@ -116,12 +116,14 @@ ExitCode RunBlocks(const BlocksOptions& options) {
   if (qmf::IsFailure(opened)) {
     Json object = {{"path", qmf::ToUtf8(options.path)}};
     SetResult(object, opened);
+    object["schema"] = kJsonSchema;
     PrintLine(object);
     return kSomeFailed;
   }
   const qmf::QMFResult end = BlockPrinter(file, options).Run();
   Json last = {{"end", true}, {"result", static_cast<std::uint32_t>(end)}};
   last["result_name"] = ResultName(end);
+  last["schema"] = kJsonSchema;
   PrintLine(last);
   return ExitCodeOf(end == qmf::QMF_OK || end == qmf::QMF_ERR_END_OF_STREAM);
 }

@@ -31,15 +31,24 @@ std::string RefuseSign(const std::string& word) {
   return word.starts_with('-') ? "'" + word + "' is negative" : std::string();
 }
 
-void AddPaths(CLI::App& parser, std::vector<std::u16string>& paths) {
-  const auto convert = [&paths](const std::vector<std::string>& words) {
-    std::ranges::transform(words, std::back_inserter(paths), PathFromArgument);
+void AddPathList(CLI::App& parser, PathList& list) {
+  const auto addPaths = [&list](const std::vector<std::string>& words) {
+    std::ranges::transform(words, std::back_inserter(list.paths), PathFromArgument);
   };
+  const auto setFilesFrom = [&list](const std::string& word) { list.filesFrom = PathFromArgument(word); };
   parser
-      .add_option_function<std::vector<std::string>>("PATH", convert,
-                                                     "Files; those joined by ';' open as one")
-      ->required()
+      .add_option_function<std::vector<std::string>>("PATH", addPaths,
+                                                     "Files; those joined by ';' open as one; '-': a list")
       ->type_name("");
+  parser
+      .add_option_function<std::string>("--files-from", setFilesFrom,
+                                        "Read paths from LIST, one a line; '-': standard input")
+      ->type_name("LIST");
+  parser.add_flag("-0,--null", list.zeroSeparated, "Paths in lists end with NUL, not with the line");
+  parser.add_flag("-r,--recursive", list.recursive, "Folders stand for the media files in them");
+  parser.final_callback([&list] {
+    if (list.paths.empty() && !list.filesFrom) throw CLI::RequiredError("PATH or --files-from");
+  });
 }
 
 void AddPath(CLI::App& parser, std::u16string& path) {
@@ -69,8 +78,20 @@ void AddStreams(CLI::App& parser, const std::string& option, std::vector<StreamN
 
 CLI::App& AddShow(CLI::App& program, ShowOptions& show) {
   CLI::App& parser = *program.add_subcommand("show", "The seven properties and the streams");
-  AddPaths(parser, show.paths);
-  parser.add_flag("--json", show.json, "One JSON array")->required();
+  AddPathList(parser, show.list);
+  std::vector<CLI::Option*> formats;
+  const auto addFormat = [&](const char* option, ShowFormat format, const char* help) {
+    CLI::Option* const flag = parser.add_flag_callback(
+        option, [&show, format] { show.format = format; }, help);
+    for (CLI::Option* const other : formats) flag->excludes(other);
+    formats.push_back(flag);
+  };
+  addFormat("--json", ShowFormat::JsonArray, "One JSON array");
+  addFormat("--jsonl", ShowFormat::JsonLines, "One JSON object a line, as each file is done");
+  addFormat("--csv", ShowFormat::Csv, "One row a file: the seven properties");
+  parser.add_option("-j,--jobs", show.jobs, "Files read at once (default: one a processor)")
+      ->check(CLI::Range(1, 1024))
+      ->type_name("N");
   AddTitle(parser, show.title);
   return parser;
 }
@@ -117,7 +138,7 @@ CLI::App& AddBlocks(CLI::App& program, BlocksOptions& blocks) {
 
 CLI::App& AddProbe(CLI::App& program, ProbeOptions& probe) {
   CLI::App& parser = *program.add_subcommand("probe", "Every module's score for a file, and the winner");
-  AddPaths(parser, probe.paths);
+  AddPathList(parser, probe.list);
   return parser;
 }
 

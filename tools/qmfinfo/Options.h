@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "tools/qmfinfo/MediaFile.h"
+#include "tools/qmfinfo/PathSource.h"
 
 namespace qmfinfo {
 
@@ -21,10 +22,13 @@ constexpr ExitCode ExitCodeOf(bool allAnswered) {
   return allAnswered ? kAllAnswered : kSomeFailed;
 }
 
+enum class ShowFormat { Text, JsonArray, JsonLines, Csv };
+
 struct ShowOptions {
-  std::vector<std::u16string> paths;
+  PathList list;
+  ShowFormat format = ShowFormat::Text;
   std::uint32_t title = 0;
-  bool json = false;
+  unsigned jobs = 0;  ///< 0: one a processor.
 };
 
 struct QueryOptions {
@@ -47,7 +51,7 @@ struct BlocksOptions {
 };
 
 struct ProbeOptions {
-  std::vector<std::u16string> paths;
+  PathList list;
 };
 
 struct TablesOptions {

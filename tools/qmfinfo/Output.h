@@ -8,6 +8,10 @@ namespace qmfinfo {
 /// JSON whose keys stay in the order in which they were set.
 using Json = nlohmann::ordered_json;
 
+/// Version of the JSON that the program prints, described in docs/qmfinfo.schema.json. Fields may be added
+/// under one number.
+inline constexpr int kJsonSchema = 1;
+
 /// Makes standard output take bytes as they are, whatever the platform does to line ends.
 void PrepareOutput();
 

@@ -22,7 +22,9 @@ bool PrintBids(const std::u16string& path) {
   Json object = {{"path", qmf::ToUtf8(path)}};
   object["scores"] = std::move(scores);
   object["winner"] = result == qmf::QMF_OK ? Json(qmf::ModuleName(winner)) : Json();
+  object["schema"] = kJsonSchema;
   PrintLine(object);
+  FlushOutput();
   return result == qmf::QMF_OK;
 }
 
@@ -30,8 +32,9 @@ bool PrintBids(const std::u16string& path) {
 
 ExitCode RunProbe(const ProbeOptions& options) {
   bool allWon = true;
-  for (const std::u16string& path : options.paths) {
-    qmf::PathSplitter pieces(path);
+  PathSource source(options.list);
+  while (const auto path = source.Next()) {
+    qmf::PathSplitter pieces(*path);
     std::u16string_view piece = pieces.Next();
     // A path without any piece is asked for as it stands, so that every path has its line.
     do {
@@ -39,7 +42,7 @@ ExitCode RunProbe(const ProbeOptions& options) {
       piece = pieces.Next();
     } while (!piece.empty());
   }
-  return ExitCodeOf(allWon);
+  return ExitCodeOf(allWon && source.IsComplete());
 }
 
 }  // namespace qmfinfo

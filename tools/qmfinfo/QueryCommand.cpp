@@ -126,6 +126,7 @@ ExitCode RunQuery(const QueryOptions& options) {
   SetResult(object, result);
   object["type"] = asked.data.type;
   object["data"] = result == qmf::QMF_OK ? DataJson(options.qid, asked) : Json();
+  object["schema"] = kJsonSchema;
   PrintLine(object);
   return ExitCodeOf(result == qmf::QMF_OK);
 }

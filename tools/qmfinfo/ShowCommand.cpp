@@ -1,74 +1,116 @@
-#include <span>
+#include <algorithm>
+#include <thread>
 
-#include "framework/ModuleTable.h"
-#include "framework/Text.h"
 #include "tools/qmfinfo/FileReport.h"
-#include "tools/qmfinfo/JsonRecords.h"
 #include "tools/qmfinfo/Options.h"
+#include "tools/qmfinfo/OrderedRun.h"
+#include "tools/qmfinfo/Output.h"
+#include "tools/qmfinfo/ReportFormats.h"
+#include "tools/qmfinfo/Terminal.h"
+#include "tools/qmfinfo/Units.h"
 
 namespace qmfinfo {
 namespace {
 
-Json ModulesJson(const FileReport& report) {
-  Json modules = Json::array();
-  for (const std::int32_t id : report.moduleIds) {
-    modules.push_back({{"id", id}, {"name", qmf::ModuleName(id)}});
+// A file's report, ready for printing.
+struct Shown {
+  qmf::QMFResult result;
+  std::string text;
+  std::string error;
+};
+
+// How reports are written one after the other.
+struct Frame {
+  std::string begin;
+  std::string separator;
+  std::string end;
+};
+
+Frame FrameOf(ShowFormat format) {
+  switch (format) {
+    case ShowFormat::JsonArray:
+      return {"[\n", ",\n", "\n]\n"};
+    case ShowFormat::Csv:
+      return {ReportCsvHeader(), "", ""};
+    case ShowFormat::JsonLines:
+    case ShowFormat::Text:
+      break;
   }
-  return modules;
+  return {};
 }
 
-Json PropertiesJson(const FileReport& report) {
-  Json properties = Json::object();
-  for (std::size_t i = 0; i < report.properties.size(); ++i) {
-    if (!report.properties[i]) continue;
-    properties[qmf::PropertyName(static_cast<qmf::PropertyId>(i))] = *report.properties[i];
+Shown Render(const FileReport& report, ShowFormat format, bool colour) {
+  switch (format) {
+    case ShowFormat::JsonArray:
+      return {report.result, ReportJson(report).dump(), {}};
+    case ShowFormat::JsonLines:
+      return {report.result, ReportJson(report).dump() + '\n', {}};
+    case ShowFormat::Csv:
+      return {report.result, ReportCsv(report), {}};
+    case ShowFormat::Text:
+      break;
   }
-  return properties;
+  const bool failed = report.result != qmf::QMF_OK;
+  return {report.result, ReportText(report, colour), failed ? FailureText(report.path, report.result) : ""};
 }
 
-template <class Format, class AddFields>
-Json StreamsJson(const std::vector<StreamReport<Format>>& streams, AddFields&& addFields) {
-  Json all = Json::array();
-  for (std::size_t i = 0; i < streams.size(); ++i) {
-    Json stream = {{"index", i}, {"result", static_cast<std::uint32_t>(streams[i].result)}};
-    if (streams[i].result == qmf::QMF_OK) addFields(stream, streams[i].format);
-    all.push_back(std::move(stream));
+class ShowRun {
+ public:
+  explicit ShowRun(const ShowOptions& options)
+      : m_options(options),
+        m_frame(FrameOf(options.format)),
+        m_source(options.list),
+        m_progress(options.list.recursive || options.list.filesFrom.has_value(),
+                   IsErrorTerminal() ? CountPaths(options.list) : std::nullopt) {}
+
+  ExitCode Run() {
+    const bool colour = WantsColour();
+    OrderedRun<Shown> run;
+    run.next = [this] { return WasInterrupted() ? std::nullopt : m_source.Next(); };
+    run.work = [this, colour](const std::u16string& path) {
+      return Render(ReadFileReport(path, m_options.title), m_options.format, colour);
+    };
+    run.deliver = [this](const Shown& shown) { Deliver(shown); };
+    Print(m_frame.begin);
+    run.Run(m_options.jobs != 0 ? m_options.jobs : std::max(1U, std::thread::hardware_concurrency()));
+    m_progress.Hide();
+    Print(m_frame.end);
+    PrintSummary();
+    return ExitCodeOf(m_failed == 0 && m_source.IsComplete() && !WasInterrupted());
   }
-  return all;
-}
 
-void AddAudioRecord(Json& object, const qmf::QMFAudioFormat& format) {
-  AddAudioFormat(object, {reinterpret_cast<const std::uint8_t*>(&format), sizeof(format)});
-}
+ private:
+  void Deliver(const Shown& shown) {
+    m_progress.Hide();
+    if (m_done > 0) Print(m_frame.separator);
+    Print(shown.text);
+    FlushOutput();
+    if (!shown.error.empty()) PrintError(shown.error);
+    ++m_done;
+    if (shown.result != qmf::QMF_OK) ++m_failed;
+    m_progress.Advance();
+  }
 
-Json ReportJson(const FileReport& report) {
-  Json object = {{"path", qmf::ToUtf8(report.path)}};
-  SetResult(object, report.result);
-  if (report.opened) object["modules"] = ModulesJson(report);
-  object["properties"] = PropertiesJson(report);
-  if (!report.opened) return object;
-  object["duration"] = report.duration ? Json(*report.duration) : Json();
-  object["video"] = StreamsJson(report.video, AddVideoFormat);
-  object["audio"] = StreamsJson(report.audio, AddAudioRecord);
-  object["subtitle"] = StreamsJson(report.subtitle, AddSubtitleFormat);
-  return object;
-}
+  void PrintSummary() const {
+    if (WasInterrupted()) PrintError("interrupted after " + CountText(m_done, "file"));
+    if (m_options.format != ShowFormat::Text || m_done < 2) return;
+    Print(CountText(m_done, "file") + ", " + (m_failed == 0 ? "none" : std::to_string(m_failed)) +
+          " failed\n");
+  }
+
+  const ShowOptions& m_options;
+  const Frame m_frame;
+  PathSource m_source;
+  Progress m_progress;
+  std::uint64_t m_done = 0;
+  std::uint64_t m_failed = 0;
+};
 
 }  // namespace
 
 ExitCode RunShow(const ShowOptions& options) {
-  bool allAnswered = true;
-  Print("[");
-  const char* separator = "\n";
-  for (const std::u16string& path : options.paths) {
-    const FileReport report = ReadFileReport(path, options.title);
-    allAnswered = allAnswered && report.result == qmf::QMF_OK;
-    Print(separator);
-    Print(ReportJson(report).dump());
-    separator = ",\n";
-  }
-  Print("\n]\n");
-  return ExitCodeOf(allAnswered);
+  CatchInterrupts();
+  return ShowRun(options).Run();
 }
 
 }  // namespace qmfinfo

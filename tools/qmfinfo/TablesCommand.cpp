@@ -5,6 +5,8 @@
 #include "framework/QueryIds.h"
 #include "framework/ResultCodes.h"
 #include "framework/Text.h"
+#include "readers/mkv/CodecTable.h"
+#include "readers/mkv/EbmlElements.h"
 #include "tools/qmfinfo/Options.h"
 #include "tools/qmfinfo/Output.h"
 
@@ -50,15 +52,36 @@ Json ModulesTable() {
   return rows;
 }
 
+Json ElementsTable() {
+  Json rows = Json::array();
+  for (const qmf::EbmlElementRow& row : qmf::EbmlElementTable().first(qmf::kElementCount)) {
+    rows.push_back({{"index", rows.size()},
+                    {"name", qmf::ToUtf8(row.name)},
+                    {"id", row.id},
+                    {"type", static_cast<std::uint32_t>(row.type)}});
+  }
+  return rows;
+}
+
+Json CodecsTable() {
+  Json rows = Json::array();
+  for (const qmf::MkvCodecRow& row : qmf::MkvCodecTable()) {
+    rows.push_back({{"index", row.index},
+                    {"formatTag", row.formatTag},
+                    {"flag", row.flag},
+                    {"codecId", qmf::ToUtf8(row.codecId)}});
+  }
+  return rows;
+}
+
 struct Table {
   const char* name;
   Json (*rows)();
 };
 
 constexpr Table kTables[] = {
-    {"results", ResultsTable},
-    {"qids", QueryIdsTable},
-    {"modules", ModulesTable},
+    {"results", ResultsTable},   {"qids", QueryIdsTable}, {"modules", ModulesTable},
+    {"elements", ElementsTable}, {"codecs", CodecsTable},
 };
 
 // One row a line, its fields apart by tabs.

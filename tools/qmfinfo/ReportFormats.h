@@ -1,0 +1,25 @@
+#pragma once
+
+#include <string>
+
+#include "tools/qmfinfo/FileReport.h"
+#include "tools/qmfinfo/Output.h"
+
+namespace qmfinfo {
+
+/// The report as one JSON object.
+Json ReportJson(const FileReport& report);
+
+/// The report as one row of comma-separated values (RFC 4180, but for the plain line feed), and the row of
+/// their names.
+std::string ReportCsv(const FileReport& report);
+std::string ReportCsvHeader();
+
+/// The report for people: the file's name and a line for each thing known of it. Of a file that failed,
+/// nothing.
+std::string ReportText(const FileReport& report, bool colour);
+
+/// What failed, with the result's name and message, and what to do about it; one line without its end.
+std::string FailureText(const std::u16string& path, qmf::QMFResult result);
+
+}  // namespace qmfinfo

@@ -1,0 +1,158 @@
+#include <fmt/format.h>
+
+#include "framework/ModuleTable.h"
+#include "framework/Text.h"
+#include "tools/qmfinfo/JsonRecords.h"
+#include "tools/qmfinfo/ReportFormats.h"
+#include "tools/qmfinfo/Units.h"
+
+namespace qmfinfo {
+namespace {
+
+std::string Line(const std::string& label, const std::string& text) {
+  return fmt::format("  {:<14}{}\n", label, text);
+}
+
+std::string Joined(const std::vector<std::string>& parts) {
+  return fmt::format("{}", fmt::join(parts, ", "));
+}
+
+std::string ModulesText(const FileReport& report) {
+  std::vector<std::string> names;
+  for (const std::int32_t id : report.moduleIds) names.emplace_back(qmf::ModuleName(id));
+  return fmt::format("{}", fmt::join(names, " + "));
+}
+
+// The values in the units that people speak of, each as the Shell shows it.
+std::string PropertyText(qmf::PropertyId property, std::uint64_t value) {
+  switch (property) {
+    case qmf::kMediaDuration:
+      return DurationText(value);
+    case qmf::kVideoFrameWidth:
+    case qmf::kVideoFrameHeight:
+      return CountText(value, "pixel");
+    case qmf::kVideoFrameRate:
+      return FrameRateText(static_cast<std::uint32_t>(value), 1000);
+    case qmf::kAudioChannelCount:
+      return std::to_string(value);
+    case qmf::kAudioSampleRate:
+      return SampleRateText(static_cast<std::uint32_t>(value));
+    case qmf::kAudioSampleSize:
+      return CountText(value, "bit");
+    case qmf::kPropertyCount:
+      break;
+  }
+  return {};
+}
+
+const char* PropertyLabel(qmf::PropertyId property) {
+  static constexpr const char* kLabels[qmf::kPropertyCount] = {
+      "Duration", "Frame width", "Frame height", "Frame rate", "Channels", "Sample rate", "Sample size"};
+  return kLabels[property];
+}
+
+std::string PropertyLines(const FileReport& report) {
+  std::string lines;
+  for (std::size_t i = 0; i < report.properties.size(); ++i) {
+    const auto property = static_cast<qmf::PropertyId>(i);
+    if (report.properties[i])
+      lines += Line(PropertyLabel(property), PropertyText(property, *report.properties[i]));
+  }
+  return lines;
+}
+
+std::string StreamText(const qmf::QMFVideoFormat& format) {
+  std::vector<std::string> parts = {FourCCText(format.compression),
+                                    fmt::format("{}×{}", format.width, format.height)};
+  const bool scaled = format.displayWidth != format.width || format.displayHeight != format.height;
+  if (scaled && format.displayWidth != 0 && format.displayHeight != 0) {
+    parts.back() += fmt::format(" shown as {}×{}", format.displayWidth, format.displayHeight);
+  }
+  if (format.scale != 0) parts.push_back(FrameRateText(format.rate, format.scale));
+  if (format.interlaced != 0) parts.emplace_back("interlaced");
+  return Joined(parts);
+}
+
+const char* FormatTagName(std::uint16_t tag) {
+  switch (tag) {
+    case 0x0001:
+      return "PCM";
+    case 0x0003:
+      return "PCM float";
+    case 0x0050:
+      return "MPEG audio";
+    case 0x0055:
+      return "MP3";
+    case 0x00FF:
+      return "AAC";
+    case 0x2000:
+      return "AC-3";
+    case 0x2001:
+      return "DTS";
+    default:
+      return nullptr;
+  }
+}
+
+std::string StreamText(const qmf::QMFAudioFormat& format) {
+  const char* const name = FormatTagName(format.formatTag);
+  std::vector<std::string> parts = {name != nullptr ? name : fmt::format("format 0x{:04X}", format.formatTag),
+                                    CountText(format.channels, "channel"),
+                                    SampleRateText(format.samplesPerSec)};
+  if (format.bitsPerSample != 0) parts.push_back(CountText(format.bitsPerSample, "bit"));
+  return Joined(parts);
+}
+
+std::string StreamText(const qmf::QMFSubtitleFormat& format) {
+  if (format.width == 0) return "text";
+  return fmt::format("{}, {}×{}", FourCCText(format.compression), format.width, format.height);
+}
+
+std::string ResultText(qmf::QMFResult result) {
+  const qmf::ResultCodeRow* const row = qmf::FindResultCode(result);
+  if (row == nullptr) return fmt::format("0x{:08X}", static_cast<std::uint32_t>(result));
+  return fmt::format("{} ({})", qmf::ToUtf8(row->message), qmf::ToUtf8(row->name));
+}
+
+template <class Format>
+std::string StreamLines(const char* kind, const std::vector<StreamReport<Format>>& streams) {
+  std::string lines;
+  for (std::size_t i = 0; i < streams.size(); ++i) {
+    const bool known = streams[i].result == qmf::QMF_OK;
+    lines += Line(fmt::format("{} {}", kind, i),
+                  known ? StreamText(streams[i].format) : "no format: " + ResultText(streams[i].result));
+  }
+  return lines;
+}
+
+std::string Advice(qmf::QMFResult result) {
+  switch (result) {
+    case qmf::QMF_FILE_NOT_OPENED:
+      return "Is it there, is it a file, and may you read it?";
+    case qmf::QMF_ERR_UNSUPPORTED_CONTAINER:
+      return "No reader knows this kind of file, or it cannot be opened; folders need -r.";
+    case qmf::QMF_OUT_OF_MEMORY:
+      return "Memory ran out; fewer --jobs need less.";
+    default:
+      return qmf::IsFailure(result) ? "The file may be damaged or cut off."
+                                    : "The Shell shows nothing of it.";
+  }
+}
+
+}  // namespace
+
+std::string ReportText(const FileReport& report, bool colour) {
+  if (qmf::IsFailure(report.result)) return {};
+  const std::string path = qmf::ToUtf8(report.path);
+  return (colour ? fmt::format("\x1b[1m{}\x1b[0m\n", path) : path + '\n') +
+         Line("Format", ModulesText(report)) + PropertyLines(report) + StreamLines("Video", report.video) +
+         StreamLines("Audio", report.audio) + StreamLines("Subtitle", report.subtitle);
+}
+
+std::string FailureText(const std::u16string& path, qmf::QMFResult result) {
+  const std::string what =
+      result == qmf::QMF_FILE_NOT_OPENED ? "The file cannot be opened. (-3)" : ResultText(result);
+  return fmt::format("{}: {} {}", qmf::ToUtf8(path), what, Advice(result));
+}
+
+}  // namespace qmfinfo

@@ -1,0 +1,93 @@
+#include "tools/qmfinfo/Terminal.h"
+
+#include <fmt/format.h>
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#ifdef _WIN32
+#include <io.h>
+#else
+#include <unistd.h>
+#endif
+
+namespace qmfinfo {
+namespace {
+
+volatile std::sig_atomic_t interrupted = 0;
+
+void OnInterrupt(int) {
+  interrupted = 1;
+}
+
+#ifdef _WIN32
+bool IsTerminal(std::FILE* file) {
+  return _isatty(_fileno(file)) != 0;
+}
+#else
+bool IsTerminal(std::FILE* file) {
+  return ::isatty(::fileno(file)) != 0;
+}
+#endif
+
+}  // namespace
+
+bool IsOutputTerminal() {
+  return IsTerminal(stdout);
+}
+
+bool IsErrorTerminal() {
+  return IsTerminal(stderr);
+}
+
+bool WantsColour() {
+  const char* const refused = std::getenv("NO_COLOR");
+  return IsOutputTerminal() && (refused == nullptr || *refused == '\0');
+}
+
+void CatchInterrupts() {
+#ifdef _WIN32
+  // The call of a handler takes it away.
+  (void)std::signal(SIGINT, OnInterrupt);
+#else
+  // Not restarting: whoever waits for standard input is to notice.
+  struct sigaction action {};
+  action.sa_handler = OnInterrupt;
+  action.sa_flags = static_cast<int>(SA_RESETHAND);
+  (void)::sigaction(SIGINT, &action, nullptr);
+#endif
+}
+
+bool WasInterrupted() {
+  return interrupted != 0;
+}
+
+Progress::Progress(bool wanted, std::optional<std::uint64_t> total)
+    : m_shown(wanted && IsErrorTerminal()), m_total(total) {}
+
+void Progress::Hide() {
+  if (m_visible) fmt::print(stderr, "\r\x1b[K");
+  m_visible = false;
+}
+
+void Progress::Advance() {
+  ++m_done;
+  constexpr auto kPause = std::chrono::milliseconds(200);
+  const Clock::time_point now = Clock::now();
+  if (!m_shown || now - m_last < kPause) return;
+  m_last = now;
+  m_visible = true;
+  fmt::print(stderr, "\r\x1b[K{}", Line(now));
+  (void)std::fflush(stderr);
+}
+
+std::string Progress::Line(Clock::time_point now) const {
+  const double seconds = std::chrono::duration<double>(now - m_start).count();
+  const double rate = static_cast<double>(m_done) / seconds;
+  if (!m_total) return fmt::format("{} files, {:.0f} a second", m_done, rate);
+  const auto left = static_cast<std::uint64_t>(static_cast<double>(*m_total - m_done) / rate + 0.5);
+  return fmt::format("{} of {} files, {:.0f} a second, {}:{:02} left", m_done, *m_total, rate, left / 60,
+                     left % 60);
+}
+
+}  // namespace qmfinfo
