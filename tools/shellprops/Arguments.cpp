@@ -54,6 +54,8 @@ bool ReadArguments(int count, wchar_t** texts, Arguments& arguments, int& exitCo
       "Shows what the Shell gets to see of media files: the properties as the registered property handler "
       "gives them, as one JSON object a file.",
       "shellprops");
+  // A slash begins a path, never an option.
+  app.allow_windows_style_options(false);
   app.add_flag("--json", arguments.oneLine, "One object a line");
   app.add_option("--dll", library, "Create the handler by this library, registered or not")
       ->type_name("PATH");
