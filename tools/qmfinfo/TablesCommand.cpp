@@ -5,6 +5,7 @@
 #include "framework/QueryIds.h"
 #include "framework/ResultCodes.h"
 #include "framework/Text.h"
+#include "readers/avi/AviFourCCs.h"
 #include "readers/mkv/CodecTable.h"
 #include "readers/mkv/EbmlElements.h"
 #include "tools/qmfinfo/Options.h"
@@ -74,6 +75,10 @@ Json CodecsTable() {
   return rows;
 }
 
+Json FourCCsTable() {
+  return qmf::kAviFourCCTable;
+}
+
 struct Table {
   const char* name;
   Json (*rows)();
@@ -81,14 +86,14 @@ struct Table {
 
 constexpr Table kTables[] = {
     {"results", ResultsTable},   {"qids", QueryIdsTable}, {"modules", ModulesTable},
-    {"elements", ElementsTable}, {"codecs", CodecsTable},
+    {"elements", ElementsTable}, {"codecs", CodecsTable}, {"fourccs", FourCCsTable},
 };
 
 // One row a line, its fields apart by tabs.
 void PrintText(const Json& rows) {
   for (const Json& row : rows) {
     const char* separator = "";
-    for (const Json& field : row) {
+    for (const Json& field : row.is_object() ? row : Json::array({row})) {
       Print(separator);
       Print(field.is_string() ? field.get_ref<const std::string&>() : field.dump());
       separator = "\t";
