@@ -12,9 +12,9 @@ class LogFile {
  public:
   enum class Outcome { kOpened, kBusy, kFailed };
 
-  /// Opens `path` for writing and empties it. kBusy when another log, of this process or another, is being
-  /// written there; kFailed when it cannot be written or is anything but a plain file with one name: links
-  /// are never followed, so that nobody can aim a log at somebody else's file.
+  /// Opens `path` for writing; what stands there goes with the first Append. kBusy when another log, of this
+  /// process or another, is being written there; kFailed when it cannot be written or is anything but a plain
+  /// file with one name: links are never followed, so that nobody can aim a log at somebody else's file.
   Outcome Open(const std::u16string& path);
 
   LogFile() = default;
@@ -38,6 +38,9 @@ class LogFile {
   static constexpr std::intptr_t kNone = -1;
 
   std::intptr_t m_handle = kNone;
+  // An older log is cut behind the first record and not emptied before it: some file systems take a file that
+  // was emptied for one whose data must reach the disk when it is closed, and let everybody wait for that.
+  bool m_hasOldContent = false;
   std::uint64_t m_length = 0;
 };
 

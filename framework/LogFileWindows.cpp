@@ -9,11 +9,13 @@ HANDLE AsHandle(std::intptr_t handle) {
   return reinterpret_cast<HANDLE>(handle);
 }
 
-bool IsPlainFile(HANDLE file) {
+bool IsPlainFile(HANDLE file, bool& hasContent) {
   BY_HANDLE_FILE_INFORMATION information{};
   constexpr DWORD kRefused = FILE_ATTRIBUTE_REPARSE_POINT | FILE_ATTRIBUTE_DIRECTORY;
-  return ::GetFileType(file) == FILE_TYPE_DISK && ::GetFileInformationByHandle(file, &information) &&
-         (information.dwFileAttributes & kRefused) == 0 && information.nNumberOfLinks == 1;
+  if (::GetFileType(file) != FILE_TYPE_DISK || !::GetFileInformationByHandle(file, &information))
+    return false;
+  hasContent = (information.nFileSizeLow | information.nFileSizeHigh) != 0;
+  return (information.dwFileAttributes & kRefused) == 0 && information.nNumberOfLinks == 1;
 }
 
 bool CutAt(HANDLE file, std::uint64_t length) {
@@ -32,7 +34,7 @@ LogFile::Outcome LogFile::Open(const std::u16string& path) {
   if (file == INVALID_HANDLE_VALUE) {
     return ::GetLastError() == ERROR_SHARING_VIOLATION ? Outcome::kBusy : Outcome::kFailed;
   }
-  if (!IsPlainFile(file) || !CutAt(file, 0)) {
+  if (!IsPlainFile(file, m_hasOldContent)) {
     ::CloseHandle(file);
     return Outcome::kFailed;
   }
@@ -47,12 +49,11 @@ bool LogFile::Append(std::span<const std::uint8_t> bytes) {
   DWORD written = 0;
   const BOOL done =
       ::WriteFile(AsHandle(m_handle), bytes.data(), static_cast<DWORD>(bytes.size()), &written, &position);
-  if (done && written == bytes.size()) {
-    m_length += bytes.size();
-    return true;
-  }
-  (void)CutAt(AsHandle(m_handle), m_length);
-  return false;
+  const bool complete = done && written == bytes.size();
+  if (complete) m_length += bytes.size();
+  if (complete && !m_hasOldContent) return true;
+  m_hasOldContent = false;
+  return CutAt(AsHandle(m_handle), m_length) && complete;
 }
 
 void LogFile::Close() {

@@ -15,6 +15,7 @@ namespace {
 
 static_assert(sizeof(char16_t) == 2);
 constexpr char16_t kByteOrderMark = 0xFEFF;
+constexpr std::size_t kUsualRecord = 512;  // In UTF-16 units.
 
 struct LogPlace {
   std::mutex mutex;
@@ -57,6 +58,13 @@ void AppendQueryName(std::pmr::u16string& text, std::uint32_t qid) {
   }
 }
 
+void AppendValue(std::pmr::u16string& text, char16_t mark, std::span<const LogValue> values) {
+  if (mark == u'Q') return AppendQueryName(text, static_cast<std::uint32_t>(values[0].number));
+  const LogValue& value = values[static_cast<std::size_t>(mark - u'0')];
+  const fmt::format_int digits(value.block != nullptr ? Checksum(*value.block) : value.number);
+  AppendAscii(text, {digits.data(), digits.size()});
+}
+
 }  // namespace
 
 QMFResult SetLogFolder(std::u16string_view folder) {
@@ -89,23 +97,20 @@ bool LogWriter::Open() {
     outcome = m_file.Open(folder + LogName(number));
   }
   m_open = outcome == LogFile::Outcome::kOpened;
-  if (m_open) m_pending = kByteOrderMark;
+  if (m_open) {
+    m_pending.reserve(kUsualRecord);
+    m_pending = kByteOrderMark;
+  }
   return m_open;
 }
 
 void LogWriter::Append(std::u16string_view format, std::span<const LogValue> values) {
-  for (std::size_t i = 0; i < format.size(); ++i) {
-    if (format[i] != u'%') {
-      m_pending += format[i];
-    } else if (format[++i] == u'Q') {
-      AppendQueryName(m_pending, static_cast<std::uint32_t>(values[0].number));
-    } else {
-      const LogValue& value = values[static_cast<std::size_t>(format[i] - u'0')];
-      const std::int64_t number = value.block != nullptr ? Checksum(*value.block) : value.number;
-      AppendAscii(m_pending, fmt::format("{}", number));
-    }
+  for (std::size_t mark = format.find(u'%'); mark != format.npos; mark = format.find(u'%')) {
+    m_pending += format.substr(0, mark);
+    AppendValue(m_pending, format[mark + 1], values);
+    format.remove_prefix(mark + 2);
   }
-  m_pending += u'\n';
+  m_pending.append(format).push_back(u'\n');
 }
 
 void LogWriter::Add(std::u16string_view format, std::span<const LogValue> values) noexcept {

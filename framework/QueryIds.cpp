@@ -1,6 +1,7 @@
 #include "framework/QueryIds.h"
 
 #include <algorithm>
+#include <array>
 
 namespace qmf {
 namespace {
@@ -12,6 +13,13 @@ constexpr QueryIdRow kRows[] = {
 };
 static_assert(std::size(kRows) == 224);
 
+// Names are looked up with every logged query.
+constexpr auto kRowsByValue = [] {
+  auto rows = std::to_array(kRows);
+  std::ranges::sort(rows, {}, &QueryIdRow::value);
+  return rows;
+}();
+
 }  // namespace
 
 std::span<const QueryIdRow> QueryIdTable() {
@@ -19,8 +27,8 @@ std::span<const QueryIdRow> QueryIdTable() {
 }
 
 const char16_t* QueryIdName(std::uint32_t qid) {
-  const auto row = std::ranges::find(kRows, qid, &QueryIdRow::value);
-  return row == std::end(kRows) ? nullptr : row->name;
+  const auto row = std::ranges::lower_bound(kRowsByValue, qid, {}, &QueryIdRow::value);
+  return row != kRowsByValue.end() && row->value == qid ? row->name : nullptr;
 }
 
 std::optional<std::uint32_t> FindQueryId(std::u16string_view name) {
