@@ -1,0 +1,53 @@
+#include "readers/mp4/Mp4AtomReader.h"
+
+#include <algorithm>
+
+namespace qmf {
+
+std::span<const std::uint8_t> CMP4Fields::Take(std::size_t count) {
+  if (count > m_bytes.size()) {
+    m_failed = true;
+    m_bytes = {};
+    return {};
+  }
+  const auto taken = m_bytes.first(count);
+  m_bytes = m_bytes.subspan(count);
+  return taken;
+}
+
+std::uint64_t CMP4Fields::Number(std::size_t width) {
+  const auto bytes = Take(width);
+  return bytes.empty() ? 0 : LoadBE(bytes.data(), width);
+}
+
+FourCC CMP4Fields::Code() {
+  const auto bytes = Take(4);
+  return bytes.empty() ? 0 : LoadLE32(bytes.data());
+}
+
+CMP4Fields CMP4Atom::Fields() const {
+  const std::uint64_t size = std::min<std::uint64_t>(Size(), FileReader::kWindowSize);
+  return CMP4Fields(file->View(payload, static_cast<std::size_t>(size)));
+}
+
+bool ReadAtomHeader(FileReader& file, std::uint64_t offset, std::uint64_t parentEnd, bool isTop,
+                    CMP4Atom& atom) {
+  if (offset >= parentEnd) return false;
+  const std::uint64_t room = parentEnd - offset;
+  CMP4Fields header(file.View(offset, static_cast<std::size_t>(std::min<std::uint64_t>(room, 16))));
+  std::uint64_t size = header.U32();
+  atom = {&file, header.Code(), offset, offset + 8, parentEnd};
+  if (header.Failed()) return false;
+  if (size == 1) {
+    size = header.U64();
+    if (header.Failed()) return false;
+    atom.payload += 8;
+  } else if (size == 0) {
+    return isTop;
+  }
+  if (size < atom.payload - offset) return false;
+  atom.end = offset + std::min(size, room);
+  return true;
+}
+
+}  // namespace qmf

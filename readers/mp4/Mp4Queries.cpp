@@ -1,0 +1,232 @@
+#include "readers/mp4/Mp4Queries.h"
+
+#include <algorithm>
+#include <iterator>
+#include <string>
+
+#include "framework/QueryAnswer.h"
+#include "framework/ReturnIf.h"
+#include "framework/Text.h"
+#include "readers/mp4/Mp4CodecTable.h"
+#include "readers/mp4/Mp4Texts.h"
+#include "readers/mp4/Mp4Timing.h"
+#include "streamlib/AvcConfiguration.h"
+
+namespace qmf {
+namespace {
+
+struct Query {
+  CMP4Demuxer& demuxer;
+  CMP4Title& title;
+  std::uint32_t qid;
+  QMFQueryData& data;
+  std::uint32_t index;
+
+  QMFResult Number(std::uint64_t value) const { return AnswerNumber(data, qid, value); }
+  QMFResult Text(std::u16string_view text) const { return AnswerText(data, qid, text); }
+  QMFResult Bytes(std::span<const std::uint8_t> bytes) const { return AnswerBytes(data, qid, bytes); }
+};
+
+template <std::uint64_t value>
+QMFResult Constant(const Query& query) {
+  return query.Number(value);
+}
+
+template <QMFStreamKind kind>
+QMFResult StreamCount(const Query& query) {
+  return query.Number(query.title.StreamCount(kind));
+}
+
+QMFResult AllStreams(const Query& query) {
+  std::size_t count = 0;
+  for (const auto kind : {kStreamVideo, kStreamAudio, kStreamSubtitle})
+    count += query.title.StreamCount(kind);
+  return query.Number(count);
+}
+
+QMFResult ContainerType(const Query& query) {
+  return query.Number(query.title.Movie().fragmented ? 1 : 0);
+}
+
+QMFResult FileSize(const Query& query) {
+  return query.Number(query.title.File().Size());
+}
+
+QMFResult Duration(const Query& query) {
+  return query.Number(static_cast<std::uint64_t>(query.title.Duration()));
+}
+
+QMFResult TitleMediaProp(const Query& query) {
+  QMFTitleMediaProp prop{};
+  prop.counts[0] = static_cast<std::uint16_t>(query.title.StreamCount(kStreamVideo));
+  prop.counts[1] = static_cast<std::uint16_t>(query.title.StreamCount(kStreamAudio));
+  prop.counts[2] = static_cast<std::uint16_t>(query.title.StreamCount(kStreamSubtitle));
+  return AnswerRecord(query.data, prop);
+}
+
+template <QMFStreamKind kind, QMFResult (*answer)(const Query&, const CMP4TrackAtom&)>
+QMFResult OfStream(const Query& query) {
+  const CMP4TrackAtom* const track = query.title.Stream(kind, query.index);
+  return track != nullptr ? answer(query, *track) : QMF_ERR_INVALID_STREAM;
+}
+
+template <auto formatOf>
+QMFResult Format(const Query& query, const CMP4TrackAtom& track) {
+  return AnswerRecord(query.data, formatOf(query.title.Context(track)));
+}
+
+QMFResult TrackId(const Query& query, const CMP4TrackAtom& track) {
+  return query.Number(track.id);
+}
+
+QMFResult TrackName(const Query& query, const CMP4TrackAtom& track) {
+  return query.Text(TrackNameOf(query.title.Context(track)));
+}
+
+QMFResult CodecId(const Query& query, const CMP4TrackAtom& track) {
+  std::u16string text;
+  for (FourCC code = track.sampleTable.description.format; code != 0; code >>= 8) {
+    text.push_back(static_cast<char16_t>(code & 0xFF));
+  }
+  return query.Text(text);
+}
+
+template <QMFStreamKind kind>
+QMFResult CodecName(const Query& query, const CMP4TrackAtom& track) {
+  const CMP4SampleDescription& description = track.sampleTable.description;
+  switch (kind) {
+    case kStreamVideo:
+      return query.Text(ToUtf16(VideoCodecOf(description).name));
+    case kStreamAudio:
+      return query.Text(ToUtf16(AudioCodecOf(description).name));
+    case kStreamSubtitle:
+    case kStreamNone:
+      break;
+  }
+  return query.Text(ToUtf16(TextCodecName(description.format)));
+}
+
+QMFResult MimeType(const Query& query, const CMP4TrackAtom& track) {
+  return query.Text(ToUtf16(AudioCodecOf(track.sampleTable.description).mime));
+}
+
+QMFResult ConfigSize(const Query& query, const CMP4TrackAtom& track) {
+  return query.Number(ReadCodecConfig(query.title.Context(track)).size());
+}
+
+QMFResult Config(const Query& query, const CMP4TrackAtom& track) {
+  return query.Bytes(ReadCodecConfig(query.title.Context(track)));
+}
+
+// Only an AVC configuration has parameter sets; for other tracks the answer has no bytes.
+template <auto find, bool sizeOnly>
+QMFResult ParameterSet(const Query& query, const CMP4TrackAtom& track) {
+  std::pmr::vector<std::uint8_t> config(query.title.Memory());
+  if (track.sampleTable.description.config.type == MakeFourCC("avcC")) {
+    config = ReadCodecConfig(query.title.Context(track));
+  }
+  const std::span<const std::uint8_t> set = find(config);
+  return sizeOnly ? query.Number(set.size()) : query.Bytes(set);
+}
+
+Fraction RateOf(const Query& query, const CMP4TrackAtom& track) {
+  return AverageRate(query.title.File(), query.title.Movie(), track, query.title.Memory());
+}
+
+// In a fragmented file the movie header counts no samples; the average rate does.
+QMFResult FrameCount(const Query& query, const CMP4TrackAtom& track) {
+  const std::uint64_t counted = TotalsOf(track, query.title.Memory()).samples;
+  if (!query.title.Movie().fragmented) return query.Number(counted);
+  const Fraction rate = RateOf(query, track);
+  if (rate.denominator == 0) return query.Number(counted);
+  const double frames =
+      static_cast<double>(query.title.Duration()) / kTimeUnitsPerSecond * rate.numerator / rate.denominator;
+  return query.Number(static_cast<std::uint32_t>(std::min(frames + 0.5, 4294967295.0)));
+}
+
+// The frame at a time of constant rate; -1 and the record as it was when there is no rate.
+QMFResult FrameFromTime(const Query& query, const CMP4TrackAtom& track) {
+  const Fraction rate = RateOf(query, track);
+  if (rate.denominator == 0) return QMF_FAILURE;
+  const double frame =
+      static_cast<double>(query.data.value) / kTimeUnitsPerSecond * rate.numerator / rate.denominator;
+  return query.Number(static_cast<std::uint32_t>(std::min(frame, 4294967295.0)));
+}
+
+QMFResult IsInterlaced(const Query& query, const CMP4TrackAtom& track) {
+  return query.Number(VideoFormatOf(query.title.Context(track)).interlaced);
+}
+
+template <CMP4Bytes CMP4Texts::*member>
+QMFResult TitleText(const Query& query) {
+  CMP4Texts texts;
+  FindTexts(query.title.Movie(), texts);
+  return query.Text(ReadText(*query.title.Movie().file, texts.*member));
+}
+
+struct QueryRow {
+  std::uint32_t qid;
+  QMFResult (*answer)(const Query&);
+};
+
+constexpr QueryRow kRows[] = {
+    {QMF_QID_NUM_CONTAINER_TITLE, Constant<1>},
+    {QMF_QID_CONTAINER_TITLE_NAME, TitleText<&CMP4Texts::title>},
+    {QMF_QID_CONTAINER_MUX_APP, TitleText<&CMP4Texts::encoder>},
+    {QMF_QID_CONTAINER_WRITE_APP, TitleText<&CMP4Texts::encoder>},
+    {QMF_QID_GET_TOOL_VERSION, TitleText<&CMP4Texts::encoder>},
+    {QMF_QID_GET_CONTAINER_TYPE, ContainerType},
+    {QMF_QID_GET_FILE_SIZE, FileSize},
+    {QMF_QID_TITLE_DURATION, Duration},
+    {QMF_QID_GET_TITLE_MEDIA_PROP, TitleMediaProp},
+    {QMF_QID_NUM_TITLE_STREAMS, AllStreams},
+    {QMF_QID_NUM_TITLEMEDIA_VIDEOMEDIA, StreamCount<kStreamVideo>},
+    {QMF_QID_NUM_TITLEMEDIA_AUDIOMEDIA, StreamCount<kStreamAudio>},
+    {QMF_QID_NUM_TITLEMEDIA_SUBTITLEMEDIA, StreamCount<kStreamSubtitle>},
+    {QMF_QID_TOTAL_NUM_TITLEMEDIA_VIDEOMEDIA, StreamCount<kStreamVideo>},
+    {QMF_QID_TOTAL_NUM_TITLEMEDIA_AUDIOMEDIA, StreamCount<kStreamAudio>},
+    {QMF_QID_TOTAL_NUM_TITLEMEDIA_SUBTITLEMEDIA, StreamCount<kStreamSubtitle>},
+    {QMF_QID_MAX_SUPPORTED_VID_STREAMS, Constant<CMP4MovieAtom::kMaxTracks>},
+    {QMF_QID_MAX_SUPPORTED_AUD_STREAMS, Constant<CMP4MovieAtom::kMaxTracks>},
+    {QMF_QID_MAX_SUPPORTED_SUB_STREAMS, Constant<CMP4MovieAtom::kMaxTracks>},
+    {QMF_QID_VID_STREAM_FORMAT, OfStream<kStreamVideo, Format<VideoFormatOf>>},
+    {QMF_QID_AUD_STREAM_FORMAT, OfStream<kStreamAudio, Format<AudioFormatOf>>},
+    {QMF_QID_SUB_STREAM_FORMAT, OfStream<kStreamSubtitle, Format<SubtitleFormatOf>>},
+    {QMF_QID_TITLEMEDIA_VID_ABSOLUTE_TRACK_NUM, OfStream<kStreamVideo, TrackId>},
+    {QMF_QID_TITLEMEDIA_AUD_ABSOLUTE_TRACK_NUM, OfStream<kStreamAudio, TrackId>},
+    {QMF_QID_TITLEMEDIA_SUB_ABSOLUTE_TRACK_NUM, OfStream<kStreamSubtitle, TrackId>},
+    {QMF_QID_VID_STREAM_NAME, OfStream<kStreamVideo, TrackName>},
+    {QMF_QID_AUD_STREAM_NAME, OfStream<kStreamAudio, TrackName>},
+    {QMF_QID_SUB_STREAM_NAME, OfStream<kStreamSubtitle, TrackName>},
+    {QMF_QID_VID_CODEC_ID, OfStream<kStreamVideo, CodecId>},
+    {QMF_QID_AUD_CODEC_ID, OfStream<kStreamAudio, CodecId>},
+    {QMF_QID_SUB_CODEC_ID, OfStream<kStreamSubtitle, CodecId>},
+    {QMF_QID_VID_CODEC_NAME, OfStream<kStreamVideo, CodecName<kStreamVideo>>},
+    {QMF_QID_AUD_CODEC_NAME, OfStream<kStreamAudio, CodecName<kStreamAudio>>},
+    {QMF_QID_SUB_CODEC_NAME, OfStream<kStreamSubtitle, CodecName<kStreamSubtitle>>},
+    {QMF_QID_AUD_MIME_TYPE, OfStream<kStreamAudio, MimeType>},
+    {QMF_QID_VIDEO_CODEC_PRIVATE_DATA_SIZE, OfStream<kStreamVideo, ConfigSize>},
+    {QMF_QID_AUDIO_CODEC_PRIVATE_DATA_SIZE, OfStream<kStreamAudio, ConfigSize>},
+    {QMF_QID_SUBTITLE_CODEC_PRIVATE_DATA_SIZE, OfStream<kStreamSubtitle, ConfigSize>},
+    {QMF_QID_VIDEO_CODEC_PRIVATE_DATA, OfStream<kStreamVideo, Config>},
+    {QMF_QID_AUDIO_CODEC_PRIVATE_DATA, OfStream<kStreamAudio, Config>},
+    {QMF_QID_SUBTITLE_CODEC_PRIVATE_DATA, OfStream<kStreamSubtitle, Config>},
+    {QMF_QID_SPS_SIZE, OfStream<kStreamVideo, ParameterSet<SPL::FirstSequenceParameterSet, true>>},
+    {QMF_QID_SPS_DATA, OfStream<kStreamVideo, ParameterSet<SPL::FirstSequenceParameterSet, false>>},
+    {QMF_QID_PPS_SIZE, OfStream<kStreamVideo, ParameterSet<SPL::FirstPictureParameterSet, true>>},
+    {QMF_QID_PPS_DATA, OfStream<kStreamVideo, ParameterSet<SPL::FirstPictureParameterSet, false>>},
+    {QMF_QID_MKV_IS_INTERLACED, OfStream<kStreamVideo, IsInterlaced>},
+    {QMF_QID_TITLEDATA_VIDEOFRAMECOUNT, OfStream<kStreamVideo, FrameCount>},
+    {QMF_QID_TITLEDATA_VIDEO_FRAME_FROM_TIME, OfStream<kStreamVideo, FrameFromTime>},
+};
+
+}  // namespace
+
+QMFResult AnswerMp4Query(CMP4Demuxer& demuxer, std::uint32_t qid, QMFQueryData& data, std::uint32_t index) {
+  const auto* const row = std::ranges::find(kRows, qid, &QueryRow::qid);
+  if (row == std::end(kRows)) return QMF_ERR_UNSUPPORTED_QID;
+  if (demuxer.Title() == nullptr) return QMF_FAILURE;
+  return row->answer({demuxer, *demuxer.Title(), qid, data, index});
+}
+
+}  // namespace qmf

@@ -1,0 +1,175 @@
+#include "readers/mp4/Mp4Timing.h"
+
+#include <algorithm>
+
+#include "readers/mp4/Mp4Fragments.h"
+#include "readers/mp4/Mp4Indexes.h"
+#include "readers/mp4/Mp4SampleTable.h"
+
+namespace qmf {
+namespace {
+
+// A table of more runs than this is not summed: over an hour of video whose every frame lasts differently.
+// One read gets that many.
+constexpr std::uint64_t kMaxSummedRuns = 131'072;
+
+// From the media's timeline to the movie's.
+std::int64_t PresentationEnd(const CMP4MovieAtom& movie, const CMP4TrackAtom& track, std::int64_t mediaEnd,
+                             std::uint32_t timescale) {
+  const std::int64_t shift = AddTimes(ToTimeUnits(ToTicks(track.edits.delay), movie.timescale),
+                                      -ToTimeUnits(track.edits.mediaStart, track.mediaTimescale));
+  return AddTimes(ToTimeUnits(mediaEnd, timescale), shift);
+}
+
+bool AnyEnabled(const CMP4MovieAtom& movie) {
+  return std::ranges::any_of(movie.tracks, &CMP4TrackAtom::enabled);
+}
+
+// The longest enabled track; where none is enabled, the longest of all.
+template <class Length>
+std::int64_t Longest(const CMP4MovieAtom& movie, Length&& length) {
+  const bool enabledOnly = AnyEnabled(movie);
+  std::int64_t longest = 0;
+  for (const CMP4TrackAtom& track : movie.tracks) {
+    if (track.enabled || !enabledOnly) longest = std::max(longest, length(track));
+  }
+  return longest;
+}
+
+// Where the tracks are, in media ticks, before some fragment.
+using TrackEnds = std::pmr::vector<std::int64_t>;
+
+// Where the longest track ends that is at `ends` before the fragment at `begin`.
+std::int64_t WalkFragments(FileReader& file, const CMP4MovieAtom& movie, TrackEnds& ends, std::uint64_t begin,
+                           std::uint64_t end) {
+  CMP4AtomWalker walker(file);
+  CMP4MovieFragmentAtom fragment(movie, ends.get_allocator().resource());
+  while (ReadMovieFragment(walker, begin, end, fragment)) {
+    for (std::size_t i = 0; i < ends.size(); ++i) ResolveTrackRuns(fragment, movie.tracks[i].id, ends[i]);
+    begin = fragment.next;
+  }
+  return Longest(movie, [&](const CMP4TrackAtom& track) {
+    const std::int64_t mediaEnd = ends[static_cast<std::size_t>(&track - movie.tracks.data())];
+    return PresentationEnd(movie, track, mediaEnd, track.mediaTimescale);
+  });
+}
+
+bool IsFragmentPart(FourCC type) {
+  return type == MakeFourCC("moof") || type == MakeFourCC("styp") || type == MakeFourCC("sidx");
+}
+
+// A segment index in front may cover just the first fragment: it tells the duration when no fragment follows
+// what it covers.
+std::int64_t IndexedEnd(FileReader& file, const CMP4MovieAtom& movie, const CMP4FragmentIndexes& indexes,
+                        std::pmr::memory_resource* memory) {
+  std::int64_t end = 0;
+  for (const CMP4SegmentIndexAtom& index : indexes.segments) {
+    const CMP4SegmentTotals totals = TotalsOf(index, memory);
+    CMP4Atom behind{};
+    if (ReadAtomHeader(file, totals.end, file.Size(), true, behind) && IsFragmentPart(behind.type)) return 0;
+    const CMP4TrackAtom* const track = movie.FindTrack(index.trackId);
+    if (track == nullptr) continue;
+    end = std::max(end, PresentationEnd(movie, *track, ToTicks(totals.endTime), index.timescale));
+  }
+  return end;
+}
+
+// The earliest of the tracks' last indexed fragments, with the tracks put to the times that the index gives;
+// `fallback` when there is no index.
+std::uint64_t LastIndexedFragment(const CMP4MovieAtom& movie, const CMP4FragmentIndexes& indexes,
+                                  std::uint64_t fallback, TrackEnds& ends) {
+  std::uint64_t first = UINT64_MAX;
+  for (const CMP4FragmentAccessAtom& access : indexes.accesses) {
+    const CMP4TrackAtom* const track = movie.FindTrack(access.trackId);
+    CMP4TableWindow entries(access.entries, ends.get_allocator().resource());
+    if (track == nullptr || entries.Count() == 0) continue;
+    CMP4Fields last = entries.Entry(entries.Count() - 1);
+    const std::uint64_t time = last.Sized(access.wide);
+    const std::uint64_t offset = last.Sized(access.wide);
+    if (last.Failed()) continue;
+    first = std::min(first, offset);
+    ends[static_cast<std::size_t>(track - movie.tracks.data())] = ToTicks(std::min(time, kMaxMediaTime));
+  }
+  return first == UINT64_MAX ? fallback : first;
+}
+
+std::int64_t FragmentsEnd(FileReader& file, const CMP4MovieAtom& movie, std::pmr::memory_resource* memory) {
+  if (movie.fragmentDuration > 0) return ToTimeUnits(ToTicks(movie.fragmentDuration), movie.timescale);
+  CMP4FragmentIndexes indexes(memory);
+  ReadSegmentIndexes(file, movie.next, indexes);
+  const std::int64_t indexed = IndexedEnd(file, movie, indexes, memory);
+  if (indexed > 0 || indexes.firstFragment == 0) return indexed;
+  ReadFragmentAccesses(file, indexes);
+  TrackEnds ends(movie.tracks.size(), 0, memory);
+  for (std::size_t i = 0; i < ends.size(); ++i) {
+    ends[i] = ToTicks(TotalsOf(movie.tracks[i], memory).duration);
+  }
+  const std::uint64_t begin = LastIndexedFragment(movie, indexes, indexes.firstFragment, ends);
+  return WalkFragments(file, movie, ends, begin, indexes.fragmentsEnd);
+}
+
+CMP4SampleTotals FirstFragmentTotals(FileReader& file, const CMP4MovieAtom& movie, const CMP4TrackAtom& track,
+                                     std::pmr::memory_resource* memory) {
+  CMP4SampleTotals totals;
+  CMP4MovieFragmentAtom fragment(movie, memory);
+  CMP4AtomWalker walker(file);
+  if (!ReadMovieFragment(walker, movie.next, file.Size(), fragment)) return totals;
+  for (const CMP4TrackFragmentAtom& part : fragment.tracks) {
+    if (part.defaults.trackId != track.id) continue;
+    for (const CMP4TrackRunAtom& run : part.runs) {
+      const CMP4RunTotals ofRun = TotalsOf(run, memory);
+      totals.samples += ofRun.samples;
+      totals.duration += ofRun.duration;
+    }
+  }
+  return totals;
+}
+
+}  // namespace
+
+std::int64_t TrackDuration(const CMP4MovieAtom& movie, const CMP4TrackAtom& track) {
+  if (track.edits.present && track.edits.duration > 0) {
+    return ToTimeUnits(ToTicks(track.edits.duration), movie.timescale);
+  }
+  if (track.mediaDuration > 0) {
+    return PresentationEnd(movie, track, ToTicks(track.mediaDuration), track.mediaTimescale);
+  }
+  return ToTimeUnits(ToTicks(track.duration), movie.timescale);
+}
+
+std::int64_t TitleDuration(FileReader& file, const CMP4MovieAtom& movie, std::pmr::memory_resource* memory) {
+  std::int64_t duration =
+      Longest(movie, [&](const CMP4TrackAtom& track) { return TrackDuration(movie, track); });
+  if (duration == 0) duration = ToTimeUnits(ToTicks(movie.duration), movie.timescale);
+  if (movie.fragmented) duration = std::max(duration, FragmentsEnd(file, movie, memory));
+  return duration;
+}
+
+CMP4SampleTotals TotalsOf(const CMP4TrackAtom& track, std::pmr::memory_resource* memory) {
+  const CMP4Table& table = track.sampleTable.timeToSample;
+  CMP4SampleTotals totals;
+  if (table.count > kMaxSummedRuns) {
+    return {CountSamples(track.sampleTable, *table.file), track.mediaDuration};
+  }
+  std::pmr::vector<std::uint8_t> bytes(static_cast<std::size_t>(table.count) * table.entrySize, memory);
+  const std::size_t arrived =
+      table.count > 0 ? table.file->ReadAt(table.begin, bytes.data(), bytes.size()) : 0;
+  CMP4Fields fields({bytes.data(), arrived});
+  for (std::size_t i = 0; i < arrived / table.entrySize; ++i) {
+    const std::uint32_t samples = fields.U32();
+    const std::uint64_t duration = std::uint64_t{samples} * fields.U32();
+    if (samples > UINT32_MAX - totals.samples || duration > kMaxMediaTime - totals.duration) break;
+    totals.samples += samples;
+    totals.duration += duration;
+  }
+  return totals;
+}
+
+Fraction AverageRate(FileReader& file, const CMP4MovieAtom& movie, const CMP4TrackAtom& track,
+                     std::pmr::memory_resource* memory) {
+  CMP4SampleTotals totals = TotalsOf(track, memory);
+  if (totals.samples == 0 && movie.fragmented) totals = FirstFragmentTotals(file, movie, track, memory);
+  return Reduce(totals.samples * track.mediaTimescale, totals.duration);
+}
+
+}  // namespace qmf

@@ -1,0 +1,109 @@
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace qmf::test {
+
+using Bytes = std::vector<std::uint8_t>;
+
+/// Assembles atoms (boxes) by their big-endian fields. Sizes are filled in when an atom ends.
+class AtomBuilder {
+ public:
+  AtomBuilder& Begin(std::string_view type) {
+    m_open.push_back(m_bytes.size());
+    return U32(0).Code(type);
+  }
+  /// An atom with version and flags.
+  AtomBuilder& Begin(std::string_view type, std::uint8_t version, std::uint32_t flags) {
+    return Begin(type).U32(std::uint32_t{version} << 24 | flags);
+  }
+  AtomBuilder& End() {
+    const std::size_t at = m_open.back();
+    m_open.pop_back();
+    const auto size = static_cast<std::uint32_t>(m_bytes.size() - at);
+    for (std::size_t i = 0; i < 4; ++i) m_bytes[at + i] = static_cast<std::uint8_t>(size >> (24 - 8 * i));
+    return *this;
+  }
+
+  AtomBuilder& U8(std::uint32_t value) { return Number(value, 1); }
+  AtomBuilder& U16(std::uint32_t value) { return Number(value, 2); }
+  AtomBuilder& U32(std::uint32_t value) { return Number(value, 4); }
+  AtomBuilder& U64(std::uint64_t value) { return Number(value, 8); }
+  AtomBuilder& Number(std::uint64_t value, unsigned width) {
+    for (unsigned shift = width * 8; shift > 0; shift -= 8) {
+      m_bytes.push_back(static_cast<std::uint8_t>(value >> (shift - 8)));
+    }
+    return *this;
+  }
+  AtomBuilder& Zeros(std::size_t count) { return Raw(Bytes(count)); }
+  AtomBuilder& Code(std::string_view text) {
+    for (const char c : text) U8(static_cast<std::uint8_t>(c));
+    return *this;
+  }
+  AtomBuilder& Raw(const Bytes& bytes) {
+    m_bytes.insert(m_bytes.end(), bytes.begin(), bytes.end());
+    return *this;
+  }
+
+  std::size_t Size() const { return m_bytes.size(); }
+  Bytes Take() { return std::move(m_bytes); }
+
+ private:
+  Bytes m_bytes;
+  std::vector<std::size_t> m_open;
+};
+
+/// One track of a movie, at first 100 frames of 25 a second.
+struct TrackSpec {
+  std::uint32_t id = 1;
+  std::uint32_t flags = 1;  ///< Of 'tkhd'; 1 is "enabled".
+  std::string_view handler = "vide";
+  std::uint32_t timescale = 12800;
+  std::uint64_t duration = 51200;
+  std::uint32_t width = 640;  ///< Of 'tkhd'.
+  std::uint32_t height = 360;
+  bool wide = false;  ///< Headers of version 1.
+  Bytes edits;        ///< Whole 'edts'.
+  Bytes references;   ///< Whole 'tref'.
+  Bytes entry;        ///< Sample entry.
+  std::vector<std::pair<std::uint32_t, std::uint32_t>> times = {{100, 512}};
+  std::vector<std::pair<std::uint32_t, std::int32_t>> offsets;
+  std::vector<std::uint32_t> syncSamples;
+  std::vector<std::uint32_t> sizes;  ///< One a sample; empty means `uniformSize`.
+  std::uint32_t uniformSize = 10;
+  unsigned compactBits = 0;  ///< 4, 8 or 16 write 'stz2' instead.
+  std::uint32_t samplesPerChunk = 10;
+  bool wideOffsets = false;  ///< 'co64'.
+  Bytes userData;            ///< Whole 'udta'.
+
+  std::uint32_t SampleCount() const;
+  std::uint32_t SizeOf(std::uint32_t sample) const;
+};
+
+struct MovieSpec {
+  std::uint32_t timescale = 1000;
+  std::uint64_t duration = 4000;
+  bool wide = false;
+  std::vector<TrackSpec> tracks = {{}};
+  Bytes extra;             ///< Atoms at the end of 'moov'.
+  bool movieFirst = true;  ///< 'moov' in front of 'mdat'.
+};
+
+/// Sample entries with `children` behind their fields.
+Bytes VideoEntry(std::string_view type, std::uint32_t width, std::uint32_t height,
+                 const Bytes& children = {});
+Bytes AudioEntry(std::string_view type, std::uint32_t channels, std::uint32_t bits, std::uint32_t rate,
+                 const Bytes& children = {});
+Bytes TextEntry(std::string_view type);
+
+/// A whole file: 'ftyp', 'moov' and 'mdat'. The chunks of the tracks take turns in 'mdat'; byte n of it is
+/// n % 251, so that every sample's content tells where it came from.
+Bytes MakeMovie(const MovieSpec& spec);
+
+/// 'moov' alone, its chunks placed from `mediaOffset` on.
+Bytes MakeMovieAtom(const MovieSpec& spec, std::uint64_t mediaOffset);
+
+}  // namespace qmf::test
