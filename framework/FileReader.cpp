@@ -56,7 +56,10 @@ std::span<const std::uint8_t> FileReader::Window(std::uint64_t offset, std::size
 std::span<const std::uint8_t> FileReader::View(std::uint64_t offset, std::size_t count) {
   count = std::min(count, kWindowSize);
   const std::span<const std::uint8_t> there = Window(offset, count);
-  if (there.size() == count) return there;
+  // At the end of the file there is no more to be had: walkers would fetch its last bytes again at every
+  // step.
+  const bool toTheEnd = !there.empty() && offset + there.size() >= Size();
+  if (there.size() == count || toTheEnd) return there;
   const bool first = m_bytesRead == 0;
   m_windowOffset = offset;
   m_windowFilled = ReadSource(offset, m_window, first ? std::max(count, kFirstFill) : kWindowSize);
