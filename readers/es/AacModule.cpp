@@ -16,11 +16,16 @@ constexpr std::int32_t kLikelyScore = 50;
 constexpr std::int32_t kPossibleScore = 25;
 constexpr std::uint32_t kSureChain = 3;
 constexpr std::uint32_t kPossibleChain = 4;
+// What the first reading of a file brings: files of other kinds are not read for longer than their own
+// readers do.
+constexpr std::uint64_t kSearched = 4096 - SPL_AAC::AACHdrADTS::kFixedSize;
 
 constexpr std::uint8_t kAudioKind = 0x11;
 constexpr std::uint16_t kFormatTagAac = 0x00FF;
-// Frames looked at, evenly over the file, before all are taken to be of one size.
-constexpr std::uint64_t kConstancySamples = 64;
+// Places, evenly over the file, at which frames are looked at before all are taken to be of one size, and
+// bytes looked at in each. Files of less than twice of all that are walked.
+constexpr std::uint64_t kConstancyPlaces = 64;
+constexpr std::uint64_t kConstancyBytes = FileReader::kWindowSize;
 
 // For names that cannot be opened. A transport or program stream that can be is no ADTS stream, and says so.
 bool HasKnownExtension(const char16_t* path) {
@@ -36,7 +41,7 @@ std::int32_t ScoreContent(FileReader& file) {
   const std::uint32_t chain = frames.CountChain(start, kSureChain, end);
   if (chain == kSureChain || (chain > 0 && end == EndBeforeId3v1(file))) return kSureScore;
   if (chain > 0) return chain > 1 ? kLikelyScore : 0;
-  for (std::uint64_t offset = start; offset < start + FileReader::kWindowSize; ++offset) {
+  for (std::uint64_t offset = start; offset < start + kSearched; ++offset) {
     if (frames.CountChain(offset, kPossibleChain, end) == kPossibleChain) return kPossibleScore;
   }
   return 0;
@@ -125,19 +130,28 @@ QMFResult AacReader::Seek(std::int64_t& time) {
   return QMF_OK;
 }
 
+bool AacReader::IsConstantFrom(std::uint64_t offset, std::uint64_t count) {
+  const std::uint64_t length = m_first.header.frame_length;
+  AdtsFrames::Frame frame;
+  for (; count > 0; --count, offset += length) {
+    if (!m_walk->At(offset, frame) || frame.header.frame_length != length ||
+        frame.header.SampleCount() != m_first.header.SampleCount()) {
+      return false;
+    }
+  }
+  return true;
+}
+
 // Frames of one size tell the length by the file's. Whether they are is asked all over the file.
 std::optional<std::uint64_t> AacReader::SamplesOfConstantFrames() {
   const std::uint64_t length = m_first.header.frame_length;
   const std::uint64_t bytes = EndBeforeId3v1(File()) - m_first.offset;
+  if (bytes % length != 0 || bytes < 2 * kConstancyPlaces * kConstancyBytes) return std::nullopt;
   const std::uint64_t count = bytes / length;
-  if (bytes % length != 0 || count <= kConstancySamples) return std::nullopt;
-  for (std::uint64_t i = 1; i <= kConstancySamples; ++i) {
-    const std::uint64_t number = i * (count - 1) / kConstancySamples;
-    AdtsFrames::Frame frame;
-    if (!m_walk->At(m_first.offset + number * length, frame) || frame.header.frame_length != length ||
-        frame.header.SampleCount() != m_first.header.SampleCount()) {
-      return std::nullopt;
-    }
+  const std::uint64_t run = kConstancyBytes / length;
+  for (std::uint64_t place = 0; place < kConstancyPlaces; ++place) {
+    const std::uint64_t number = place * (count - run) / (kConstancyPlaces - 1);
+    if (!IsConstantFrom(m_first.offset + number * length, run)) return std::nullopt;
   }
   return count * m_first.header.SampleCount();
 }

@@ -33,6 +33,7 @@ class AacReader : public SingleStreamReader {
   bool NextFrame(AdtsFrames& walk, AdtsFrames::Frame& frame);
   std::int64_t TimeOf(std::uint64_t samples) const;
   std::uint64_t CountSamples();
+  bool IsConstantFrom(std::uint64_t offset, std::uint64_t count);
   std::optional<std::uint64_t> SamplesOfConstantFrames();
 
   QMFAudioFormat m_format{};

@@ -1,5 +1,6 @@
 #include "readers/es/AdtsFrames.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace qmf {
@@ -10,6 +11,7 @@ using SPL_AAC::AACHdrADTS;
 constexpr std::size_t kId3v2Header = 10;
 constexpr std::size_t kId3v1Tag = 128;
 constexpr int kMaxTags = 16;
+constexpr std::size_t kSearchStep = 1024;
 constexpr std::uint8_t kFooterPresent = 0x10;
 
 bool IsSameStream(const AACHdrADTS& a, const AACHdrADTS& b) {
@@ -36,15 +38,12 @@ bool AdtsFrames::HasSuccessor(const Frame& frame) {
 bool AdtsFrames::Resync(Frame& frame) {
   const std::uint64_t limit = m_position + kMaxResync;
   for (std::uint64_t offset = m_position + 1; offset < limit;) {
-    const auto bytes = m_file->View(offset, kId3v2Header);
-    if (bytes.size() < AACHdrADTS::kFixedSize) return false;
-    const void* const sync = std::memchr(bytes.data(), 0xFF, bytes.size());
-    if (sync == nullptr) {
-      offset += bytes.size();
-      continue;
-    }
-    offset += static_cast<std::uint64_t>(static_cast<const std::uint8_t*>(sync) - bytes.data());
-    if (At(offset, frame) && HasSuccessor(frame)) return true;
+    const auto bytes = m_file->View(offset, kSearchStep);
+    if (bytes.empty()) return false;
+    const auto skipped = static_cast<std::uint64_t>(std::ranges::find(bytes, 0xFF) - bytes.begin());
+    offset += skipped;
+    if (skipped == bytes.size()) continue;
+    if (offset < limit && At(offset, frame) && HasSuccessor(frame)) return true;
     ++offset;
   }
   return false;

@@ -7,6 +7,7 @@
 #include "framework/PathSplitter.h"
 #include "framework/QueryAnswer.h"
 #include "streamlib/H264HdrPictParSet.h"
+#include "streamlib/H264NalUnit.h"
 
 namespace qmf {
 namespace {
@@ -49,7 +50,13 @@ QMFResult AvcReader::Open(const char16_t* path) {
 
 QMFResult AvcReader::FindSequence(AnnexBUnits& units, AnnexBUnits::Unit& unit) {
   SPL_H264::H264HdrSeqParSet sps;
-  if (!FindUnit(units, unit, [&](auto front) { return Parse(sps, front); })) return QMF_ERR_INVALID_FILE;
+  QMFResult missing = QMF_ERR_INVALID_FILE;
+  const bool found = FindUnit(units, unit, [&](auto front) {
+    const bool parsed = Parse(sps, front);
+    if (sps.nal_unit_type == SPL_H264::kNalSps) missing = QMF_FAILURE;
+    return parsed;
+  });
+  if (!found) return missing;
   if (sps.seq_scaling_matrix_present_flag != 0) return QMF_ERR_UNSUPPORTED_SPS_DATA;
   m_sequence = {unit.header, units.SizeOf(unit)};
   m_sequenceId = sps.seq_parameter_set_id;

@@ -17,9 +17,10 @@ class AvcReader : public SingleStreamReader {
   explicit AvcReader(QMFAllocator* memory) : SingleStreamReader(kStreamVideo, memory), m_index(memory) {}
 
   static QMFResult Probe(std::int32_t& score, const char16_t* path, QMFAllocator* memory);
-  /// QMF_ERR_INVALID_FILE without a sequence parameter set, QMF_ERR_UNSUPPORTED_SPS_DATA for one with scaling
-  /// matrices, QMF_FAILURE without a frame rate, QMF_ERR_AVC_STREAM_NOT_SUPPORTED without a picture parameter
-  /// set for it, or when that has several slice groups.
+  /// QMF_ERR_INVALID_FILE without a sequence parameter set, QMF_FAILURE when none is sound or the first one
+  /// that is gives no frame rate, QMF_ERR_UNSUPPORTED_SPS_DATA when it has scaling matrices,
+  /// QMF_ERR_AVC_STREAM_NOT_SUPPORTED without a picture parameter set for it, or when that has several slice
+  /// groups.
   QMFResult Open(const char16_t* path);
   QMFResult GetInfo(std::uint32_t qid, QMFQueryData& data, std::uint32_t index);
 

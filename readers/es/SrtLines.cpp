@@ -75,8 +75,6 @@ std::size_t SrtLines::FillFromUnits() {
     std::uint32_t character = unit(i);
     if (IsLeadSurrogate(character) && i + 1 < count && IsTrailSurrogate(unit(i + 1))) {
       character = 0x10000 + ((character - 0xD800) << 10) + (unit(++i) - 0xDC00);
-    } else if (IsLeadSurrogate(character) && i + 1 == kMaxLine) {
-      break;  // The pair's other half is beyond this line: both go to the next.
     } else if (IsLeadSurrogate(character) || IsTrailSurrogate(character)) {
       character = 0xFFFD;
     }

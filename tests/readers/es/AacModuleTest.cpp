@@ -1,0 +1,174 @@
+#include "readers/es/AacModule.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <ranges>
+
+#include "tests/support/AdtsWriter.h"
+#include "tests/support/OpenedFile.h"
+
+namespace qmf::test {
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+using ::testing::ElementsAre;
+
+Bytes Repeated(std::size_t count, const AdtsFields& fields = {}) {
+  Bytes stream;
+  for (std::size_t i = 0; i < count; ++i) {
+    const Bytes frame = AdtsFrame(fields);
+    stream.insert(stream.end(), frame.begin(), frame.end());
+  }
+  return stream;
+}
+
+Bytes operator+(Bytes a, const Bytes& b) {
+  a.insert(a.end(), b.begin(), b.end());
+  return a;
+}
+
+Bytes Id3v2(std::size_t size, bool footer = false) {
+  Bytes tag = {'I', 'D', '3', 4, 0, static_cast<std::uint8_t>(footer ? 0x10 : 0), 0, 0};
+  tag.push_back(static_cast<std::uint8_t>(size >> 7));
+  tag.push_back(static_cast<std::uint8_t>(size & 0x7F));
+  return tag + Bytes(size + (footer ? 10 : 0), 0xFF);
+}
+
+Bytes Id3v1() {
+  return Bytes{'T', 'A', 'G'} + Bytes(125, ' ');
+}
+
+OpenedFile Opened(const Bytes& stream) {
+  return {u"a.aac", stream, kBlockAudio};
+}
+
+std::int32_t Score(std::u16string name, const Bytes* content) {
+  std::int32_t score = -1;
+  if (content == nullptr) {
+    EXPECT_EQ(kAacModule.entryPoints->ProbeContainer(&score, name.c_str(), nullptr), QMF_OK);
+    return score;
+  }
+  const SharedFileScope named(name.c_str(),
+                              std::make_shared<FileReader>(std::make_shared<MemoryFileSource>(*content)));
+  EXPECT_EQ(kAacModule.entryPoints->ProbeContainer(&score, name.c_str(), nullptr), QMF_OK);
+  return score;
+}
+
+TEST(AacModule, BidsByContentForFilesThatOpen) {
+  Bytes transport(188 * 20, 0x11);  // a transport stream with a frame's front in each packet
+  for (std::size_t packet = 0; packet < 20; ++packet) {
+    transport[188 * packet] = 0x47;
+    std::ranges::copy(AdtsFrame({.payload = Bytes(400)}) | std::views::take(184),
+                      &transport[188 * packet + 4]);
+  }
+  const std::tuple<const char*, Bytes, std::int32_t> kRows[] = {
+      {"three frames", Repeated(3) + Bytes(50), 100},
+      {"one frame, whole file", Repeated(1), 100},
+      {"frames and a tag behind", Repeated(2) + Id3v1(), 100},
+      {"tags in front", Id3v2(300) + Id3v2(20, true) + Repeated(3), 100},
+      {"two frames", Repeated(2) + Bytes(50), 50},
+      {"one frame", Repeated(1) + Bytes(50), 0},
+      {"garbage, then four frames", Bytes(4000, 0xFF) + Repeated(4), 25},
+      {"garbage, then three frames", Bytes(500, 0xFF) + Repeated(3), 0},
+      {"garbage without end", Bytes(5000, 0xFF) + Repeated(9), 0},
+      {"frames of two streams", AdtsFrame() + AdtsFrame({.frequencyIndex = 7}) + Bytes(50), 0},
+      {"MPEG audio", Repeated(9, {.layer = 1}), 0},
+      {"transport stream", transport, 0},
+      {"program stream", Bytes{0, 0, 1, 0xBA} + Bytes(4000), 0},
+      {"empty", {}, 0},
+  };
+  for (const auto& [name, content, score] : kRows) {
+    for (const char16_t* const file : {u"a.aac", u"a.mpg", u"a.bin"})
+      EXPECT_EQ(Score(file, &content), score) << name;
+  }
+}
+
+TEST(AacModule, BidsByExtensionForNamesThatDoNot) {
+  for (const char16_t* const name : {u"/none/a.aac", u"/none/a.mpg", u"/none/a.m2ts ", u"/none/a.m4v"}) {
+    EXPECT_EQ(Score(name, nullptr), 100);
+  }
+  for (const char16_t* const name : {u"/none/a.AAC", u"/none/a.mp3", u"/none/aac"})
+    EXPECT_EQ(Score(name, nullptr), 0);
+}
+
+TEST(AacModule, TellsTheFormat) {
+  const Bytes stream = Repeated(3, {.profile = 1, .frequencyIndex = 3, .channels = 6});
+  OpenedFile file = Opened(stream);
+  QMFAudioFormat format{};
+  ASSERT_EQ(file.Fill(QMF_QID_AUD_STREAM_FORMAT, format), QMF_OK);
+  EXPECT_EQ(format.kind, 0x11);
+  EXPECT_EQ(format.formatTag, 0xFF);
+  EXPECT_EQ(format.channels, 6);
+  EXPECT_EQ(format.samplesPerSec, 48000U);
+  EXPECT_EQ(format.blockAlign, 1024);
+  EXPECT_EQ(format.extraSize, 2);
+  EXPECT_THAT(std::span(format.extra, 3), ElementsAre(0x11, 0xB0, 0));
+  QMFQueryData data;
+  EXPECT_EQ(GetInfo(file.Container(), QMF_QID_GET_BITRATE, &data, 0), QMF_ERR_UNSUPPORTED_QID);
+  EXPECT_EQ(SetInfo(file.Container(), QMF_QID_GET_BITRATE, &data, 0), QMF_ERR_UNSUPPORTED_QID);
+  EXPECT_EQ(file.Number(QMF_QID_NUM_TITLEMEDIA_AUDIOMEDIA), 1U);
+}
+
+TEST(AacModule, DeliversWholeFramesBehindTags) {
+  const Bytes plain = AdtsFrame();
+  const Bytes checked = AdtsFrame({.hasChecksum = true});
+  const Bytes four = AdtsFrame({.hasChecksum = true, .blocksLessOne = 3});
+  const Bytes stream = Id3v2(1000) + plain + checked + four + plain + Id3v1();
+  OpenedFile file = Opened(stream);
+  const auto blocks = file.Rest();
+  ASSERT_EQ(blocks.size(), 4U);
+  EXPECT_EQ(blocks[1].bytes, checked);
+  EXPECT_EQ(blocks[2].bytes, four);
+  EXPECT_EQ(blocks[3].time, 1024 * 6 * std::int64_t{10'000'000} / 44100);
+  EXPECT_EQ(file.Number(QMF_QID_TITLE_DURATION), std::uint64_t{1024} * 7 * 10'000'000 / 44100);
+}
+
+TEST(AacModule, ResynchronisesWhereFramesFollowEachOther) {
+  const Bytes lonely = AdtsFrame({.payload = Bytes(5)});
+  const Bytes stream =
+      Repeated(3) + Bytes(77, 0xFF) + lonely + Bytes(9) + Repeated(2, {.payload = Bytes(30)});
+  OpenedFile file = Opened(stream);
+  const auto blocks = file.Rest();
+  ASSERT_EQ(blocks.size(), 5U);
+  EXPECT_EQ(blocks[3].bytes.size(), 37U);
+}
+
+TEST(AacModule, EndsAtACutOffFrameAndAfterTooMuchGarbage) {
+  Bytes stream = Repeated(4);
+  stream.resize(stream.size() - 1);
+  EXPECT_EQ(Opened(stream).Rest().size(), 3U);
+  const Bytes far = Repeated(3) + Bytes(AdtsFrames::kMaxResync + 1) + Repeated(3);
+  EXPECT_EQ(Opened(far).Rest().size(), 3U);
+  EXPECT_EQ(Opened(Bytes(100, 0xFF)).result, QMF_ERR_UNSUPPORTED_CONTAINER);
+}
+
+TEST(AacModule, KnowsTheLengthOfConstantFramesWithoutReadingThemAll) {
+  const Bytes constant = Id3v2(50) + Repeated(90000) + Id3v1();
+  OpenedFile file = Opened(constant);
+  EXPECT_EQ(file.Number(QMF_QID_TITLE_DURATION), std::uint64_t{1024} * 90000 * 10'000'000 / 44100);
+  EXPECT_LT(file.BytesRead(), constant.size() * 3 / 4);
+
+  // The same number of bytes with one frame split in two.
+  const Bytes split =
+      Repeated(30000) + AdtsFrame({.payload = Bytes(6)}) + AdtsFrame({.payload = Bytes(7)}) + Repeated(29999);
+  OpenedFile other = Opened(split);
+  EXPECT_EQ(other.Number(QMF_QID_TITLE_DURATION), std::uint64_t{1024} * 60001 * 10'000'000 / 44100);
+}
+
+TEST(AacModule, SeeksToTheFrameAtOrBefore) {
+  const Bytes stream = Repeated(100, {.frequencyIndex = 8});  // 64 ms a frame
+  OpenedFile file = Opened(stream);
+  constexpr std::int64_t kFrame = 640'000;
+  for (const auto& [wanted, landed] : {std::pair<std::int64_t, std::int64_t>{10 * kFrame, 10 * kFrame},
+                                       {50 * kFrame - 1, 49 * kFrame},
+                                       {2 * kFrame, 2 * kFrame},
+                                       {INT64_MAX, 99 * kFrame},
+                                       {-5, 0}}) {
+    EXPECT_EQ(file.Seek(wanted), landed) << wanted;
+    EXPECT_EQ(file.Next().time, landed);
+  }
+}
+
+}  // namespace
+}  // namespace qmf::test
