@@ -16,8 +16,8 @@ namespace qmf {
 namespace {
 
 struct Query {
-  CMP4Demuxer& demuxer;
   CMP4Title& title;
+  CMP4Blocks& blocks;
   std::uint32_t qid;
   QMFQueryData& data;
   std::uint32_t index;
@@ -44,6 +44,10 @@ QMFResult AllStreams(const Query& query) {
   return query.Number(count);
 }
 
+QMFResult ActiveStreams(const Query& query) {
+  return query.Number(query.blocks.ActiveCount());
+}
+
 QMFResult ContainerType(const Query& query) {
   return query.Number(query.title.Movie().fragmented ? 1 : 0);
 }
@@ -67,6 +71,12 @@ QMFResult TitleMediaProp(const Query& query) {
 template <QMFStreamKind kind, QMFResult (*answer)(const Query&, const CMP4TrackAtom&)>
 QMFResult OfStream(const Query& query) {
   const CMP4TrackAtom* const track = query.title.Stream(kind, query.index);
+  return track != nullptr ? answer(query, *track) : QMF_ERR_INVALID_STREAM;
+}
+
+template <QMFResult (*answer)(const Query&, const CMP4TrackAtom&)>
+QMFResult OfFirstVideo(const Query& query) {
+  const CMP4TrackAtom* const track = query.title.Stream(kStreamVideo, 0);
   return track != nullptr ? answer(query, *track) : QMF_ERR_INVALID_STREAM;
 }
 
@@ -164,6 +174,23 @@ QMFResult TitleText(const Query& query) {
   return query.Text(ReadText(*query.title.Movie().file, texts.*member));
 }
 
+// Sync samples are those of the first video stream. Its tables number the frames; fragments do not.
+template <std::uint64_t (CMP4SampleCursor::*find)(std::uint64_t)>
+QMFResult SyncPoint(const Query& query, const CMP4TrackAtom& track) {
+  CMP4TrackReader reader(query.title.Context(track));
+  const std::uint64_t sample = (reader.Tables().*find)(query.data.value);
+  return sample == CMP4SampleCursor::kNone ? QMF_ERR_END_OF_STREAM : query.Number(sample);
+}
+
+template <bool (CMP4TrackReader::*find)(std::int64_t)>
+QMFResult SyncTime(const Query& query, const CMP4TrackAtom& track) {
+  const CMP4MovieAtom& movie = query.title.Movie();
+  CMP4TrackReader reader(query.title.Context(track));
+  const std::int64_t asked = ToMediaTime(movie, track, static_cast<std::int64_t>(query.data.value));
+  if (!(reader.*find)(asked)) return QMF_ERR_END_OF_STREAM;
+  return query.Number(static_cast<std::uint64_t>(ToMovieTime(movie, track, reader.Current().decodeTime)));
+}
+
 struct QueryRow {
   std::uint32_t qid;
   QMFResult (*answer)(const Query&);
@@ -180,6 +207,7 @@ constexpr QueryRow kRows[] = {
     {QMF_QID_TITLE_DURATION, Duration},
     {QMF_QID_GET_TITLE_MEDIA_PROP, TitleMediaProp},
     {QMF_QID_NUM_TITLE_STREAMS, AllStreams},
+    {QMF_QID_NUM_ACTIVE_TITLE_STREAMS, ActiveStreams},
     {QMF_QID_NUM_TITLEMEDIA_VIDEOMEDIA, StreamCount<kStreamVideo>},
     {QMF_QID_NUM_TITLEMEDIA_AUDIOMEDIA, StreamCount<kStreamAudio>},
     {QMF_QID_NUM_TITLEMEDIA_SUBTITLEMEDIA, StreamCount<kStreamSubtitle>},
@@ -216,17 +244,22 @@ constexpr QueryRow kRows[] = {
     {QMF_QID_PPS_SIZE, OfStream<kStreamVideo, ParameterSet<SPL::FirstPictureParameterSet, true>>},
     {QMF_QID_PPS_DATA, OfStream<kStreamVideo, ParameterSet<SPL::FirstPictureParameterSet, false>>},
     {QMF_QID_MKV_IS_INTERLACED, OfStream<kStreamVideo, IsInterlaced>},
+    {QMF_QID_TITLEMEDIA_PREV_SYNC_POINT, OfFirstVideo<SyncPoint<&CMP4SampleCursor::SyncBefore>>},
+    {QMF_QID_TITLEMEDIA_NEXT_SYNC_POINT, OfFirstVideo<SyncPoint<&CMP4SampleCursor::SyncAfter>>},
+    {QMF_QID_TITLEMEDIA_PREV_SYNC_TIME, OfFirstVideo<SyncTime<&CMP4TrackReader::SeekBefore>>},
+    {QMF_QID_TITLEMEDIA_NEXT_SYNC_TIME, OfFirstVideo<SyncTime<&CMP4TrackReader::SeekAfter>>},
     {QMF_QID_TITLEDATA_VIDEOFRAMECOUNT, OfStream<kStreamVideo, FrameCount>},
     {QMF_QID_TITLEDATA_VIDEO_FRAME_FROM_TIME, OfStream<kStreamVideo, FrameFromTime>},
 };
 
 }  // namespace
 
-QMFResult AnswerMp4Query(CMP4Demuxer& demuxer, std::uint32_t qid, QMFQueryData& data, std::uint32_t index) {
+QMFResult AnswerMp4Query(CMP4Title* title, CMP4Blocks* blocks, std::uint32_t qid, QMFQueryData& data,
+                         std::uint32_t index) {
   const auto* const row = std::ranges::find(kRows, qid, &QueryRow::qid);
   if (row == std::end(kRows)) return QMF_ERR_UNSUPPORTED_QID;
-  if (demuxer.Title() == nullptr) return QMF_FAILURE;
-  return row->answer({demuxer, *demuxer.Title(), qid, data, index});
+  if (title == nullptr || blocks == nullptr) return QMF_FAILURE;
+  return row->answer({*title, *blocks, qid, data, index});
 }
 
 }  // namespace qmf
