@@ -26,6 +26,9 @@ def compare(qmfinfo, recipe, path):
     """The differences, as sentences."""
     *blocks, end = qmfinfo.blocks(path)
     packets = list(peers.ffprobe_packets(path, recipe.time, recipe.ffprobe))
+    if not recipe.in_order:
+        blocks.sort(key=lambda block: (block["kind"], block["stream"]))
+        packets.sort(key=lambda packet: packet[:2])
     found = [complaint(number, *pair) for number, pair in enumerate(zip(blocks, packets))]
     found = [text for text in found if text is not None][:10]
     if len(blocks) != len(packets):

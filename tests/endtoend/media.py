@@ -29,6 +29,8 @@ class Recipe:
     properties: bool = True
     # Which of ffprobe's times a block's time is: "pts" or "dts".
     time: str = "pts"
+    # Whether packets of different streams come in the file's order. The peer holds back what it parses itself.
+    in_order: bool = True
     # More options for ffprobe, where its view of the file has to be pinned.
     ffprobe: str = ""
     # Properties that differ from the peer's on purpose: name -> (our value or None when left out, the rule).
