@@ -31,7 +31,7 @@ def expected(path, options=""):
     if audio is not None:
         values["System.Audio.ChannelCount"] = audio["channels"]
         values["System.Audio.SampleRate"] = int(audio["sample_rate"]) & 0xFFFF
-        values["System.Audio.SampleSize"] = audio["bits_per_sample"]
+        values["System.Audio.SampleSize"] = audio["bits_per_sample"] or int(audio.get("bits_per_raw_sample", 0))
     return values
 
 

@@ -19,6 +19,9 @@ ExitCode Run(const BlocksOptions& options) {
 ExitCode Run(const ProbeOptions& options) {
   return RunProbe(options);
 }
+ExitCode Run(const ExplainOptions& options) {
+  return RunExplain(options);
+}
 ExitCode Run(const TablesOptions& options) {
   return RunTables(options);
 }

@@ -142,6 +142,13 @@ CLI::App& AddProbe(CLI::App& program, ProbeOptions& probe) {
   return parser;
 }
 
+CLI::App& AddExplain(CLI::App& program, ExplainOptions& explain) {
+  CLI::App& parser = *program.add_subcommand("explain", "Why each of the seven properties is what it is");
+  AddPath(parser, explain.path);
+  parser.add_flag("--json", explain.json, "One JSON object");
+  return parser;
+}
+
 CLI::App& AddTables(CLI::App& program, TablesOptions& tables) {
   CLI::App& parser = *program.add_subcommand("tables", "The constant tables");
   parser.add_option("TABLE", tables.table, "Which one")
@@ -172,6 +179,7 @@ struct AllOptions {
   QueryOptions query;
   BlocksOptions blocks;
   ProbeOptions probe;
+  ExplainOptions explain;
   TablesOptions tables;
 };
 
@@ -201,6 +209,7 @@ std::variant<Options, ExitCode> ParseOptions(const std::vector<std::string>& arg
   const CLI::App& query = AddQuery(program, all.query);
   const CLI::App& blocks = AddBlocks(program, all.blocks);
   const CLI::App& probe = AddProbe(program, all.probe);
+  const CLI::App& explain = AddExplain(program, all.explain);
   AddTables(program, all.tables);
   try {
     std::vector<std::string> words = WithCommand(arguments, program);
@@ -213,6 +222,7 @@ std::variant<Options, ExitCode> ParseOptions(const std::vector<std::string>& arg
   if (query.parsed()) return all.query;
   if (blocks.parsed()) return all.blocks;
   if (probe.parsed()) return all.probe;
+  if (explain.parsed()) return all.explain;
   return all.tables;
 }
 

@@ -54,12 +54,18 @@ struct ProbeOptions {
   PathList list;
 };
 
+struct ExplainOptions {
+  std::u16string path;
+  bool json = false;
+};
+
 struct TablesOptions {
   std::string table;
   bool json = false;
 };
 
-using Options = std::variant<ShowOptions, QueryOptions, BlocksOptions, ProbeOptions, TablesOptions>;
+using Options =
+    std::variant<ShowOptions, QueryOptions, BlocksOptions, ProbeOptions, ExplainOptions, TablesOptions>;
 
 /// Reads the command line (without the program's name). Where the program is not to go on, it has printed
 /// help to standard output or what is wrong to standard error, and gives the exit code instead.
@@ -72,6 +78,7 @@ ExitCode RunShow(const ShowOptions& options);
 ExitCode RunQuery(const QueryOptions& options);
 ExitCode RunBlocks(const BlocksOptions& options);
 ExitCode RunProbe(const ProbeOptions& options);
+ExitCode RunExplain(const ExplainOptions& options);
 ExitCode RunTables(const TablesOptions& options);
 
 }  // namespace qmfinfo

@@ -2,6 +2,7 @@
 
 #include <condition_variable>
 #include <cstdint>
+#include <deque>
 #include <exception>
 #include <functional>
 #include <map>
@@ -18,17 +19,20 @@ namespace qmfinfo {
 template <class Result>
 class OrderedRun {
  public:
-  /// `next` (nothing at the end) and `deliver` are each called by one thread at a time, `work` by several.
+  /// `next` (nothing at the end) is called by the thread that runs, so that a signal that it gets ends its
+  /// waiting; `work` by several threads at once; `deliver` by one at a time.
   std::function<std::optional<std::u16string>()> next;
   std::function<Result(const std::u16string&)> work;
   std::function<void(const Result&)> deliver;
 
   /// Returns when everything is delivered. Rethrows what the functions throw.
   void Run(unsigned jobs) {
-    m_mostWaiting = std::uint64_t{jobs} * 4;
     std::vector<std::jthread> threads;
-    for (unsigned i = 1; i < jobs; ++i) threads.emplace_back([this] { WorkGuarded(); });
-    WorkGuarded();
+    for (unsigned i = 0; i < jobs; ++i) {
+      threads.emplace_back([this] { Guarded([this] { WorkOn(); }); });
+    }
+    Guarded([&] { Feed(std::uint64_t{jobs} * 4); });
+    Change([&] { m_ended = true; });
     threads.clear();
     if (m_failure) std::rethrow_exception(m_failure);
   }
@@ -39,46 +43,61 @@ class OrderedRun {
     std::u16string path;
   };
 
-  void WorkGuarded() noexcept {
+  template <class Action>
+  void Change(Action&& action) {
+    const std::lock_guard lock(m_mutex);
+    action();
+    m_changed.notify_all();
+  }
+
+  template <class Action>
+  void Guarded(Action&& action) noexcept {
     try {
-      while (const std::optional<Item> item = Take()) Deliver(item->number, work(item->path));
+      action();
     } catch (...) {
-      const std::lock_guard lock(m_resultsMutex);
-      m_failure = std::current_exception();
-      m_moved.notify_all();
+      Change([&] { m_failure = std::current_exception(); });
+    }
+  }
+
+  void Feed(std::uint64_t mostAhead) {
+    for (std::uint64_t number = 0; std::optional<std::u16string> path = next(); ++number) {
+      std::unique_lock lock(m_mutex);
+      m_changed.wait(lock, [&] { return number < m_delivered + mostAhead || m_failure; });
+      if (m_failure) return;
+      m_items.push_back({number, std::move(*path)});
+      m_changed.notify_all();
     }
   }
 
   std::optional<Item> Take() {
-    const std::lock_guard lock(m_pathsMutex);
-    if (HasFailed()) return std::nullopt;
-    std::optional<std::u16string> path = next();
-    if (!path) return std::nullopt;
-    return Item{m_taken++, std::move(*path)};
+    std::unique_lock lock(m_mutex);
+    m_changed.wait(lock, [&] { return !m_items.empty() || m_ended || m_failure; });
+    if (m_items.empty() || m_failure) return std::nullopt;
+    Item item = std::move(m_items.front());
+    m_items.pop_front();
+    return item;
   }
 
-  bool HasFailed() {
-    const std::lock_guard lock(m_resultsMutex);
-    return m_failure != nullptr;
+  void WorkOn() {
+    while (const std::optional<Item> item = Take()) {
+      Result result = work(item->path);
+      Change([&] { Deliver(item->number, std::move(result)); });
+    }
   }
 
   void Deliver(std::uint64_t number, Result result) {
-    std::unique_lock lock(m_resultsMutex);
-    m_moved.wait(lock, [&] { return number < m_delivered + m_mostWaiting || m_failure; });
     m_waiting.emplace(number, std::move(result));
     for (auto first = m_waiting.begin(); first != m_waiting.end() && first->first == m_delivered;
          first = m_waiting.erase(first)) {
       deliver(first->second);
       ++m_delivered;
     }
-    m_moved.notify_all();
   }
 
-  std::mutex m_pathsMutex;
-  std::uint64_t m_taken = 0;
-  std::mutex m_resultsMutex;
-  std::condition_variable m_moved;
-  std::uint64_t m_mostWaiting = 0;
+  std::mutex m_mutex;
+  std::condition_variable m_changed;
+  std::deque<Item> m_items;
+  bool m_ended = false;
   std::uint64_t m_delivered = 0;
   std::map<std::uint64_t, Result> m_waiting;
   std::exception_ptr m_failure;

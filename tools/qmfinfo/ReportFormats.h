@@ -19,6 +19,9 @@ std::string ReportCsvHeader();
 /// nothing.
 std::string ReportText(const FileReport& report, bool colour);
 
+/// The message and name of a result, or its number when it has neither.
+std::string ResultText(qmf::QMFResult result);
+
 /// What failed, with the result's name and message, and what to do about it; one line without its end.
 std::string FailureText(const std::u16string& path, qmf::QMFResult result);
 

@@ -108,12 +108,6 @@ std::string StreamText(const qmf::QMFSubtitleFormat& format) {
   return fmt::format("{}, {}×{}", FourCCText(format.compression), format.width, format.height);
 }
 
-std::string ResultText(qmf::QMFResult result) {
-  const qmf::ResultCodeRow* const row = qmf::FindResultCode(result);
-  if (row == nullptr) return fmt::format("0x{:08X}", static_cast<std::uint32_t>(result));
-  return fmt::format("{} ({})", qmf::ToUtf8(row->message), qmf::ToUtf8(row->name));
-}
-
 template <class Format>
 std::string StreamLines(const char* kind, const std::vector<StreamReport<Format>>& streams) {
   std::string lines;
@@ -141,6 +135,13 @@ std::string Advice(qmf::QMFResult result) {
 
 }  // namespace
 
+std::string ResultText(qmf::QMFResult result) {
+  if (result == qmf::QMF_FILE_NOT_OPENED) return "The file cannot be opened. (-3)";
+  const qmf::ResultCodeRow* const row = qmf::FindResultCode(result);
+  if (row == nullptr) return fmt::format("Result 0x{:08X}.", static_cast<std::uint32_t>(result));
+  return fmt::format("{} ({})", qmf::ToUtf8(row->message), qmf::ToUtf8(row->name));
+}
+
 std::string ReportText(const FileReport& report, bool colour) {
   if (qmf::IsFailure(report.result)) return {};
   const std::string path = qmf::ToUtf8(report.path);
@@ -150,9 +151,7 @@ std::string ReportText(const FileReport& report, bool colour) {
 }
 
 std::string FailureText(const std::u16string& path, qmf::QMFResult result) {
-  const std::string what =
-      result == qmf::QMF_FILE_NOT_OPENED ? "The file cannot be opened. (-3)" : ResultText(result);
-  return fmt::format("{}: {} {}", qmf::ToUtf8(path), what, Advice(result));
+  return fmt::format("{}: {} {}", qmf::ToUtf8(path), ResultText(result), Advice(result));
 }
 
 }  // namespace qmfinfo

@@ -16,15 +16,19 @@ namespace {
 
 volatile std::sig_atomic_t interrupted = 0;
 
+#ifdef _WIN32
 void OnInterrupt(int) {
   interrupted = 1;
 }
-
-#ifdef _WIN32
 bool IsTerminal(std::FILE* file) {
   return _isatty(_fileno(file)) != 0;
 }
 #else
+// A read of standard input that is about to begin must not wait either.
+void OnInterrupt(int) {
+  interrupted = 1;
+  (void)::close(STDIN_FILENO);
+}
 bool IsTerminal(std::FILE* file) {
   return ::isatty(::fileno(file)) != 0;
 }

@@ -12,4 +12,10 @@ RECIPES = [
         differs=BIT_DEPTH,
         packets=False,
     ),
+    Recipe(
+        "ntsc-flac96k.mkv",
+        "{ffmpeg} -f lavfi -i testsrc2=size=320x180:rate=30000/1001:duration=1 -f lavfi -i"
+        " sine=sample_rate=96000:duration=1 {h264} -c:a flac {out}",
+        packets=False,
+    ),
 ]

@@ -1,0 +1,128 @@
+#!/usr/bin/env python3
+"""How qmfinfo behaves as a program among others: lists, order, pipes, interrupts, and the shape of its JSON."""
+
+import argparse
+import json
+import os
+import pathlib
+import shlex
+import signal
+import subprocess
+import tempfile
+import unittest
+
+import jsonschema
+
+import media
+import peers
+
+SCHEMA = json.loads((pathlib.Path(__file__).parents[2] / "docs/qmfinfo.schema.json").read_text(encoding="utf-8"))
+FORMATS = ("avi", "es", "mkv", "broken")
+options = argparse.Namespace()
+
+
+def validator(kind):
+    return jsonschema.Draft202012Validator({"$ref": f"#/$defs/{kind}", "$defs": SCHEMA["$defs"]})
+
+
+class QmfinfoTest(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.qmfinfo = peers.Qmfinfo(shlex.split(options.qmfinfo))
+        cls.files = [media.make(recipe, options.media) for name in FORMATS for recipe in media.recipes_of(name)]
+
+    def start(self, *arguments, **pipes):
+        process = subprocess.Popen([*self.qmfinfo.command, *map(str, arguments)], stdout=subprocess.PIPE, **pipes)
+        self.addCleanup(process.wait)
+        self.addCleanup(process.stdout.close)
+        return process
+
+    def paths_shown(self, *arguments, **input_options):
+        lines = self.qmfinfo.run("show", "--jsonl", *arguments, **input_options).stdout.splitlines()
+        return [json.loads(line)["path"] for line in lines]
+
+    def test_json_keeps_to_the_schema(self):
+        jsonschema.Draft202012Validator.check_schema(SCHEMA)
+        queries = ["QMF_QID_VID_STREAM_FORMAT", "QMF_QID_AUD_STREAM_FORMAT", "QMF_QID_TITLE_DURATION", "0x10060A", "0x1"]
+        commands = [("showArray", ["show", "--json", *self.files])]
+        for path in [*self.files, "missing.mkv"]:
+            commands += [("show", ["show", "--jsonl", path]), ("explain", ["explain", "--json", path])]
+            commands += [("blocksLine", ["blocks", path]), ("probe", ["probe", path])]
+            commands += [("query", ["query", path, qid]) for qid in queries]
+        for table in ("results", "qids", "modules", "elements", "codecs", "fourccs"):
+            commands.append(("tables", ["tables", table, "--json"]))
+        for kind, arguments in commands:
+            lines = self.qmfinfo.run(*arguments).stdout
+            values = [json.loads(lines)] if kind == "showArray" else list(map(json.loads, lines.splitlines()))
+            self.assertTrue(values, arguments)
+            for value in values:
+                error = next(validator(kind).iter_errors(value), None)
+                self.assertIsNone(error, arguments)
+
+    def test_lists_folders_and_jobs_keep_their_order(self):
+        names = [str(path) for path in self.files] * 30
+        for jobs in ("1", "7"):
+            lines = "\n".join(names).encode()
+            self.assertEqual(self.paths_shown("-j", jobs, "-", input=lines), names)
+            self.assertEqual(self.paths_shown("-j", jobs, "-0", "--files-from", "-", input=lines.replace(b"\n", b"\0")), names)
+        with tempfile.TemporaryDirectory() as folder:
+            for name in ("b/2.MKV", "b/1.avi", "b/notes.txt", "a.aac", "c.srt"):
+                pathlib.Path(folder, name).parent.mkdir(exist_ok=True)
+                pathlib.Path(folder, name).touch()
+            os.symlink("..", os.path.join(folder, "b", "around"))
+            wanted = [os.path.join(folder, name) for name in ("a.aac", "b/1.avi", "b/2.MKV", "c.srt")]
+            self.assertEqual(self.paths_shown("-r", folder), wanted)
+
+    def test_names_that_are_no_text_are_opened(self):
+        with tempfile.TemporaryDirectory() as folder:
+            name = os.fsencode(folder) + b"/\xff\xe4.mkv"
+            with open(name, "wb") as copy:
+                copy.write((pathlib.Path(options.media) / "h264-aac.mkv").read_bytes())
+            for extra in ([os.fsdecode(name)], ["-r", folder]):
+                done = self.qmfinfo.run("show", "--jsonl", *extra)
+                self.assertEqual(done.returncode, 0)
+                self.assertEqual(json.loads(done.stdout)["path"], folder + "/\N{REPLACEMENT CHARACTER}\N{REPLACEMENT CHARACTER}.mkv")
+
+    def test_each_record_comes_before_the_next_path_is_asked_for(self):
+        process = self.start("show", "--jsonl", "-", stdin=subprocess.PIPE)
+        for path in self.files[:3]:
+            process.stdin.write(f"{path}\n".encode())
+            process.stdin.flush()
+            self.assertEqual(json.loads(process.stdout.readline())["path"], str(path))
+        process.stdin.close()
+        self.assertEqual(process.wait(timeout=60), 0)
+
+    def test_interrupt_leaves_complete_json(self):
+        process = self.start("show", "--json", "-", stdin=subprocess.PIPE, stderr=subprocess.PIPE)
+        self.addCleanup(process.stderr.close)
+        process.stdin.write(f"{self.files[0]}\n".encode())
+        process.stdin.flush()
+        begin = process.stdout.readline() + process.stdout.read1(100)
+        process.send_signal(signal.SIGINT)
+        self.assertEqual(process.wait(timeout=60), 1)  # With standard input still open.
+        rest, errors = process.stdout.read(), process.stderr.read()
+        process.stdin.close()
+        self.assertEqual([entry["path"] for entry in json.loads(begin + rest)], [str(self.files[0])])
+        self.assertIn(b"interrupted after 1 file", errors)
+
+    def test_a_reader_that_leaves_is_no_error(self):
+        process = self.start("show", "--jsonl", *[self.files[0]] * 2000, stderr=subprocess.PIPE)
+        self.addCleanup(process.stderr.close)
+        process.stdout.readline()
+        process.stdout.close()
+        self.assertEqual(process.stderr.read(), b"")
+
+    def test_log_is_written_only_where_told(self):
+        with tempfile.TemporaryDirectory() as folder:
+            self.qmfinfo.run("show", self.files[0], cwd=folder)
+            self.assertEqual(os.listdir(folder), [])
+            self.qmfinfo.run("show", "--log", folder, self.files[0])
+            self.assertEqual(os.listdir(folder), ["L1log.txt"])
+
+
+if __name__ == "__main__":
+    parser = argparse.ArgumentParser()
+    parser.add_argument("--qmfinfo", required=True)
+    parser.add_argument("--media", required=True)
+    options, rest = parser.parse_known_args(namespace=options)
+    unittest.main(argv=[parser.prog, *rest])
