@@ -7,6 +7,7 @@
 #include "framework/ByteOrder.h"
 #include "framework/ReturnIf.h"
 #include "framework/Text.h"
+#include "readers/mkv/EbmlVarInt.h"
 
 namespace qmf {
 namespace {
@@ -15,25 +16,6 @@ constexpr std::size_t kMaxIdLength = 4;
 constexpr std::size_t kMaxHeaderLength = kMaxIdLength + 8;
 
 using Bytes = std::span<const std::uint8_t>;
-
-// A variable-length integer: as many bytes as its first byte has leading zero bits, plus one.
-struct VarInt {
-  std::size_t length;
-  std::uint64_t value;  ///< Length marker included.
-
-  std::uint64_t DataMask() const { return (std::uint64_t{1} << (7 * length)) - 1; }
-  std::uint64_t Data() const { return value & DataMask(); }
-  bool IsAllOnes() const { return Data() == DataMask(); }
-};
-
-QMFResult ReadVarInt(Bytes bytes, std::size_t maxLength, VarInt& number) {
-  if (bytes.empty()) return QMF_ERR_END_OF_STREAM;
-  number.length = static_cast<std::size_t>(std::countl_zero(bytes[0])) + 1;
-  if (number.length > maxLength) return QMF_FAILURE;
-  if (number.length > bytes.size()) return QMF_ERR_END_OF_STREAM;
-  number.value = LoadBE(bytes.data(), number.length);
-  return QMF_OK;
-}
 
 bool MayHaveUnknownSize(const EbmlElement& element) {
   return element.Is(Element::Segment) || element.Is(Element::Cluster);
@@ -75,10 +57,10 @@ QMFResult EbmlReader::ReadHeader(std::uint64_t at, std::uint64_t parentEnd, Ebml
   QMF_RETURN_IF_NONZERO(SpendElement());
   if (at >= m_fileSize) return QMF_ERR_END_OF_STREAM;
   const Bytes bytes = m_file.View(at, std::min<std::uint64_t>(kMaxHeaderLength, m_fileSize - at));
-  VarInt id{};
+  EbmlVarInt id;
   QMF_RETURN_IF_NONZERO(ReadVarInt(bytes, kMaxIdLength, id));
   if (id.IsAllOnes()) return QMF_FAILURE;
-  VarInt size{};
+  EbmlVarInt size;
   QMF_RETURN_IF_NONZERO(ReadVarInt(bytes.subspan(id.length), m_maxSizeLength, size));
   element = {static_cast<std::uint32_t>(id.value), at, at + id.length + size.length, EbmlElement::kOpenEnd};
   if (element.payload > parentEnd) return QMF_FAILURE;

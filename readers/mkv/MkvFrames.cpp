@@ -29,6 +29,12 @@ std::uint32_t MkvFrameCount(const MkvTrack& track, std::uint64_t duration) {
   return static_cast<std::uint32_t>(frames + (remainder >= frameDuration - remainder ? 1 : 0));
 }
 
+std::uint64_t MkvMiddleOfFrame(const MkvTrack& track, std::uint32_t frame) {
+  const std::uint64_t frameDuration = FrameDuration(track);
+  return frameDuration / kNanosecondsPerUnit * frame +
+         (frameDuration % kNanosecondsPerUnit * frame + frameDuration / 2) / kNanosecondsPerUnit;
+}
+
 QMFResult MkvFrameFromTime(const MkvTrack& track, std::uint64_t time, std::uint32_t& frame) {
   const std::uint64_t frameDuration = FrameDuration(track);
   if (frameDuration == 0) return QMF_FAILURE;

@@ -29,6 +29,11 @@ class MkvReader {
     return SetMkvInfo(m_title, qid, data, index);
   }
   QMFResult SetTitleActiveStream(std::uint32_t blockType, std::uint32_t stream, std::uint32_t active);
+  QMFResult SetPosition(std::uint32_t blockType, std::uint32_t stream, std::int64_t& time);
+  QMFResult ReadNextBlock(std::uint32_t& blockType, std::uint32_t& stream, QMFBlock& block,
+                          std::int64_t& time);
+  QMFResult ReadNextBlockByStream(std::uint32_t blockType, std::uint32_t stream, QMFBlock& block,
+                                  std::int64_t& time);
 
  private:
   QMFAllocator* const m_memory;
@@ -62,6 +67,7 @@ QMFResult MkvReader::SetTitle(std::uint32_t titleIndex) {
   auto segment = std::allocate_shared<MkvSegment>(std::pmr::polymorphic_allocator<MkvSegment>(m_memory),
                                                   m_file, m_memory);
   QMF_RETURN_IF_NONZERO(ReadMkvSegment(*segment));
+  m_title.blocks.reset();
   m_title.segments.assign({segment});
   m_title.singleSegment = std::move(segment);
   m_title.currentSegment = 0;
@@ -70,9 +76,33 @@ QMFResult MkvReader::SetTitle(std::uint32_t titleIndex) {
 
 QMFResult MkvReader::SetTitleActiveStream(std::uint32_t blockType, std::uint32_t stream,
                                           std::uint32_t active) {
-  MkvTrack* const track = m_title.FindStream(blockType, stream);
+  MkvSegment* const segment = m_title.Current();
+  MkvTrack* const track = segment != nullptr ? segment->tracks.FindStream(blockType, stream) : nullptr;
   if (track == nullptr) return QMF_ERR_INVALID_STREAM;
   track->active = active != 0;
+  return QMF_OK;
+}
+
+// Without a selected title there is no stream.
+
+QMFResult MkvReader::SetPosition(std::uint32_t blockType, std::uint32_t stream, std::int64_t& time) {
+  if (m_title.Current() == nullptr) return QMF_ERR_INVALID_STREAM;
+  return m_title.Blocks().SetPosition(blockType, stream, time);
+}
+
+QMFResult MkvReader::ReadNextBlock(std::uint32_t& blockType, std::uint32_t& stream, QMFBlock& block,
+                                   std::int64_t& time) {
+  if (m_title.Current() == nullptr) return QMF_ERR_END_OF_STREAM;
+  QMF_RETURN_IF_NONZERO(m_title.Blocks().ReadNext(blockType, stream, block));
+  time = block.time;
+  return QMF_OK;
+}
+
+QMFResult MkvReader::ReadNextBlockByStream(std::uint32_t blockType, std::uint32_t stream, QMFBlock& block,
+                                           std::int64_t& time) {
+  if (m_title.Current() == nullptr) return QMF_ERR_INVALID_STREAM;
+  QMF_RETURN_IF_NONZERO(m_title.Blocks().ReadNextByStream(blockType, stream, block));
+  time = block.time;
   return QMF_OK;
 }
 

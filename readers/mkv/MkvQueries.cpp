@@ -10,6 +10,7 @@
 #include "readers/mkv/CodecTable.h"
 #include "readers/mkv/MkvFormats.h"
 #include "readers/mkv/MkvFrames.h"
+#include "readers/mkv/MkvSync.h"
 #include "streamlib/AvcConfiguration.h"
 
 namespace qmf {
@@ -185,6 +186,41 @@ QMFResult Duration(const TitleQuery& query) {
   return AnswerNumber(query.data, query.qid, MkvTitleDuration(query.title));
 }
 
+QMFResult Delaces(const TitleQuery& query) {
+  return AnswerNumber(query.data, query.qid, query.title.delace ? 1 : 0);
+}
+
+// The sizes in bytes of the frames in the stream's last delivered block, 32 bits each.
+QMFResult LaceInfo(const TitleQuery& query) {
+  MkvSegment* const segment = query.title.Current();
+  if (segment == nullptr) return QMF_FAILURE;
+  if (query.index >= segment->tracks.Of(kTrackAudio).size()) return QMF_ERR_INVALID_STREAM;
+  const auto sizes = std::as_bytes(query.title.Blocks().LaceOf(kBlockAudio, query.index));
+  return AnswerBytes(query.data, query.qid,
+                     {reinterpret_cast<const std::uint8_t*>(sizes.data()), sizes.size()});
+}
+
+template <auto find>
+QMFResult SyncTime(const TitleQuery& query) {
+  std::uint64_t time = query.data.value;
+  QMF_RETURN_IF_NONZERO(find(query.title, query.index, time));
+  return AnswerNumber(query.data, query.qid, time);
+}
+
+// The same by frame numbers of the video stream. Times in the file are rounded to ticks, so frames are compared
+// by their middles and found again as the nearest.
+template <auto find>
+QMFResult SyncPoint(const TitleQuery& query) {
+  MkvSegment* const segment = query.title.Current();
+  if (segment == nullptr) return QMF_FAILURE;
+  if (query.index >= segment->tracks.Of(kTrackVideo).size()) return QMF_ERR_INVALID_STREAM;
+  const MkvTrack& track = segment->tracks.Of(kTrackVideo)[query.index];
+  if (track.defaultDuration == 0) return QMF_FAILURE;
+  std::uint64_t time = MkvMiddleOfFrame(track, static_cast<std::uint32_t>(query.data.value));
+  QMF_RETURN_IF_NONZERO(find(query.title, query.index, time));
+  return AnswerNumber(query.data, query.qid, MkvFrameCount(track, time));
+}
+
 template <class Query>
 struct QueryRow {
   std::uint32_t qid;
@@ -196,6 +232,12 @@ constexpr QueryRow<TitleQuery> kTitleQueries[] = {
     {QMF_QID_TITLE_DURATION, Duration},
     {QMF_QID_AUD_STREAM_FORMAT, AudioFormat},
     {QMF_QID_NUM_CONTAINER_TITLE, Constant<1>},
+    {QMF_QID_TITLEMEDIA_PREV_SYNC_TIME, SyncTime<PreviousSyncTime>},
+    {QMF_QID_TITLEMEDIA_NEXT_SYNC_TIME, SyncTime<NextSyncTime>},
+    {QMF_QID_TITLEMEDIA_PREV_SYNC_POINT, SyncPoint<PreviousSyncTime>},
+    {QMF_QID_TITLEMEDIA_NEXT_SYNC_POINT, SyncPoint<NextSyncTime>},
+    {QMF_QID_LACEINFO, LaceInfo},
+    {QMF_QID_DELACE_BLOCKS, Delaces},
     {QMF_QID_MAX_SUPPORTED_VID_STREAMS, Constant<MkvTracks::kMaxTracks>},
     {QMF_QID_MAX_SUPPORTED_AUD_STREAMS, Constant<MkvTracks::kMaxTracks>},
     {QMF_QID_MAX_SUPPORTED_SUB_STREAMS, Constant<MkvTracks::kMaxTracks>},
@@ -248,6 +290,20 @@ constexpr QueryRow<Query> kSegmentQueries[] = {
     {QMF_QID_SUB_STREAM_FORMAT, SubtitleFormat},
 };
 
+// Fields can be combined where the stream stores each of them as a block of its own, which of the codecs read
+// here only interlaced AVC does.
+QMFResult CombineFields(const MkvTitle& title, const QMFQueryData& data, std::uint32_t index) {
+  if (title.Current() == nullptr) return QMF_FAILURE;
+  auto& tracks = title.Current()->tracks.Of(kTrackVideo);
+  if (index >= tracks.size()) return QMF_ERR_INVALID_STREAM;
+  MkvTrack& track = tracks[index];
+  const bool combine = static_cast<std::uint8_t>(data.value) != 0;
+  track.fieldsCombinable = track.codecIndex == kCodecAvc && track.interlaced;
+  if (combine && !track.fieldsCombinable) return QMF_ERR_COMBINE_FIELDS_UNSUPPORTED;
+  track.combineFields = combine;
+  return QMF_OK;
+}
+
 template <class Query, std::size_t count>
 const QueryRow<Query>* FindRow(const QueryRow<Query> (&rows)[count], std::uint32_t qid) {
   const auto row = std::ranges::find(rows, qid, &QueryRow<Query>::qid);
@@ -264,19 +320,16 @@ QMFResult AnswerMkvQuery(MkvTitle& title, std::uint32_t qid, QMFQueryData& data,
   return row->answer({title, *title.Current(), qid, data, index});
 }
 
-// Fields can be combined where the stream stores each of them as a block of its own, which of the codecs read
-// here only interlaced AVC does.
 QMFResult SetMkvInfo(MkvTitle& title, std::uint32_t qid, QMFQueryData& data, std::uint32_t index) {
-  if (qid != QMF_QID_MKV_COMBINE_FIELDS) return QMF_ERR_UNSUPPORTED_QID;
-  if (title.Current() == nullptr) return QMF_FAILURE;
-  auto& tracks = title.Current()->tracks.Of(kTrackVideo);
-  if (index >= tracks.size()) return QMF_ERR_INVALID_STREAM;
-  MkvTrack& track = tracks[index];
-  const bool combine = static_cast<std::uint8_t>(data.value) != 0;
-  track.fieldsCombinable = track.codecIndex == kCodecAvc && track.interlaced;
-  if (combine && !track.fieldsCombinable) return QMF_ERR_COMBINE_FIELDS_UNSUPPORTED;
-  track.combineFields = combine;
-  return QMF_OK;
+  switch (qid) {
+    case QMF_QID_MKV_COMBINE_FIELDS:
+      return CombineFields(title, data, index);
+    case QMF_QID_DELACE_BLOCKS:
+      title.delace = static_cast<std::uint32_t>(data.value) != 0;
+      return QMF_OK;
+    default:
+      return QMF_ERR_UNSUPPORTED_QID;
+  }
 }
 
 }  // namespace qmf

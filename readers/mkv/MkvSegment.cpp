@@ -17,10 +17,10 @@ constexpr Element kSectionElements[kSectionCount] = {
 // Seek heads that name further ones.
 constexpr int kMostSeekHeads = 8;
 
-// Keeps where a section stands: the first cluster, else the latest finding.
+// Keeps where a section stands: the first cluster, else the latest finding. Seek heads are read when met.
 void NoteSection(MkvSegment& segment, const EbmlElement& element) {
   const auto kind = std::ranges::find_if(kSectionElements, [&](Element each) { return element.Is(each); });
-  if (kind == std::end(kSectionElements)) return;
+  if (kind == std::end(kSectionElements) || element.Is(Element::SeekHead)) return;
   std::uint64_t& position = segment.sections[static_cast<std::size_t>(kind - kSectionElements)];
   if (position == 0 || !element.Is(Element::Cluster)) position = element.start;
 }
@@ -94,11 +94,17 @@ QMFResult ReadSectionAt(MkvSegment& segment, EbmlReader& reader, MkvSection sect
   return ApplySectionRule(segment, reader, element);
 }
 
-QMFResult FollowSeekHead(MkvSegment& segment, EbmlReader& reader) {
-  for (int i = 0; i < kMostSeekHeads && !IsComplete(segment); ++i) {
+// Reads the seek heads that others named.
+QMFResult ReadFurtherSeekHeads(MkvSegment& segment, EbmlReader& reader) {
+  for (int i = 0; i < kMostSeekHeads && segment.sections[kSectionSeekHead] != 0; ++i) {
     const std::uint64_t next = std::exchange(segment.sections[kSectionSeekHead], 0);
     QMF_RETURN_IF_NONZERO(ReadSectionAt(segment, reader, kSectionSeekHead, next));
   }
+  return QMF_OK;
+}
+
+QMFResult FollowSeekHead(MkvSegment& segment, EbmlReader& reader) {
+  QMF_RETURN_IF_NONZERO(ReadFurtherSeekHeads(segment, reader));
   QMF_RETURN_IF_NONZERO(ReadSectionAt(segment, reader, kSectionInfo, segment.sections[kSectionInfo]));
   return ReadSectionAt(segment, reader, kSectionTracks, segment.sections[kSectionTracks]);
 }
@@ -108,30 +114,62 @@ bool StartsNextDocument(const EbmlElement& element) {
   return element.Is(Element::Ebml) || element.Is(Element::Segment);
 }
 
+// Passes one child of the segment. False at the segment's end and where nothing readable follows.
+bool NextSection(MkvSegment& segment, EbmlReader& reader, EbmlElement& child) {
+  if (segment.scannedTo >= segment.element.end) return false;
+  if (reader.ReadHeader(segment.scannedTo, segment.element.end, child) != QMF_OK) return false;
+  if (StartsNextDocument(child)) return false;
+  segment.scannedTo = child.end == EbmlElement::kOpenEnd ? child.payload : child.end;
+  return true;
+}
+
 // Walks the segment's children until information and tracks are known. At the first cluster the seek head is
 // asked for what is missing; without its help the walk goes on from cluster to cluster, by their headers. The
 // children of a cluster of unknown size are met here as well.
 QMFResult ScanSections(MkvSegment& segment, EbmlReader& reader) {
-  std::uint64_t& at = segment.scannedTo;
-  at = segment.element.payload;
+  segment.scannedTo = segment.element.payload;
   EbmlElement child;
-  while (!IsComplete(segment) && at < segment.element.end &&
-         reader.ReadHeader(at, segment.element.end, child) == QMF_OK && !StartsNextDocument(child)) {
+  while (!IsComplete(segment) && NextSection(segment, reader, child)) {
     const bool firstCluster = child.Is(Element::Cluster) && segment.sections[kSectionCluster] == 0;
     NoteSection(segment, child);
     if (firstCluster) QMF_RETURN_IF_NONZERO(FollowSeekHead(segment, reader));
     QMF_RETURN_IF_NONZERO(ApplySectionRule(segment, reader, child));
-    at = child.end == EbmlElement::kOpenEnd ? child.payload : child.end;
   }
   return IsComplete(segment) ? QMF_OK : FollowSeekHead(segment, reader);
 }
 
+// Goes on to the first cluster, noting what stands before it.
+void ScanToClusters(MkvSegment& segment, EbmlReader& reader) {
+  EbmlElement child;
+  while (segment.sections[kSectionCluster] == 0 && NextSection(segment, reader, child)) {
+    NoteSection(segment, child);
+    (void)ApplySectionRule(segment, reader, child);
+  }
+  (void)ReadFurtherSeekHeads(segment, reader);
+}
+
 }  // namespace
+
+std::uint64_t MkvSegment::TickAt(std::int64_t time) const {
+  const std::uint64_t length = TickLength();
+  if (time <= 0 || length == 0) return 0;
+  const auto units = static_cast<std::uint64_t>(time);
+  return units / length * 100 + units % length * 100 / length;
+}
 
 QMFResult ReadMkvSegment(MkvSegment& segment) {
   EbmlReader reader(*segment.file, segment.memory);
   QMF_RETURN_IF_NONZERO(ReadMkvHeader(reader, segment));
   return ScanSections(segment, reader);
+}
+
+QMFResult FindMkvSection(MkvSegment& segment, EbmlReader& reader, MkvSection section, EbmlElement& element) {
+  reader.SetMaxSizeLength(segment.maxSizeLength);
+  if (segment.sections[section] == 0) ScanToClusters(segment, reader);
+  const std::uint64_t at = segment.sections[section];
+  if (at == 0 || reader.ReadHeader(at, EbmlElement::kOpenEnd, element) != QMF_OK)
+    return QMF_ERR_END_OF_STREAM;
+  return element.Is(kSectionElements[section]) ? QMF_OK : QMF_ERR_END_OF_STREAM;
 }
 
 }  // namespace qmf

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "framework/FileReader.h"
+#include "readers/mkv/MkvCues.h"
 #include "readers/mkv/MkvInfo.h"
 #include "readers/mkv/MkvTracks.h"
 
@@ -49,6 +50,22 @@ struct MkvSegment {
   bool hasTracks = false;
   MkvTracks tracks;
 
+  /// Nanoseconds of a tick of the segment's times.
+  std::uint64_t TickLength() const { return info ? info->timecodeScale : 1'000'000; }
+  /// The last tick at or before `time` (100-ns units); 0 for times before the first.
+  std::uint64_t TickAt(std::int64_t time) const;
+  /// The time of a tick, in 100-ns units. Absurd values wrap.
+  std::int64_t TimeOf(std::uint64_t tick) const {
+    return static_cast<std::int64_t>(tick * TickLength()) / 100;
+  }
+
+  /// Where clusters begin, as far as that is known: nothing before is one.
+  std::uint64_t FirstCluster() const {
+    return sections[kSectionCluster] != 0 ? sections[kSectionCluster] : scannedTo;
+  }
+
+  std::optional<MkvCues> cues;  ///< Empty until first needed.
+
   std::pmr::vector<MkvEdition> editions;
   std::uint32_t selectedPlaylist = 0;
   bool allowOrdered = true;
@@ -61,5 +78,9 @@ struct MkvSegment {
 /// QMF_ERR_BAD_STRUCTURE; broken elements give the parse errors of their own. A file that ends early, or
 /// lacks elements, succeeds with what it has.
 QMFResult ReadMkvSegment(MkvSegment& segment);
+
+/// Finds a section of a segment that was read: before the clusters, or where a seek head says.
+/// QMF_ERR_END_OF_STREAM when there is none.
+QMFResult FindMkvSection(MkvSegment& segment, EbmlReader& reader, MkvSection section, EbmlElement& element);
 
 }  // namespace qmf

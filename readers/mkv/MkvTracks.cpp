@@ -1,13 +1,31 @@
 #include "readers/mkv/MkvTracks.h"
 
+#include <algorithm>
 #include <cmath>
 #include <utility>
 
+#include "framework/InfoRecords.h"
 #include "readers/mkv/CodecTable.h"
 #include "readers/mkv/EbmlRules.h"
 
 namespace qmf {
 namespace {
+
+// 0 for numbers that are no block type.
+std::uint32_t TypeOfBlocks(std::uint32_t blockType) {
+  switch (blockType) {
+    case kBlockAudio:
+      return kTrackAudio;
+    case kBlockVideo:
+    case kBlockVideoAlternate:
+      return kTrackVideo;
+    case kBlockSubtitle:
+    case kBlockSubtitleAlternate:
+      return kTrackSubtitle;
+    default:
+      return 0;
+  }
+}
 
 // Matroska's TrackType to ours; 0 for types that are not kept.
 std::uint32_t TypeOf(std::uint64_t trackType) {
@@ -156,6 +174,27 @@ void MkvTracks::Add(MkvTrack&& track) {
   const std::uint32_t type = TypeOf(track.type);
   if (type == 0 || Of(type).size() >= kMaxTracks) return;
   Of(type).push_back(std::move(track));
+}
+
+MkvTrack* MkvTracks::FindStream(std::uint32_t blockType, std::uint32_t stream) {
+  const std::uint32_t type = TypeOfBlocks(blockType);
+  return type != 0 && stream < Of(type).size() ? &Of(type)[stream] : nullptr;
+}
+
+bool MkvTracks::AnyActive() const {
+  return std::ranges::any_of(m_lists,
+                             [](const List& list) { return std::ranges::any_of(list, &MkvTrack::active); });
+}
+
+MkvTrack* MkvTracks::FindNumber(std::uint64_t number, std::uint32_t& type, std::uint32_t& stream) {
+  for (type = kTrackAudio; type <= kTrackSubtitle; ++type) {
+    List& list = Of(type);
+    const auto track = std::ranges::find(list, number, &MkvTrack::number);
+    if (track == list.end()) continue;
+    stream = static_cast<std::uint32_t>(track - list.begin());
+    return &*track;
+  }
+  return nullptr;
 }
 
 QMFResult ReadMkvTracks(EbmlReader& reader, const EbmlElement& element, MkvTracks& tracks) {

@@ -86,6 +86,15 @@ class MkvTracks {
   List& Of(std::uint32_t type) { return m_lists[type - kFirstTrackType]; }
   const List& Of(std::uint32_t type) const { return m_lists[type - kFirstTrackType]; }
 
+  /// The track that is stream `stream` of `blockType` (QMFBlockType), or null.
+  MkvTrack* FindStream(std::uint32_t blockType, std::uint32_t stream);
+  /// The audio, video or subtitle track whose TrackNumber is `number`, or null; `type` and `stream` tell
+  /// which it is.
+  MkvTrack* FindNumber(std::uint64_t number, std::uint32_t& type, std::uint32_t& stream);
+
+  /// Whether any stream is to be delivered.
+  bool AnyActive() const;
+
   /// Adds a track to the list of its type; one of unknown type is dropped.
   void Add(MkvTrack&& track);
 

@@ -1,0 +1,112 @@
+#include "readers/mkv/MkvFrameReader.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <numeric>
+
+#include "readers/mkv/MkvEncodings.h"
+
+namespace qmf {
+namespace {
+
+// A block of more bytes, as stored or restored, is not read.
+constexpr std::uint64_t kMaxBlockSize = 256U << 20;
+constexpr std::int64_t kNanosecondsPerUnit = 100;
+
+std::int64_t Add(std::int64_t a, std::uint64_t b) {
+  return static_cast<std::int64_t>(static_cast<std::uint64_t>(a) + b);
+}
+
+// A track may stretch the ticks within a cluster.
+std::int64_t ScaledTicks(const MkvTrack& track, std::int16_t ticks) {
+  const float scale = track.timecodeScale.value_or(1.0F);
+  if (!(scale > 0 && scale < 65536)) return ticks;
+  return static_cast<std::int64_t>(std::lround(static_cast<float>(ticks) * scale));
+}
+
+}  // namespace
+
+std::int64_t MkvBlockTime(const MkvSegment& segment, const MkvTrack& track, const MkvFoundBlock& block) {
+  const auto ticks = static_cast<std::uint64_t>(ScaledTicks(track, block.header.ticks));
+  return static_cast<std::int64_t>((block.place.clusterTime + ticks) * segment.TickLength());
+}
+
+MkvFrameReader::MkvFrameReader(const MkvSegment& segment)
+    : m_segment(segment), m_cursor(segment), m_frames(segment.memory), m_encoded(segment.memory) {}
+
+void MkvFrameReader::MoveTo(const MkvPlace& place) {
+  m_cursor.MoveTo(place);
+  m_frames.clear();
+}
+
+QMFResult MkvFrameReader::CutIntoFrames() {
+  const std::uint64_t start = m_block.element.payload + m_block.header.length;
+  const std::uint64_t size = m_block.element.end - start;
+  m_frame = 0;
+  std::span<const std::uint8_t> bytes;
+  if (m_block.header.lacing != MkvBlockHeader::kNone) {
+    bytes = m_segment.file->View(start, std::min<std::uint64_t>(size, FileReader::kWindowSize));
+  }
+  std::size_t length = 0;
+  if (ReadMkvLacing(bytes, size, m_block.header.lacing, m_frames, length) != QMF_OK) {
+    m_frames.clear();
+    return QMF_ERR_BLOCK_READ_FAILURE;
+  }
+  m_offset = start + length;
+  return QMF_OK;
+}
+
+QMFResult MkvFrameReader::ReadEncoded(const MkvTrack& track, std::uint64_t size, QMFBlock& block) {
+  m_encoded.resize(size);
+  if (m_segment.file->ReadAt(m_offset, m_encoded.data(), size) != size) return QMF_ERR_END_OF_STREAM;
+  QMF_RETURN_IF_NONZERO(UndoEncodings(track, kScopeBlocks, kMaxBlockSize, m_encoded));
+  block.required = static_cast<std::uint32_t>(m_encoded.size());
+  if (block.required > block.capacity) return QMF_ERR_BLOCK_BUFFER_TOO_SMALL;
+  if (!m_encoded.empty()) std::memcpy(block.data, m_encoded.data(), m_encoded.size());
+  return QMF_OK;
+}
+
+QMFResult MkvFrameReader::ReadBytes(const MkvTrack& track, std::uint64_t size, QMFBlock& block) {
+  if (m_block.encrypted) return QMF_ERR_CODEC_UNSUPPORTED;
+  if (size > kMaxBlockSize) return QMF_ERR_BLOCK_READ_FAILURE;
+  if (IsEncoded(track, kScopeBlocks)) return ReadEncoded(track, size, block);
+  block.required = static_cast<std::uint32_t>(size);
+  if (block.required > block.capacity) return QMF_ERR_BLOCK_BUFFER_TOO_SMALL;
+  return m_segment.file->ReadAt(m_offset, block.data, size) == size ? QMF_OK : QMF_ERR_END_OF_STREAM;
+}
+
+// Frames of a lace follow each other by the frame duration; where it is unknown, by their share of the
+// block's.
+void MkvFrameReader::SetTimes(const MkvTrack& track, bool whole, QMFBlock& block) const {
+  const std::int64_t start = MkvBlockTime(m_segment, track, m_block);
+  const std::uint64_t count = m_frames.size();
+  const std::uint64_t blockDuration = m_block.duration.value_or(0) * m_segment.TickLength();
+  const std::uint64_t frameDuration =
+      track.defaultDuration != 0 ? track.defaultDuration : blockDuration / count;
+  const std::int64_t time = Add(start, frameDuration * m_frame);
+  const bool last = whole || m_frame + 1 == count;
+  std::int64_t end = Add(time, whole ? frameDuration * (count - m_frame) : frameDuration);
+  if (last && m_block.duration) end = Add(start, blockDuration);
+  if (last) end = Add(end, -static_cast<std::uint64_t>(m_block.discardPadding));
+  block.time = time / kNanosecondsPerUnit;
+  block.endTime = end == time ? 0 : end / kNanosecondsPerUnit;
+}
+
+QMFResult MkvFrameReader::Take(const MkvTrack& track, bool whole, QMFBlock& block) {
+  const auto left = m_frames.begin() + static_cast<std::ptrdiff_t>(m_frame);
+  const std::uint64_t size = whole ? std::accumulate(left, m_frames.end(), std::uint64_t{0}) : *left;
+  const QMFResult result = ReadBytes(track, size, block);
+  if (result == QMF_ERR_BLOCK_BUFFER_TOO_SMALL) return result;
+  if (result == QMF_OK) {
+    block.size = block.required;
+    block.key = m_block.keyFrame ? QMFBlock::kKey : QMFBlock::kNotKey;
+    block.compositionOffset = 0;
+    SetTimes(track, whole, block);
+  }
+  m_offset += size;
+  m_frame = whole ? m_frames.size() : m_frame + 1;
+  return result;
+}
+
+}  // namespace qmf

@@ -1,0 +1,57 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "framework/InfoRecords.h"
+#include "readers/mkv/MkvCursor.h"
+
+namespace qmf {
+
+/// Reads the frames of blocks one after the other: what lacing joined is taken apart and what the writer
+/// transformed is restored.
+class MkvFrameReader {
+ public:
+  explicit MkvFrameReader(const MkvSegment& segment);
+
+  MkvCursor& Cursor() { return m_cursor; }
+  const MkvFoundBlock& Block() const { return m_block; }
+  /// The sizes of the current block's frames in the file, in order.
+  std::span<const std::uint64_t> FrameSizes() const { return m_frames; }
+
+  /// Stands before the element at `place`.
+  void MoveTo(const MkvPlace& place);
+
+  /// Makes sure that there is a frame to take, from the next block of which `wants(trackNumber)` is true. A
+  /// block whose lacing is broken is passed with QMF_ERR_BLOCK_READ_FAILURE.
+  template <class Wants>
+  QMFResult Load(Wants&& wants) {
+    if (m_frame < m_frames.size() && wants(m_block.header.track)) return QMF_OK;
+    m_frames.clear();
+    QMF_RETURN_IF_NONZERO(m_cursor.Next(wants, m_block));
+    return CutIntoFrames();
+  }
+
+  /// Takes the frame, or with `whole` all frames of the block that are left, into the caller's buffer. With
+  /// QMF_ERR_BLOCK_BUFFER_TOO_SMALL it is still there to take; with every other failure it is passed.
+  QMFResult Take(const MkvTrack& track, bool whole, QMFBlock& block);
+
+ private:
+  QMFResult CutIntoFrames();
+  QMFResult ReadBytes(const MkvTrack& track, std::uint64_t size, QMFBlock& block);
+  QMFResult ReadEncoded(const MkvTrack& track, std::uint64_t size, QMFBlock& block);
+  void SetTimes(const MkvTrack& track, bool whole, QMFBlock& block) const;
+
+  const MkvSegment& m_segment;
+  MkvCursor m_cursor;
+  MkvFoundBlock m_block;
+  std::pmr::vector<std::uint64_t> m_frames;
+  std::size_t m_frame = 0;     ///< The next to take.
+  std::uint64_t m_offset = 0;  ///< Of its first byte.
+  std::pmr::vector<std::uint8_t> m_encoded;
+};
+
+/// The time of a block in nanoseconds: its ticks, scaled for its track, after its cluster's.
+std::int64_t MkvBlockTime(const MkvSegment& segment, const MkvTrack& track, const MkvFoundBlock& block);
+
+}  // namespace qmf
