@@ -207,8 +207,8 @@ QMFResult SyncTime(const TitleQuery& query) {
   return AnswerNumber(query.data, query.qid, time);
 }
 
-// The same by frame numbers of the video stream. Times in the file are rounded to ticks, so frames are compared
-// by their middles and found again as the nearest.
+// The same by frame numbers of the video stream. Times in the file are rounded to ticks, so frames are
+// compared by their middles and found again as the nearest.
 template <auto find>
 QMFResult SyncPoint(const TitleQuery& query) {
   MkvSegment* const segment = query.title.Current();

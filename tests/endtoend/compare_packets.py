@@ -3,21 +3,21 @@
 import peers
 
 
-def same_time(ours, theirs):
+def same_time(ours, theirs, slack):
     """Rounding either way is the same time."""
     if theirs is None:
         return True
     units, denominator = theirs
-    return abs(ours * denominator - units) < denominator
+    return abs(ours * denominator - units) < denominator * slack
 
 
-def complaint(number, block, packet):
+def complaint(number, block, packet, slack):
     kind, stream, time, size, crc = packet
     if (block["kind"], block["stream"]) != (kind, stream):
         return f"block {number} is of {block['kind']}:{block['stream']}, not of {kind}:{stream}"
     if (block["size"], block["crc32"]) != (size, crc):
         return f"block {number}: {block['size']} bytes {block['crc32']}, not {size} bytes {crc}"
-    if not same_time(block["time"], time):
+    if not same_time(block["time"], time, slack):
         return f"block {number} is at {block['time']}, not at {time[0] / time[1]}"
     return None
 
@@ -29,7 +29,7 @@ def compare(qmfinfo, recipe, path):
     if not recipe.in_order:
         blocks.sort(key=lambda block: (block["kind"], block["stream"]))
         packets.sort(key=lambda packet: packet[:2])
-    found = [complaint(number, *pair) for number, pair in enumerate(zip(blocks, packets))]
+    found = [complaint(number, *pair, recipe.time_slack) for number, pair in enumerate(zip(blocks, packets))]
     found = [text for text in found if text is not None][:10]
     if len(blocks) != len(packets):
         found.append(f"{len(blocks)} blocks, not {len(packets)}")

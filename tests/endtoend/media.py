@@ -31,6 +31,8 @@ class Recipe:
     time: str = "pts"
     # Whether packets of different streams come in the file's order. The peer holds back what it parses itself.
     in_order: bool = True
+    # Difference of a block's time, in 100-ns units, from which on it is another time.
+    time_slack: int = 1
     # More options for ffprobe, where its view of the file has to be pinned.
     ffprobe: str = ""
     # Properties that differ from the peer's on purpose: name -> (our value or None when left out, the rule).

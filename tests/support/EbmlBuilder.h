@@ -17,10 +17,7 @@ class EbmlBuilder {
   const Bytes& Done() const { return m_bytes; }
   std::size_t Size() const { return m_bytes.size(); }
 
-  EbmlBuilder& Raw(const Bytes& bytes) {
-    m_bytes.insert(m_bytes.end(), bytes.begin(), bytes.end());
-    return *this;
-  }
+  EbmlBuilder& Raw(const Bytes& bytes);
 
   EbmlBuilder& Raw(std::string_view bytes) { return Raw(Bytes(bytes.begin(), bytes.end())); }
 
