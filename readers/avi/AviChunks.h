@@ -53,7 +53,11 @@ struct AviChunkRow {
 /// unreadable.
 class AviChunkReader {
  public:
-  explicit AviChunkReader(FileReader& file) : m_file(file), m_bytesBefore(file.BytesRead()) {}
+  static constexpr std::uint64_t kMaxBytes = 12U << 20;
+
+  /// `maxBytes` counts everything that is read from the file from now on.
+  explicit AviChunkReader(FileReader& file, std::uint64_t maxBytes = kMaxBytes)
+      : m_file(file), m_bytesBefore(file.BytesRead()), m_maxBytes(maxBytes) {}
 
   /// Always reads three words, as for a list: a chunk of fewer than four payload bytes at the very end of a
   /// file cannot be read. False when the bytes are not there.
@@ -68,6 +72,7 @@ class AviChunkReader {
  private:
   FileReader& m_file;
   const std::uint64_t m_bytesBefore;
+  const std::uint64_t m_maxBytes;
   std::uint32_t m_chunks = 0;
 };
 

@@ -1,10 +1,12 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 
 #include "framework/FileReader.h"
 #include "readers/avi/AviMenu.h"
 #include "readers/avi/AviSeekTable.h"
+#include "readers/avi/AviSeeker.h"
 #include "readers/avi/AviTexts.h"
 #include "readers/avi/AviTitle.h"
 
@@ -36,6 +38,9 @@ struct AviContainer {
   bool cachelessIndex = false;
   bool minimumMemory = false;
   AviSeekTable seekTable;
+  std::optional<AviSeeker> seeker;  ///< Of the current title; made, and its index read, when first needed.
+
+  AviSeeker& Seeker() { return seeker ? *seeker : seeker.emplace(*file, title, seekTable, memory); }
 };
 
 }  // namespace qmf

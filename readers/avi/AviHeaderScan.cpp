@@ -198,6 +198,7 @@ QMFResult ScanAviHeaders(AviContainer& container, std::uint32_t index) {
   container.currentTitle = AviContainer::kNoTitle;
   container.title = AviTitle(container.memory);
   container.texts = {};
+  container.seeker.reset();
   container.seekTable.Release();
   return HeaderScan(container).ScanTitle(static_cast<std::uint16_t>(index), *riffOffset);
 }

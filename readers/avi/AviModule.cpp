@@ -89,6 +89,20 @@ QMFResult AviReader::SetInfo(std::uint32_t qid, QMFQueryData& data, std::uint32_
   return SetAviInfo(m_container, qid, data);
 }
 
+QMFResult AviReader::SetPosition(std::uint32_t blockType, std::uint32_t stream, std::int64_t& time) {
+  return SetAviPosition(m_container, blockType, stream, time);
+}
+
+QMFResult AviReader::ReadNextBlock(std::uint32_t& blockType, std::uint32_t& stream, QMFBlock& block,
+                                   std::int64_t& time) {
+  return ReadAviBlock(m_container, blockType, stream, block, time);
+}
+
+QMFResult AviReader::ReadNextBlockByStream(std::uint32_t blockType, std::uint32_t stream, QMFBlock& block,
+                                           std::int64_t& time) {
+  return ReadAviBlockOf(m_container, blockType, stream, block, time);
+}
+
 QMFResult AviReader::SetTitleActiveStream(std::uint32_t blockType, std::uint32_t stream,
                                           std::uint32_t active) {
   return SetAviStreamActive(m_container, blockType, stream, active != 0);

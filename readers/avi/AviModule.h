@@ -23,7 +23,12 @@ class AviReader {
   QMFResult SetMenu(std::uint32_t menuIndex);
   QMFResult GetInfo(std::uint32_t qid, QMFQueryData& data, std::uint32_t index);
   QMFResult SetInfo(std::uint32_t qid, QMFQueryData& data, std::uint32_t index);
+  QMFResult SetPosition(std::uint32_t blockType, std::uint32_t stream, std::int64_t& time);
   QMFResult SetTitleActiveStream(std::uint32_t blockType, std::uint32_t stream, std::uint32_t active);
+  QMFResult ReadNextBlock(std::uint32_t& blockType, std::uint32_t& stream, QMFBlock& block,
+                          std::int64_t& time);
+  QMFResult ReadNextBlockByStream(std::uint32_t blockType, std::uint32_t stream, QMFBlock& block,
+                                  std::int64_t& time);
 
  private:
   AviContainer m_container;

@@ -9,6 +9,7 @@
 #include "framework/ReturnIf.h"
 #include "readers/avi/AviFormats.h"
 #include "readers/avi/AviHeaderScan.h"
+#include "readers/avi/AviSyncQueries.h"
 #include "readers/avi/AviTime.h"
 
 namespace qmf {
@@ -147,6 +148,10 @@ constexpr TitleQuery kTitleQueries[] = {
     {QMF_QID_VID_STREAM_FORMAT, AnswerVideoFormat},
     {QMF_QID_AUD_STREAM_FORMAT, AnswerAudioFormat},
     {QMF_QID_SUB_STREAM_FORMAT, AnswerSubtitleFormat},
+    {QMF_QID_TITLEMEDIA_PREV_SYNC_POINT, AnswerAviPrevSyncPoint},
+    {QMF_QID_TITLEMEDIA_NEXT_SYNC_POINT, AnswerAviNextSyncPoint},
+    {QMF_QID_TITLEMEDIA_PREV_SYNC_TIME, AnswerAviPrevSyncTime},
+    {QMF_QID_TITLEMEDIA_NEXT_SYNC_TIME, AnswerAviNextSyncTime},
 };
 
 QMFResult AnswerTitleQuery(AviContainer& container, std::uint32_t qid, QMFQueryData& data,

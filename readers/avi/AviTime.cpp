@@ -19,6 +19,39 @@ std::optional<std::int64_t> AviUnitsToTime(std::uint64_t units, const AviStreamH
   return static_cast<std::int64_t>(std::min<Wide>(seconds * kSecond / header.Rate(), INT64_MAX));
 }
 
+namespace {
+
+// Bytes of one unit of a stream that counts bytes.
+std::uint64_t CountsPerUnit(const AviStream& stream) {
+  return stream.CountsBytes() ? stream.header.SampleSize() : 1;
+}
+
+// The largest number of units that last no longer than `time`.
+std::uint64_t UnitsWithin(std::int64_t time, const AviStreamHeader& header) {
+  const Wide divisor = Wide{header.Scale()} * kSecond;
+  if (divisor == 0 || header.Rate() == 0) return UINT64_MAX;
+  const auto units =
+      std::min<Wide>(Wide{static_cast<std::uint64_t>(time)} * header.Rate() / divisor, UINT64_MAX - 1);
+  // Times are truncated: the next unit's may be this one all the same.
+  const auto next = static_cast<std::uint64_t>(units) + 1;
+  return AviUnitsToTime(next, header) <= time ? next : next - 1;
+}
+
+}  // namespace
+
+std::int64_t AviTimeOf(const AviStream& stream, std::uint64_t count) {
+  const std::uint64_t units = stream.header.Start() + count / CountsPerUnit(stream);
+  return AviUnitsToTime(units, stream.header).value_or(0);
+}
+
+std::optional<std::uint64_t> AviCountAt(const AviStream& stream, std::int64_t time) {
+  const std::uint64_t units = UnitsWithin(std::max<std::int64_t>(time, 0), stream.header);
+  const std::uint64_t start = stream.header.Start();
+  if (units < start) return std::nullopt;
+  const Wide count = (Wide{units - start} + 1) * CountsPerUnit(stream) - 1;
+  return static_cast<std::uint64_t>(std::min<Wide>(count, UINT64_MAX));
+}
+
 std::optional<std::int64_t> AviTitleDuration(const AviTitle& title) {
   const auto length = [](const AviStream& stream) {
     return AviUnitsToTime(stream.header.Length(), stream.header);

@@ -18,6 +18,8 @@ namespace qmf {
 inline constexpr std::uint32_t kMaxAviVideoStreams = 1;
 inline constexpr std::uint32_t kMaxAviAudioStreams = 8;
 inline constexpr std::uint32_t kMaxAviSubtitleStreams = 8;
+inline constexpr std::uint32_t kMaxAviStreams =
+    kMaxAviVideoStreams + kMaxAviAudioStreams + kMaxAviSubtitleStreams;
 
 /// The 'avih' payload (AVIMAINHEADER), byte for byte.
 struct AviMainHeader {
@@ -92,8 +94,7 @@ struct AviIndexHeader {
 struct AviStreamSlot {
   bool active = false;         ///< Delivered by ReadNextBlock.
   std::uint64_t position = 0;  ///< File offset from which the next block is looked for; 0: from the start.
-  std::uint64_t blocks = 0;    ///< Blocks before `position`.
-  std::uint64_t bytes = 0;     ///< Their payload bytes.
+  std::uint64_t count = 0;     ///< What came before it, in the unit of AviStream::CountOf.
 };
 
 /// One admitted stream.
@@ -106,6 +107,14 @@ struct AviStream {
   AviAudioFormat audio;
   std::optional<AviIndexHeader> index;
   AviStreamSlot read;
+
+  /// How a stream counts its blocks: audio of constant bit rate by bytes, everything else by blocks. An empty
+  /// chunk is a frame that was left out of the video, but nothing at all in audio.
+  bool CountsBytes() const { return kind == kStreamAudio && header.SampleSize() != 0; }
+  std::uint64_t CountOf(std::uint32_t blockSize) const {
+    if (CountsBytes()) return blockSize;
+    return kind == kStreamAudio && blockSize == 0 ? 0 : 1;
+  }
 };
 
 /// What one title's header walk learned.
@@ -113,7 +122,7 @@ struct AviTitle {
   explicit AviTitle(QMFAllocator* memory) : names(memory), protection1(memory), protection2(memory) {}
 
   AviMainHeader mainHeader;
-  std::array<AviStream, kMaxAviVideoStreams + kMaxAviAudioStreams + kMaxAviSubtitleStreams> streams{};
+  std::array<AviStream, kMaxAviStreams> streams{};
   std::pmr::vector<std::pmr::vector<std::uint8_t>> names;  ///< 'strn' by place in `streams`; may be shorter.
   bool hasVideo = false;
   /// Counted when the stream headers are complete.

@@ -1,0 +1,149 @@
+#include "readers/avi/AviSeeker.h"
+
+#include "readers/avi/AviIndex.h"
+#include "readers/avi/AviKeyFrames.h"
+#include "readers/avi/AviTime.h"
+
+namespace qmf {
+
+AviSeeker::AviSeeker(FileReader& file, const AviTitle& title, AviSeekTable& table, QMFAllocator* memory)
+    : m_file(file),
+      m_title(title),
+      m_table(table),
+      m_memory(memory),
+      m_movi(file, title, memory),
+      m_leader(title.hasVideo ? 0 : kMaxAviVideoStreams) {
+  m_table.Reserve(title.Video().header.Length());
+  if (title.hasIndex) LoadIndex();
+}
+
+bool AviSeeker::Find(std::uint64_t offset, AviMediaChunk& chunk) {
+  const bool reachesFrontier = offset <= m_frontier.offset;
+  if (!m_movi.Next(offset, chunk)) {
+    m_complete = m_complete || reachesFrontier;
+    return false;
+  }
+  if (reachesFrontier && chunk.offset >= m_frontier.offset) {
+    Note(chunk, chunk.place == m_leader && Detect(chunk) == QMFBlock::kKey);
+  }
+  return true;
+}
+
+void AviSeeker::Note(const AviMediaChunk& chunk, bool isKey) {
+  m_frontier.offset = chunk.offset;
+  if (chunk.place == m_leader) m_table.Note(m_frontier, isKey);
+  m_frontier.counts[chunk.place] += m_title.streams[chunk.place].CountOf(chunk.size);
+  m_frontier.offset = chunk.Next();
+}
+
+QMFBlock::KeyState AviSeeker::Detect(const AviMediaChunk& chunk) {
+  const AviStream& stream = m_title.streams[chunk.place];
+  if (stream.kind != kStreamVideo) return QMFBlock::kKey;
+  const std::size_t count = std::min<std::size_t>(chunk.size, kAviKeyFrameBytes);
+  return DetectAviKeyFrame(stream.video.Compression(), m_file.View(chunk.Payload(), count));
+}
+
+QMFBlock::KeyState AviSeeker::KeyStateOf(const AviMediaChunk& chunk, std::uint64_t count) {
+  if (chunk.place != m_leader || count >= m_indexedFrames) return Detect(chunk);
+  return m_table.IsKey(count) ? QMFBlock::kKey : QMFBlock::kNotKey;
+}
+
+void AviSeeker::LoadIndex() {
+  if (!FillFromIndexes()) {
+    RejectIndex();
+    return;
+  }
+  m_indexedFrames = m_table.FrameCount();
+  // An index usually ends with the file, sometimes with its first RIFF.
+  AviMediaChunk behind;
+  (void)Find(m_frontier.offset, behind);
+}
+
+void AviSeeker::RejectIndex() {
+  m_table.Clear();
+  m_frontier = {};
+  m_indexedFrames = 0;
+  m_badIndex = true;
+  m_complete = false;
+}
+
+bool AviSeeker::FillFromIndexes() {
+  if (m_title.hasOpenDmlIndex && AviOpenDmlIndex::IsWhole(m_title)) {
+    AviOpenDmlIndex index(m_file, m_title, m_memory);
+    if (FillFrom(index) && !index.IsBad()) return true;
+    RejectIndex();
+  }
+  if (m_title.legacyIndexOffset == 0) return false;
+  AviLegacyIndex index(m_file, m_title, m_movi);
+  return FillFrom(index);
+}
+
+// An index is believed when its first and last block stand where it says, in file order between them.
+template <class Index>
+bool AviSeeker::FillFrom(Index& index) {
+  const auto stands = [&](const AviMediaChunk& chunk) {
+    const std::optional<AviMediaChunk> there = m_movi.At(chunk.offset);
+    return there && there->place == chunk.place && there->size == chunk.size;
+  };
+  AviIndexEntry entry;
+  if (!index.Next(entry) || !stands(entry.chunk)) return false;
+  AviMediaChunk last;
+  do {
+    if (entry.chunk.offset < m_frontier.offset) return false;
+    Note(entry.chunk, entry.isKey);
+    last = entry.chunk;
+  } while (index.Next(entry));
+  return stands(last) && m_table.FrameCount() > 0;
+}
+
+void AviSeeker::NoteUntil(std::uint64_t frame) {
+  AviMediaChunk chunk;
+  while (m_table.FrameCount() <= frame && !IsComplete() && Find(m_frontier.offset, chunk)) {
+  }
+}
+
+bool AviSeeker::Locate(std::size_t place, std::int64_t time, AviPosition& position) {
+  const AviStream& stream = m_title.streams[place];
+  const std::optional<std::uint64_t> count = AviCountAt(stream, time);
+  if (stream.kind != kStreamVideo) return LocateBlock(place, count, position);
+  return LocateKeyFrame(count.value_or(0), position);
+}
+
+bool AviSeeker::LocateKeyFrame(std::uint64_t frame, AviPosition& position) {
+  NoteUntil(frame);
+  const std::uint64_t key = m_table.KeyAtOrBefore(frame).value_or(0);
+  const AviPosition* const noted = m_table.Before(key);
+  position = noted != nullptr ? *noted : AviPosition{};
+  AviMediaChunk chunk;
+  if (noted != nullptr && m_indexedFrames > 0 &&
+      (!Find(noted->offset, chunk) || chunk.offset != noted->offset || chunk.place != m_leader)) {
+    RejectIndex();
+    return LocateKeyFrame(frame, position);
+  }
+  return WalkTo(m_leader, key, position);
+}
+
+bool AviSeeker::LocateBlock(std::size_t place, std::optional<std::uint64_t> count, AviPosition& position) {
+  const AviPosition* const noted = count ? m_table.BeforeCount(place, *count) : nullptr;
+  position = noted != nullptr ? *noted : AviPosition{};
+  return WalkTo(place, count, position);
+}
+
+// Goes on to the last block of a stream that starts at `count` or before, or to the first one.
+bool AviSeeker::WalkTo(std::size_t place, std::optional<std::uint64_t> count, AviPosition& position) {
+  std::optional<AviPosition> found;
+  AviPosition at = position;
+  for (AviMediaChunk chunk; Find(at.offset, chunk); at.offset = chunk.Next()) {
+    at.offset = chunk.offset;
+    if (chunk.place == place) {
+      if (found && (!count || at.counts[place] > *count)) break;
+      found = at;
+      if (!count || at.counts[place] >= *count) break;
+    }
+    at.counts[chunk.place] += m_title.streams[chunk.place].CountOf(chunk.size);
+  }
+  if (found) position = *found;
+  return found.has_value();
+}
+
+}  // namespace qmf
