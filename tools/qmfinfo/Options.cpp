@@ -13,6 +13,9 @@
 #include "framework/QueryIds.h"
 #include "framework/Text.h"
 #include "tools/qmfinfo/Arguments.h"
+#include "tools/qmfinfo/Completion.h"
+#include "tools/qmfinfo/Output.h"
+#include "tools/qmfinfo/Version.h"
 
 namespace qmfinfo {
 namespace {
@@ -93,6 +96,10 @@ CLI::App& AddShow(CLI::App& program, ShowOptions& show) {
       ->check(CLI::Range(1, 1024))
       ->type_name("N");
   AddTitle(parser, show.title);
+  parser.footer(R"(Examples:
+  qmfinfo film.mkv
+  qmfinfo show --csv -r Videos > videos.csv
+  find . -name '*.mkv' -print0 | qmfinfo show --jsonl -0 -)");
   return parser;
 }
 
@@ -120,6 +127,10 @@ CLI::App& AddQuery(CLI::App& program, QueryOptions& query) {
       ->type_name("N")
       ->check(RefuseSign);
   AddStreams(parser, "--activate", query.activate, "Activate this stream first");
+  parser.footer(R"(Examples:
+  qmfinfo query film.mkv QMF_QID_TITLE_DURATION
+  qmfinfo query film.mkv QMF_QID_AUD_STREAM_FORMAT --index 1
+  qmfinfo query film.avi 0x100003 --no-title)");
   return parser;
 }
 
@@ -133,12 +144,18 @@ CLI::App& AddBlocks(CLI::App& program, BlocksOptions& blocks) {
       ->type_name("N")
       ->check(RefuseSign);
   parser.add_flag("--by-stream", blocks.byStream, "Read stream after stream");
+  parser.footer(R"(Examples:
+  qmfinfo blocks film.mkv --limit 10
+  qmfinfo blocks film.mkv --stream audio:0 --from 600000000
+  qmfinfo blocks "film.avi;film.srt" --by-stream)");
   return parser;
 }
 
 CLI::App& AddProbe(CLI::App& program, ProbeOptions& probe) {
   CLI::App& parser = *program.add_subcommand("probe", "Every module's score for a file, and the winner");
   AddPathList(parser, probe.list);
+  parser.footer(R"(Example:
+  qmfinfo probe film.mkv no-such-file.avi)");
   return parser;
 }
 
@@ -146,6 +163,8 @@ CLI::App& AddExplain(CLI::App& program, ExplainOptions& explain) {
   CLI::App& parser = *program.add_subcommand("explain", "Why each of the seven properties is what it is");
   AddPath(parser, explain.path);
   parser.add_flag("--json", explain.json, "One JSON object");
+  parser.footer(R"(Example:
+  qmfinfo explain film.mkv)");
   return parser;
 }
 
@@ -156,6 +175,22 @@ CLI::App& AddTables(CLI::App& program, TablesOptions& tables) {
       ->check(CLI::IsMember(TableNames()))
       ->type_name("");
   parser.add_flag("--json", tables.json, "One JSON array");
+  parser.footer(R"(Examples:
+  qmfinfo tables results
+  qmfinfo tables qids --json)");
+  return parser;
+}
+
+CLI::App& AddCompletion(CLI::App& program, std::string& shell) {
+  CLI::App& parser =
+      *program.add_subcommand("completion", "A script that completes qmfinfo's words in a shell");
+  parser.add_option("SHELL", shell, "bash, zsh or fish")
+      ->required()
+      ->check(CLI::IsMember({"bash", "zsh", "fish"}))
+      ->type_name("");
+  parser.footer(R"(Examples:
+  source <(qmfinfo completion bash)
+  qmfinfo completion fish > ~/.config/fish/completions/qmfinfo.fish)");
   return parser;
 }
 
@@ -185,7 +220,7 @@ struct AllOptions {
 
 // "qmfinfo a.mkv" means "qmfinfo show a.mkv".
 std::vector<std::string> WithCommand(std::vector<std::string> arguments, const CLI::App& program) {
-  static constexpr std::array kOfTheProgram = {"-h", "--help"};
+  static constexpr std::array kOfTheProgram = {"-h", "--help", "--version"};
   auto word = arguments.begin();
   if (arguments.size() > 2 && *word == "--log") word += 2;
   if (word == arguments.end() || std::ranges::find(kOfTheProgram, *word) != kOfTheProgram.end())
@@ -203,6 +238,8 @@ std::variant<Options, ExitCode> ParseOptions(const std::vector<std::string>& arg
   CLI::App program("What the QMF media framework says of media files", "qmfinfo");
   program.allow_windows_style_options(false);
   program.require_subcommand(1);
+  program.set_version_flag("--version", VersionText(), "Print version, commit and compiler");
+  program.footer("Without a command, 'show' is meant. 'qmfinfo COMMAND --help' tells more, with examples.");
   AddLog(program);
   AllOptions all;
   const CLI::App& show = AddShow(program, all.show);
@@ -211,12 +248,18 @@ std::variant<Options, ExitCode> ParseOptions(const std::vector<std::string>& arg
   const CLI::App& probe = AddProbe(program, all.probe);
   const CLI::App& explain = AddExplain(program, all.explain);
   AddTables(program, all.tables);
+  std::string shell;
+  const CLI::App& completion = AddCompletion(program, shell);
   try {
     std::vector<std::string> words = WithCommand(arguments, program);
     std::ranges::reverse(words);  // CLI11 takes them from the back.
     program.parse(std::move(words));
   } catch (const CLI::ParseError& stopped) {
     return program.exit(stopped, std::cout, std::cerr) == 0 ? kAllAnswered : kWrongUsage;
+  }
+  if (completion.parsed()) {
+    Print(CompletionScript(program, shell));
+    return FinishOutput() ? kAllAnswered : kSomeFailed;
   }
   if (show.parsed()) return all.show;
   if (query.parsed()) return all.query;
