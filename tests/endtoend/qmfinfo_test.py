@@ -112,6 +112,22 @@ class QmfinfoTest(unittest.TestCase):
         process.stdout.close()
         self.assertEqual(process.stderr.read(), b"")
 
+    def test_bash_completes_words(self):
+        complete = 'source <(qmfinfo completion bash); COMP_WORDS=($0); COMP_CWORD=$1; _qmfinfo; echo "${COMPREPLY[*]}"'
+        words = {
+            "qmfinfo e": "explain",
+            "qmfinfo show --js": "--json --jsonl",
+            "qmfinfo query a.mkv QMF_QID_TITLE_D": "QMF_QID_TITLE_DURATION",
+        }
+        with tempfile.TemporaryDirectory() as folder:
+            os.symlink(os.path.abspath(self.qmfinfo.command[0]), os.path.join(folder, "qmfinfo"))
+            environment = {**os.environ, "PATH": f"{folder}:{os.environ['PATH']}"}
+            for line, completed in words.items():
+                done = subprocess.run(
+                    ["bash", "-c", complete, line, str(line.count(" "))], capture_output=True, check=True, env=environment
+                )
+                self.assertEqual(done.stdout.decode().strip(), completed)
+
     def test_log_is_written_only_where_told(self):
         with tempfile.TemporaryDirectory() as folder:
             self.qmfinfo.run("show", self.files[0], cwd=folder)
