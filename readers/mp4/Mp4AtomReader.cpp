@@ -25,8 +25,8 @@ FourCC CMP4Fields::Code() {
   return bytes.empty() ? 0 : LoadLE32(bytes.data());
 }
 
-CMP4Fields CMP4Atom::Fields() const {
-  const std::uint64_t size = std::min<std::uint64_t>(Size(), FileReader::kWindowSize);
+CMP4Fields CMP4Atom::Fields(std::size_t most) const {
+  const std::uint64_t size = std::min<std::uint64_t>(Size(), most);
   return CMP4Fields(file->View(payload, static_cast<std::size_t>(size)));
 }
 

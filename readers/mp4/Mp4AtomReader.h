@@ -47,8 +47,11 @@ struct CMP4Atom {
   std::uint64_t end;
 
   std::uint64_t Size() const { return end - payload; }
-  /// The payload's first bytes, at most FileReader::kWindowSize; valid until the file is read again.
-  CMP4Fields Fields() const;
+  /// The payload's first bytes, at most `most`, valid until the file is read again. A table's header must not
+  /// fetch the table.
+  CMP4Fields Fields(std::size_t most = 256) const;
+  /// As many of them as can be had at once.
+  CMP4Fields AllFields() const { return Fields(FileReader::kWindowSize); }
 };
 
 /// Reads the header of the atom at `offset` within a parent that ends at `parentEnd`. False where no sane

@@ -106,7 +106,7 @@ AtomVerdict ReadEditList(CMP4MovieAtom& movie, CMP4Atom& atom) {
 }
 
 AtomVerdict ReadChapterReference(CMP4MovieAtom& movie, CMP4Atom& atom) {
-  CMP4Fields fields = atom.Fields();
+  CMP4Fields fields = atom.AllFields();
   for (std::uint64_t left = atom.Size() / 4; left > 0; --left) {
     if (fields.Rest().size() < 4 || movie.chapterTracks.size() == kMaxChapterTracks) break;
     movie.chapterTracks.push_back(fields.U32());
@@ -134,7 +134,7 @@ AtomVerdict ReadHandler(CMP4MovieAtom& movie, CMP4Atom& atom) {
 }
 
 AtomVerdict ReadDataReferences(CMP4MovieAtom& movie, CMP4Atom& atom) {
-  CMP4Fields fields = atom.Fields();
+  CMP4Fields fields = atom.AllFields();
   fields.Skip(4);
   const std::uint64_t count = std::min<std::uint64_t>(fields.U32(), kMaxDataReferences);
   for (std::uint64_t i = 0; i < count; ++i) {

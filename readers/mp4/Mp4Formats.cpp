@@ -16,15 +16,18 @@ constexpr std::uint8_t kVideoKind = 0x01;
 constexpr std::uint8_t kAudioKind = 0x11;
 constexpr std::uint8_t kSubtitleKind = 0x21;
 constexpr std::uint32_t kDefaultBitCount = 24;
+constexpr std::size_t kProfile = 1;  // Place of AVCProfileIndication in the configuration.
 
-// The SPS has the last word on size where it disagrees with the sample entry: decoders go by it.
-// Its cropping is reckoned in units of two pixels, which holds for 4:2:0 only.
+// The SPS has the last word on size where it disagrees with the sample entry: decoders go by it. One of
+// another profile than the configuration declares is not believed. Its cropping is reckoned in units of two
+// pixels, which holds for 4:2:0 only.
 void CheckAgainstSps(const CMP4TrackContext& context, QMFVideoFormat& format) {
   if (context.track.sampleTable.description.config.type != MakeFourCC("avcC")) return;
   const auto config = ReadCodecConfig(context);
   const auto unit = SPL::FirstSequenceParameterSet(config);
   SPL_H264::H264HdrSeqParSet sps;
   if (unit.empty() || !sps.Parse(unit.data(), static_cast<std::int32_t>(unit.size()))) return;
+  if (config[kProfile] != sps.profile_idc) return;
   format.interlaced = sps.frame_mbs_only_flag == 0 ? 1 : 0;
   if (sps.chroma_format_idc != 1) return;
   const std::uint64_t fields = sps.frame_mbs_only_flag == 0 ? 2 : 1;

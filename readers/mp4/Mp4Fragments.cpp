@@ -8,6 +8,8 @@ namespace qmf {
 namespace {
 
 constexpr std::size_t kMaxRuns = 16384;
+// Samples of one fragment that have entries of their own: over an hour of sound.
+constexpr std::uint64_t kMaxSamples = 1U << 18;
 constexpr std::uint32_t kNotSync = 0x10000;  // sample_is_non_sync_sample
 
 enum FragmentHeaderFlag : std::uint32_t {
@@ -32,6 +34,7 @@ AtomVerdict BeginFragment(CMP4MovieFragmentAtom& fragment, CMP4Atom& atom) {
   fragment.start = atom.start;
   fragment.next = atom.end;
   fragment.tracks.clear();
+  fragment.samples = 0;
   return AtomVerdict::kStop;
 }
 
@@ -91,7 +94,9 @@ AtomVerdict ReadRun(CMP4MovieFragmentAtom& fragment, CMP4Atom& atom) {
   if (entrySize > 0) {
     const std::uint64_t header =
         8 + (run.hasDataOffset ? 4U : 0U) + ((run.flags & kFirstSampleFlags) != 0 ? 4U : 0U);
-    run.entries = CMP4Table::InAtom(atom, header, run.count, entrySize);
+    run.entries = CMP4Table::InAtom(
+        atom, header, std::min<std::uint64_t>(run.count, kMaxSamples - fragment.samples), entrySize);
+    fragment.samples += run.entries.count;
     run.count = static_cast<std::uint32_t>(run.entries.count);
   } else {
     // Nothing but a count, which may claim anything: no more than the file has bytes for.

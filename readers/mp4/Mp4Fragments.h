@@ -53,6 +53,7 @@ struct CMP4MovieFragmentAtom {
   std::uint64_t start = 0;
   std::uint64_t next = 0;  ///< Offset of the atom behind it.
   std::pmr::vector<CMP4TrackFragmentAtom> tracks;
+  std::uint64_t samples = 0;  ///< With entries of their own.
 };
 
 /// Finds the first 'moof' in [begin, end) of the file's top level. False when there is none.

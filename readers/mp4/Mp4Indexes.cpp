@@ -2,11 +2,16 @@
 
 #include <algorithm>
 
+#include "readers/mp4/Mp4Time.h"
+
 namespace qmf {
 namespace {
 
 constexpr std::size_t kMaxIndexes = 64;
 constexpr std::uint64_t kTail = 4096;
+constexpr std::uint64_t kOffsetSize = 16;  // Of 'mfro'.
+constexpr std::uint32_t kReferenceSize = 12;
+constexpr std::uint32_t kRefersToIndex = 0x80000000;
 
 AtomVerdict ReadSegmentIndex(CMP4FragmentIndexes& indexes, CMP4Atom& atom) {
   CMP4Fields fields = atom.Fields();
@@ -24,7 +29,7 @@ AtomVerdict ReadSegmentIndex(CMP4FragmentIndexes& indexes, CMP4Atom& atom) {
   }
   if (distance > UINT64_MAX - atom.end) return AtomVerdict::kIgnored;
   index.first = atom.end + distance;
-  index.references = CMP4Table::InAtom(atom, wide ? 32 : 24, count, 12);
+  index.references = CMP4Table::InAtom(atom, wide ? 32 : 24, count, kReferenceSize);
   indexes.segments.push_back(index);
   return AtomVerdict::kTaken;
 }
@@ -63,12 +68,56 @@ constexpr Row kTailRows[] = {{MakeFourCC("mfra"), kRequired, nullptr, kAccessRow
 std::uint64_t SizeOfAccesses(FileReader& file) {
   const std::uint64_t tail = std::min(file.Size(), kTail);
   const auto bytes = file.View(file.Size() - tail, static_cast<std::size_t>(tail));
-  if (bytes.size() < 16) return 0;
-  CMP4Fields fields(bytes.last(16));
-  const bool isLast = fields.U32() == 16 && fields.Code() == MakeFourCC("mfro");
+  if (bytes.size() < kOffsetSize) return 0;
+  CMP4Fields fields(bytes.last(kOffsetSize));
+  const bool isLast = fields.U32() == kOffsetSize && fields.Code() == MakeFourCC("mfro");
   fields.Skip(4);
   const std::uint32_t size = fields.U32();
-  return isLast && size <= file.Size() ? size : 0;
+  return isLast && size >= kOffsetSize && size <= file.Size() ? size : 0;
+}
+
+bool FindAccess(const CMP4FragmentAccessAtom& access, std::pmr::memory_resource* memory, std::int64_t time,
+                CMP4IndexedFragment& fragment) {
+  CMP4TableWindow entries(access.entries, memory);
+  bool found = false;
+  for (std::uint64_t i = 0; i < entries.Count(); ++i) {
+    CMP4Fields entry = entries.Entry(i);
+    const std::int64_t start = ToTicks(std::min(entry.Sized(access.wide), kMaxMediaTime));
+    const std::uint64_t offset = entry.Sized(access.wide);
+    if (entry.Failed() || start > time) break;
+    fragment = {offset, start};
+    found = true;
+  }
+  return found;
+}
+
+bool FindReference(const CMP4SegmentIndexAtom& index, std::pmr::memory_resource* memory,
+                   std::uint32_t timescale, std::int64_t time, CMP4IndexedFragment& fragment) {
+  CMP4TableWindow references(index.references, memory);
+  std::uint64_t offset = index.first;
+  std::uint64_t ticks = std::min(index.start, kMaxMediaTime);
+  bool found = false;
+  for (std::uint64_t i = 0; i < references.Count(); ++i) {
+    const std::int64_t start = Rescale(ToTicks(ticks), index.timescale, timescale);
+    CMP4Fields entry = references.Entry(i);
+    const std::uint32_t size = entry.U32();
+    if (start > time || (size & kRefersToIndex) != 0) break;
+    fragment = {offset, start};
+    found = true;
+    offset += size;
+    ticks += entry.U32();
+  }
+  return found;
+}
+
+// The size and type of a 'moof' and of its first child.
+constexpr std::size_t kFragmentStart = 16;
+
+bool BeginsFragment(std::span<const std::uint8_t> bytes) {
+  CMP4Fields fields(bytes);
+  const std::uint32_t size = fields.U32();
+  if (fields.Code() != MakeFourCC("moof")) return false;
+  return size > kFragmentStart && fields.U32() == 16 && fields.Code() == MakeFourCC("mfhd");
 }
 
 }  // namespace
@@ -83,20 +132,50 @@ void ReadFragmentAccesses(FileReader& file, CMP4FragmentIndexes& indexes) {
   const std::uint64_t size = SizeOfAccesses(file);
   if (size == 0) return;
   CMP4AtomWalker walker(file);
-  if (walker.Walk<CMP4FragmentIndexes>(indexes, kTailRows, file.Size() - size, file.Size(), true)) {
+  if (walker.Walk<CMP4FragmentIndexes>(indexes, kTailRows, file.Size() - size, file.Size() - kOffsetSize,
+                                       true)) {
     indexes.fragmentsEnd = file.Size() - size;
   }
 }
 
 CMP4SegmentTotals TotalsOf(const CMP4SegmentIndexAtom& index, std::pmr::memory_resource* memory) {
   CMP4SegmentTotals totals{index.first, index.start};
-  CMP4TableWindow references(index.references, memory);
-  for (std::uint64_t i = 0; i < references.Count(); ++i) {
-    CMP4Fields entry = references.Entry(i);
-    totals.end += entry.U32() & 0x7FFFFFFF;
-    totals.endTime += entry.U32();
+  const auto bytes = ReadWhole(index.references, memory);
+  CMP4Fields fields(bytes);
+  for (std::size_t left = bytes.size() / kReferenceSize; left > 0; --left) {
+    totals.end += fields.U32() & ~kRefersToIndex;
+    totals.endTime += fields.U32();
+    fields.Skip(4);
   }
   return totals;
+}
+
+bool FindIndexedFragment(const CMP4FragmentIndexes& indexes, std::uint32_t trackId, std::uint32_t timescale,
+                         std::int64_t time, CMP4IndexedFragment& fragment) {
+  for (const CMP4FragmentAccessAtom& access : indexes.accesses) {
+    if (access.trackId == trackId) return FindAccess(access, indexes.Memory(), time, fragment);
+  }
+  for (const CMP4SegmentIndexAtom& index : indexes.segments) {
+    if (index.trackId == trackId) return FindReference(index, indexes.Memory(), timescale, time, fragment);
+  }
+  return false;
+}
+
+std::uint64_t FindLateFragment(FileReader& file, std::uint64_t begin, std::pmr::memory_resource* memory) {
+  constexpr std::uint64_t kPart = 256U << 10;
+  std::pmr::vector<std::uint8_t> bytes(kPart, memory);
+  std::uint64_t end = file.Size();
+  const std::uint64_t stop = std::max(begin, end - std::min(end, kMaxTailSearch));
+  while (end > stop) {
+    const std::uint64_t at = end - std::min(end - stop, kPart);
+    const std::size_t arrived = file.ReadAt(at, bytes.data(), static_cast<std::size_t>(end - at));
+    for (std::size_t i = 0; i + kFragmentStart <= arrived; ++i) {
+      if (BeginsFragment({bytes.data() + i, kFragmentStart})) return at + i;
+    }
+    // The next part overlaps this one by what a fragment's start may have on both sides.
+    end = at > stop ? at + kFragmentStart - 1 : stop;
+  }
+  return 0;
 }
 
 }  // namespace qmf

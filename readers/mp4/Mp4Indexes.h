@@ -27,6 +27,7 @@ struct CMP4FragmentAccessAtom {
 /// The indexes of a fragmented file. Both kinds are optional.
 struct CMP4FragmentIndexes {
   explicit CMP4FragmentIndexes(std::pmr::memory_resource* memory) : segments(memory), accesses(memory) {}
+  std::pmr::memory_resource* Memory() const { return segments.get_allocator().resource(); }
 
   std::pmr::vector<CMP4SegmentIndexAtom> segments;    ///< Those in front of the first fragment.
   std::pmr::vector<CMP4FragmentAccessAtom> accesses;  ///< Those of the file's end.
@@ -46,5 +47,21 @@ struct CMP4SegmentTotals {
   std::uint64_t endTime = 0;  ///< In its timescale.
 };
 CMP4SegmentTotals TotalsOf(const CMP4SegmentIndexAtom& index, std::pmr::memory_resource* memory);
+
+/// A fragment and where its track then is.
+struct CMP4IndexedFragment {
+  std::uint64_t offset = 0;
+  std::int64_t time = 0;  ///< Media ticks; presentation time, so at or behind the decoding time.
+};
+
+/// The last fragment that the indexes put at or before `time`, in media ticks of a track of `timescale`.
+/// False when they know none.
+bool FindIndexedFragment(const CMP4FragmentIndexes& indexes, std::uint32_t trackId, std::uint32_t timescale,
+                         std::int64_t time, CMP4IndexedFragment& fragment);
+
+/// Looks for a fragment near the end of a file without index: the first 'moof' that begins with 'mfhd' in the
+/// last part that holds one. At most kMaxTailSearch bytes are looked at. 0 when there is none.
+inline constexpr std::uint64_t kMaxTailSearch = 4U << 20;
+std::uint64_t FindLateFragment(FileReader& file, std::uint64_t begin, std::pmr::memory_resource* memory);
 
 }  // namespace qmf

@@ -23,7 +23,10 @@ struct Query {
   std::uint32_t index;
 
   QMFResult Number(std::uint64_t value) const { return AnswerNumber(data, qid, value); }
-  QMFResult Text(std::u16string_view text) const { return AnswerText(data, qid, text); }
+  /// A text that the file lacks is the null answer.
+  QMFResult Text(std::u16string_view text) const {
+    return text.empty() ? Bytes({}) : AnswerText(data, qid, text);
+  }
   QMFResult Bytes(std::span<const std::uint8_t> bytes) const { return AnswerBytes(data, qid, bytes); }
 };
 
@@ -191,6 +194,26 @@ QMFResult SyncTime(const Query& query, const CMP4TrackAtom& track) {
   return query.Number(static_cast<std::uint64_t>(ToMovieTime(movie, track, reader.Current().decodeTime)));
 }
 
+QMFResult ChapterCount(const Query& query) {
+  return query.Number(query.title.Chapters().size());
+}
+
+// Chapters are asked for by their index.
+template <QMFResult (*answer)(const Query&, const CMP4Chapter&)>
+QMFResult OfChapter(const Query& query) {
+  const CMP4Chapters& chapters = query.title.Chapters();
+  return query.index < chapters.size() ? answer(query, chapters[query.index]) : QMF_ERR_INDEX_OUT_OF_RANGE;
+}
+
+template <std::int64_t CMP4Chapter::*time>
+QMFResult ChapterTime(const Query& query, const CMP4Chapter& chapter) {
+  return query.Number(static_cast<std::uint64_t>(chapter.*time));
+}
+
+QMFResult ChapterName(const Query& query, const CMP4Chapter& chapter) {
+  return query.Text(chapter.name);
+}
+
 struct QueryRow {
   std::uint32_t qid;
   QMFResult (*answer)(const Query&);
@@ -244,6 +267,10 @@ constexpr QueryRow kRows[] = {
     {QMF_QID_PPS_SIZE, OfStream<kStreamVideo, ParameterSet<SPL::FirstPictureParameterSet, true>>},
     {QMF_QID_PPS_DATA, OfStream<kStreamVideo, ParameterSet<SPL::FirstPictureParameterSet, false>>},
     {QMF_QID_MKV_IS_INTERLACED, OfStream<kStreamVideo, IsInterlaced>},
+    {QMF_QID_CHAPTERS_BEGIN, ChapterCount},
+    {QMF_QID_CHAPTERS_CHAPTER_NAME, OfChapter<ChapterName>},
+    {QMF_QID_CHAPTERS_CHAPTER_STARTTIME, OfChapter<ChapterTime<&CMP4Chapter::start>>},
+    {QMF_QID_CHAPTERS_CHAPTER_ENDTIME, OfChapter<ChapterTime<&CMP4Chapter::end>>},
     {QMF_QID_TITLEMEDIA_PREV_SYNC_POINT, OfFirstVideo<SyncPoint<&CMP4SampleCursor::SyncBefore>>},
     {QMF_QID_TITLEMEDIA_NEXT_SYNC_POINT, OfFirstVideo<SyncPoint<&CMP4SampleCursor::SyncAfter>>},
     {QMF_QID_TITLEMEDIA_PREV_SYNC_TIME, OfFirstVideo<SyncTime<&CMP4TrackReader::SeekBefore>>},

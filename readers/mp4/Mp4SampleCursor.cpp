@@ -10,6 +10,11 @@ namespace {
 
 // A block of uncompressed sound: a fiftieth of a second at 48 kHz, and what other readers deliver.
 constexpr std::uint32_t kSoundBlock = 1024;
+// Rows in a row that say nothing, after which a table counts as over: holes of a sparse file read as such
+// rows.
+constexpr int kMaxIdleRows = 65536;
+// Samples of a chunk whose sizes are added up to reach a later one of them.
+constexpr std::uint64_t kMaxSamplesPassed = 1U << 20;
 // Units of more samples than this are frames of a coding, each a block.
 constexpr std::uint32_t kFrameUnit = 160;
 
@@ -27,7 +32,7 @@ bool CMP4RunLengths::NextRow() {
 }
 
 std::uint32_t CMP4RunLengths::Next() {
-  while (m_left == 0 && NextRow()) continue;
+  for (int idle = 0; m_left == 0 && idle < kMaxIdleRows && NextRow(); ++idle) continue;
   if (m_left > 0) --m_left;
   return m_value;
 }
@@ -36,7 +41,9 @@ std::uint64_t CMP4RunLengths::SkipFromStart(std::uint64_t samples) {
   m_row = 0;
   m_left = 0;
   std::uint64_t sum = 0;
-  while (samples > 0 && NextRow()) {
+  int idle = 0;
+  while (samples > 0 && idle < kMaxIdleRows && NextRow()) {
+    idle = m_left == 0 ? idle + 1 : 0;
     const std::uint64_t passed = std::min(samples, m_left);
     sum += std::min(passed * m_value, kMaxMediaTime - sum);
     m_left -= passed;
@@ -48,7 +55,9 @@ std::uint64_t CMP4RunLengths::SkipFromStart(std::uint64_t samples) {
 std::uint64_t CMP4RunLengths::SampleAt(std::uint64_t time) {
   m_row = 0;
   std::uint64_t sample = 0;
-  while (NextRow()) {
+  int idle = 0;
+  while (idle < kMaxIdleRows && NextRow()) {
+    idle = m_left == 0 ? idle + 1 : 0;
     const std::uint64_t duration = m_left * m_value;
     if (time < duration) return sample + time / m_value;
     time -= duration;
@@ -57,31 +66,49 @@ std::uint64_t CMP4RunLengths::SampleAt(std::uint64_t time) {
   return sample > 0 ? sample - 1 : 0;
 }
 
+// The number of the first chunk of row `row`; past the last chunk when there is no such row.
+std::uint64_t CMP4Chunks::FirstOf(std::uint64_t row) {
+  CMP4Fields fields = m_rows.Entry(row);
+  const std::uint32_t first = fields.U32();
+  return fields.Failed() ? m_offsets.Count() + 1 : first;
+}
+
 bool CMP4Chunks::Next(CMP4Chunk& chunk) {
-  do {
-    CMP4Fields offset = m_offsets.Entry(m_chunk);
-    chunk.offset = offset.Number(m_offsetSize);
-    if (offset.Failed()) return false;
-    ++m_chunk;
-    while (m_row + 1 < m_rows.Count() && m_rows.Entry(m_row + 1).U32() <= m_chunk) ++m_row;
+  for (int idle = 0; idle < kMaxIdleRows; ++idle) {
+    const std::uint64_t number = m_chunk + 1;
+    const std::uint64_t next = FirstOf(m_row + 1);
+    if (next <= number && m_row + 1 < m_rows.Count()) {
+      ++m_row;
+      continue;
+    }
     CMP4Fields row = m_rows.Entry(m_row);
-    const std::uint32_t first = row.U32();
+    const std::uint64_t first = row.U32();
     chunk.samples = row.U32();
     if (row.Failed()) return false;
-    if (first > m_chunk) chunk.samples = 0;
-  } while (chunk.samples == 0);
-  return true;
+    if (first <= number && chunk.samples > 0) {
+      CMP4Fields offset = m_offsets.Entry(m_chunk);
+      chunk.offset = offset.Number(m_offsetSize);
+      ++m_chunk;
+      return !offset.Failed();
+    }
+    m_chunk = std::max(number, first > number ? first : next) - 1;
+    if (m_chunk >= m_offsets.Count()) return false;
+  }
+  return false;
 }
 
 std::uint64_t CMP4Chunks::MoveTo(std::uint64_t sample) {
   std::uint64_t before = 0;
   const std::uint64_t end = m_offsets.Count() + 1;
-  for (m_row = 0; m_row < m_rows.Count(); ++m_row) {
+  int idle = 0;
+  for (m_row = 0; m_row < m_rows.Count() && idle < kMaxIdleRows; ++m_row) {
     CMP4Fields row = m_rows.Entry(m_row);
     const std::uint64_t first = std::max<std::uint32_t>(row.U32(), 1);
     const std::uint64_t samples = row.U32();
-    const std::uint64_t next = m_row + 1 < m_rows.Count() ? m_rows.Entry(m_row + 1).U32() : end;
-    const std::uint64_t chunks = std::min(next, end) > first ? std::min(next, end) - first : 0;
+    if (row.Failed()) break;
+    const std::uint64_t next = std::min(FirstOf(m_row + 1), end);
+    const std::uint64_t chunks = next > first ? next - first : 0;
+    idle = chunks * samples == 0 ? idle + 1 : 0;
     if (samples > 0 && (sample - before) / samples < chunks) {
       const std::uint64_t skipped = (sample - before) / samples;
       m_chunk = first - 1 + skipped;
@@ -148,8 +175,13 @@ bool CMP4SampleCursor::SizeOf(std::uint64_t sample, std::uint32_t& size) {
 // Rows are numbers from 1, rising.
 bool CMP4SampleCursor::IsSync(std::uint64_t sample) {
   if (!m_tables.hasSyncSamples) return true;
-  while (m_syncRow < m_syncs.Count() && m_syncs.Entry(m_syncRow).U32() <= sample) ++m_syncRow;
-  return m_syncs.Entry(m_syncRow).U32() == sample + 1;
+  for (int idle = 0; idle < kMaxIdleRows; ++idle, ++m_syncRow) {
+    CMP4Fields row = m_syncs.Entry(m_syncRow);
+    const std::uint64_t number = row.U32();
+    if (row.Failed()) return false;
+    if (number > sample) return number == sample + 1;
+  }
+  return false;
 }
 
 bool CMP4SampleCursor::Next(CMP4Sample& sample) {
@@ -188,14 +220,15 @@ void CMP4SampleCursor::MoveTo(std::uint64_t sample) {
   m_leftInChunk = 0;
   m_sample = m_chunks.MoveTo(sample);
   if (!EnterChunk()) return;
-  std::uint64_t skipped = sample - m_sample;
+  const std::uint64_t skipped = sample - m_sample;
   if (m_packing.samplesPerBlock > 0) {
     m_position += skipped / m_packing.samplesPerUnit * m_packing.bytesPerUnit;
   } else if (m_tables.uniformSize != 0) {
     m_position += skipped * m_tables.uniformSize;
   } else {
+    const std::uint64_t passed = std::min(skipped, kMaxSamplesPassed);
     std::uint32_t size = 0;
-    for (; m_sample < sample && SizeOf(m_sample, size); ++m_sample) m_position += size;
+    for (std::uint64_t i = 0; i < passed && SizeOf(m_sample + i, size); ++i) m_position += size;
   }
   m_leftInChunk -= static_cast<std::uint32_t>(std::min<std::uint64_t>(skipped, m_leftInChunk));
   m_sample = sample;
@@ -229,6 +262,10 @@ std::uint64_t CMP4SampleCursor::SyncAfter(std::uint64_t sample) {
   if (number > sample + 1) return number - 1;
   const std::uint64_t next = m_syncs.Entry(row + 1).U32();
   return next > sample + 1 ? next - 1 : kNone;
+}
+
+std::uint64_t CMP4SampleCursor::SyncBehind(std::uint64_t time) {
+  return SyncAfter(m_durations.SampleAt(time));
 }
 
 std::uint64_t CMP4SampleCursor::SyncAtOrBefore(std::uint64_t time) {

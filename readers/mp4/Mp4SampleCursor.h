@@ -49,6 +49,8 @@ class CMP4Chunks {
   std::uint64_t MoveTo(std::uint64_t sample);
 
  private:
+  std::uint64_t FirstOf(std::uint64_t row);
+
   CMP4TableWindow m_rows;
   CMP4TableWindow m_offsets;
   const std::uint32_t m_offsetSize;
@@ -76,6 +78,8 @@ class CMP4SampleCursor {
   void MoveTo(std::uint64_t sample);
   /// The last sync sample at or before `time`, in media ticks; the first sample when there is none.
   std::uint64_t SyncAtOrBefore(std::uint64_t time);
+  /// The first sync sample behind the one at `time`; kNone when there is none.
+  std::uint64_t SyncBehind(std::uint64_t time);
   /// The last sync sample that is not behind `sample`, the first one that is; all ones when there is none.
   static constexpr std::uint64_t kNone = UINT64_MAX;
   std::uint64_t SyncBefore(std::uint64_t sample);

@@ -32,7 +32,7 @@ AtomVerdict ReadFullConfig(Entry& entry, CMP4Atom& atom) {
 AtomVerdict ReadElementaryStream(Entry& entry, CMP4Atom& atom) {
   CMP4SampleDescription& description = entry.description;
   const std::uint64_t fullHeader = 4;
-  CMP4Fields fields = atom.Fields();
+  CMP4Fields fields = atom.AllFields();
   fields.Skip(fullHeader);
   DecoderDescriptor decoder;
   if (!ReadDecoderDescriptor(fields.Rest(), decoder)) return AtomVerdict::kIgnored;

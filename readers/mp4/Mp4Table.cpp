@@ -10,6 +10,12 @@ CMP4Table CMP4Table::InAtom(const CMP4Atom& atom, std::uint64_t headerSize, std:
   return {atom.file, atom.payload + headerSize, std::min(declared, room / entrySize), entrySize};
 }
 
+std::pmr::vector<std::uint8_t> ReadWhole(const CMP4Table& table, std::pmr::memory_resource* memory) {
+  std::pmr::vector<std::uint8_t> bytes(static_cast<std::size_t>(table.count * table.entrySize), memory);
+  if (!bytes.empty()) bytes.resize(table.file->ReadAt(table.begin, bytes.data(), bytes.size()));
+  return bytes;
+}
+
 CMP4Fields CMP4TableWindow::Entry(std::uint64_t index) {
   if (index >= m_table.count) return CMP4Fields({});
   if (index < m_first || index - m_first >= m_filled) {

@@ -20,6 +20,9 @@ struct CMP4Table {
                           std::uint32_t entrySize);
 };
 
+/// The bytes of a whole table, in one read; for tables whose size has a limit. Fewer where the file ends.
+std::pmr::vector<std::uint8_t> ReadWhole(const CMP4Table& table, std::pmr::memory_resource* memory);
+
 /// Reads a table's entries through a small window, so that a table of any length costs the same memory.
 class CMP4TableWindow {
  public:

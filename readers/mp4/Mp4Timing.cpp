@@ -9,9 +9,16 @@
 namespace qmf {
 namespace {
 
+// After so many fragments of a file without index its last ones are looked for instead.
+constexpr int kWalkedFragments = 4;
+
+// Bytes of tables read for where the tracks are before the fragments.
+constexpr std::uint64_t kMaxTableBytes = 2U << 20;
+
 // A table of more runs than this is not summed: over an hour of video whose every frame lasts differently.
 // One read gets that many.
 constexpr std::uint64_t kMaxSummedRuns = 131'072;
+constexpr std::size_t kRunSize = 8;
 
 // From the media's timeline to the movie's.
 std::int64_t PresentationEnd(const CMP4MovieAtom& movie, const CMP4TrackAtom& track, std::int64_t mediaEnd,
@@ -39,14 +46,22 @@ std::int64_t Longest(const CMP4MovieAtom& movie, Length&& length) {
 // Where the tracks are, in media ticks, before some fragment.
 using TrackEnds = std::pmr::vector<std::int64_t>;
 
+bool TellsTimes(const CMP4MovieFragmentAtom& fragment) {
+  return std::ranges::all_of(fragment.tracks, &CMP4TrackFragmentAtom::hasDecodeTime);
+}
+
 // Where the longest track ends that is at `ends` before the fragment at `begin`.
 std::int64_t WalkFragments(FileReader& file, const CMP4MovieAtom& movie, TrackEnds& ends, std::uint64_t begin,
                            std::uint64_t end) {
+  std::pmr::memory_resource* const memory = ends.get_allocator().resource();
   CMP4AtomWalker walker(file);
-  CMP4MovieFragmentAtom fragment(movie, ends.get_allocator().resource());
-  while (ReadMovieFragment(walker, begin, end, fragment)) {
+  CMP4MovieFragmentAtom fragment(movie, memory);
+  for (int walked = 0; ReadMovieFragment(walker, begin, end, fragment); ++walked) {
     for (std::size_t i = 0; i < ends.size(); ++i) ResolveTrackRuns(fragment, movie.tracks[i].id, ends[i]);
     begin = fragment.next;
+    if (walked == kWalkedFragments && TellsTimes(fragment)) {
+      begin = std::max(begin, FindLateFragment(file, begin, memory));
+    }
   }
   return Longest(movie, [&](const CMP4TrackAtom& track) {
     const std::int64_t mediaEnd = ends[static_cast<std::size_t>(&track - movie.tracks.data())];
@@ -101,7 +116,8 @@ std::int64_t FragmentsEnd(FileReader& file, const CMP4MovieAtom& movie, std::pmr
   if (indexed > 0 || indexes.firstFragment == 0) return indexed;
   ReadFragmentAccesses(file, indexes);
   TrackEnds ends(movie.tracks.size(), 0, memory);
-  for (std::size_t i = 0; i < ends.size(); ++i) {
+  const std::uint64_t mostRead = file.BytesRead() + kMaxTableBytes;
+  for (std::size_t i = 0; i < ends.size() && file.BytesRead() <= mostRead; ++i) {
     ends[i] = ToTicks(TotalsOf(movie.tracks[i], memory).duration);
   }
   const std::uint64_t begin = LastIndexedFragment(movie, indexes, indexes.firstFragment, ends);
@@ -151,11 +167,9 @@ CMP4SampleTotals TotalsOf(const CMP4TrackAtom& track, std::pmr::memory_resource*
   if (table.count > kMaxSummedRuns) {
     return {CountSamples(track.sampleTable, *table.file), track.mediaDuration};
   }
-  std::pmr::vector<std::uint8_t> bytes(static_cast<std::size_t>(table.count) * table.entrySize, memory);
-  const std::size_t arrived =
-      table.count > 0 ? table.file->ReadAt(table.begin, bytes.data(), bytes.size()) : 0;
-  CMP4Fields fields({bytes.data(), arrived});
-  for (std::size_t i = 0; i < arrived / table.entrySize; ++i) {
+  const auto bytes = ReadWhole(table, memory);
+  CMP4Fields fields(bytes);
+  for (std::size_t left = bytes.size() / kRunSize; left > 0; --left) {
     const std::uint32_t samples = fields.U32();
     const std::uint64_t duration = std::uint64_t{samples} * fields.U32();
     if (samples > UINT32_MAX - totals.samples || duration > kMaxMediaTime - totals.duration) break;

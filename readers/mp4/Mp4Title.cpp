@@ -63,4 +63,9 @@ std::int64_t CMP4Title::Duration() {
   return *m_duration;
 }
 
+const CMP4Chapters& CMP4Title::Chapters() {
+  if (!m_chapters) m_chapters.emplace(ReadChapters(*m_file, m_movie, Duration(), m_memory));
+  return *m_chapters;
+}
+
 }  // namespace qmf

@@ -5,6 +5,7 @@
 
 #include "framework/InfoRecords.h"
 #include "framework/QueryIds.h"
+#include "readers/mp4/Mp4Chapters.h"
 #include "readers/mp4/Mp4Formats.h"
 
 namespace qmf {
@@ -33,6 +34,9 @@ class CMP4Title {
   /// 100-ns units; reckoned at the first call.
   std::int64_t Duration();
 
+  /// Read at the first call.
+  const CMP4Chapters& Chapters();
+
  private:
   using StreamList = std::pmr::vector<std::uint32_t>;
 
@@ -45,6 +49,7 @@ class CMP4Title {
   CMP4MovieAtom m_movie;
   StreamList m_streams[3];
   std::optional<std::int64_t> m_duration;
+  std::optional<CMP4Chapters> m_chapters;
 };
 
 /// The kind of stream that a track is; kStreamNone for those that are none, like timecode and chapter tracks.

@@ -2,11 +2,15 @@
 
 #include <algorithm>
 
+#include "readers/mp4/Mp4Indexes.h"
 #include "readers/mp4/Mp4Time.h"
 #include "readers/mp4/Mp4Timing.h"
 
 namespace qmf {
 namespace {
+
+// Samples that one look for a sync sample passes, at most: more than a day of video.
+constexpr std::uint32_t kMaxSamplesSought = 1U << 22;
 
 CMP4SampleTables TablesOf(const CMP4TrackContext& context) {
   CMP4SampleTables tables;
@@ -96,11 +100,24 @@ void CMP4TrackReader::ToTables(std::uint64_t sample) {
   m_state = State::kUnknown;
 }
 
-// Walks the fragments up to `time` and gives the last sync sample on the way.
-std::optional<CMP4TrackReader::FragmentPlace> CMP4TrackReader::SyncFragment(std::int64_t time) {
+// Where the file's indexes let the walk to `time` begin.
+std::optional<CMP4TrackReader::FragmentPlace> CMP4TrackReader::IndexedPlace(std::int64_t time) const {
+  CMP4FragmentIndexes indexes(m_context.memory);
+  ReadSegmentIndexes(m_context.file, m_context.movie.next, indexes);
+  ReadFragmentAccesses(m_context.file, indexes);
+  CMP4IndexedFragment fragment;
+  const CMP4TrackAtom& track = m_context.track;
+  if (!FindIndexedFragment(indexes, track.id, track.mediaTimescale, time, fragment)) return std::nullopt;
+  return FragmentPlace{fragment.offset, fragment.time, 0};
+}
+
+// Walks the fragments from `start` up to `time` and gives the last sync sample on the way.
+std::optional<CMP4TrackReader::FragmentPlace> CMP4TrackReader::SyncFragment(const FragmentPlace& start,
+                                                                            std::int64_t time) {
   std::optional<FragmentPlace> found;
-  GoTo({m_context.movie.next, m_tablesEnd, 0});
-  while (LoadNext() && m_sample.decodeTime <= time) {
+  GoTo(start);
+  for (std::uint32_t passed = 0; passed < kMaxSamplesSought && LoadNext(); ++passed) {
+    if (m_sample.decodeTime > time) break;
     if (m_sample.sync) found = {m_place.fragment, m_place.decodeTime, m_place.sample - 1};
     Advance();
   }
@@ -109,7 +126,10 @@ std::optional<CMP4TrackReader::FragmentPlace> CMP4TrackReader::SyncFragment(std:
 
 bool CMP4TrackReader::Seek(std::int64_t time) {
   if (m_context.movie.fragmented && (time >= m_tablesEnd || m_tables.sampleCount == 0)) {
-    if (const auto place = SyncFragment(time)) {
+    std::optional<FragmentPlace> place = IndexedPlace(time);
+    if (place) place = SyncFragment(*place, time);
+    if (!place) place = SyncFragment({m_context.movie.next, m_tablesEnd, 0}, time);
+    if (place) {
       GoTo(*place);
       return LoadNext();
     }
@@ -119,7 +139,15 @@ bool CMP4TrackReader::Seek(std::int64_t time) {
 }
 
 bool CMP4TrackReader::SeekAfter(std::int64_t time) {
-  for (bool there = Seek(time); there; there = LoadNext()) {
+  const std::uint64_t sample = m_cursor.SyncBehind(time > 0 ? static_cast<std::uint64_t>(time) : 0);
+  if (time < 0 && Seek(time) && m_sample.sync) return true;
+  if (sample != CMP4SampleCursor::kNone) {
+    ToTables(sample);
+    return LoadNext();
+  }
+  if (!m_context.movie.fragmented) return false;
+  if (!Seek(std::max(time, m_tablesEnd))) return false;
+  for (std::uint32_t passed = 0; passed < kMaxSamplesSought && LoadNext(); ++passed) {
     if (m_sample.sync && m_sample.decodeTime > time) return true;
     Advance();
   }

@@ -55,7 +55,8 @@ class CMP4TrackReader {
   bool NextOfFragment();
   bool EnterFragment();
   void GoTo(const FragmentPlace& place);
-  std::optional<FragmentPlace> SyncFragment(std::int64_t time);
+  std::optional<FragmentPlace> IndexedPlace(std::int64_t time) const;
+  std::optional<FragmentPlace> SyncFragment(const FragmentPlace& start, std::int64_t time);
   void ToTables(std::uint64_t sample);
 
   const CMP4TrackContext m_context;

@@ -370,6 +370,103 @@ TEST(Mp4Blocks, OfFragmentsAreSoughtByTheirTimes) {
   EXPECT_EQ(blocks.File().Number(QMF_QID_TITLE_DURATION), 4'800'000U);
 }
 
+// A file whose media lie behind a hole of 5 GiB.
+class FileWithHole : public FileSource {
+ public:
+  static constexpr std::uint64_t kMedia = 5ULL << 30;
+
+  explicit FileWithHole(Bytes front) : m_front(std::move(front)) {}
+  std::size_t ReadAt(std::uint64_t offset, void* destination, std::size_t count) noexcept override {
+    auto* const out = static_cast<std::uint8_t*>(destination);
+    count = static_cast<std::size_t>(std::min<std::uint64_t>(count, Size() - std::min(offset, Size())));
+    for (std::size_t i = 0; i < count; ++i) out[i] = At(offset + i);
+    return count;
+  }
+  std::uint64_t Size() const noexcept override { return kMedia + 64; }
+
+ private:
+  std::uint8_t At(std::uint64_t offset) const {
+    if (offset < m_front.size()) return m_front[static_cast<std::size_t>(offset)];
+    return offset < kMedia ? 0 : static_cast<std::uint8_t>(offset - kMedia);
+  }
+
+  Bytes m_front;
+};
+
+TEST(Mp4Blocks, LieBeyond4GiBToo) {
+  MovieSpec spec = TwoTracks();
+  for (TrackSpec& track : spec.tracks) track.wideOffsets = true;
+  AtomBuilder front;
+  front.Raw(MakeMovieAtom(spec, FileWithHole::kMedia)).U32(1).Code("mdat").U64(6ULL << 30);
+  const SharedFileScope scope(u"hole.mp4",
+                              std::make_shared<FileReader>(std::make_shared<FileWithHole>(front.Take())));
+  const QMFModuleEntryPoints& slots = Mp4TestFile::Slots();
+  QMFModuleHandle handle = nullptr;
+  ASSERT_EQ(slots.OpenContainer(&handle, u"hole.mp4", nullptr), QMF_OK);
+  ASSERT_EQ(slots.SetTitle(handle, 0), QMF_OK);
+  std::uint8_t buffer[16];
+  QMFBlock block;
+  block.data = buffer;
+  block.capacity = sizeof(buffer);
+  std::int64_t time = 1'600'000;
+  ASSERT_EQ(slots.SetPosition(handle, kBlockVideo, 0, &time), QMF_OK);
+  ASSERT_EQ(slots.ReadNextBlockByStream(handle, kBlockVideo, 0, &block, &time), QMF_OK);
+  EXPECT_EQ(block.size, 6U);
+  EXPECT_EQ(buffer[0], 20);
+  (void)slots.CloseContainer(handle);
+}
+
+TEST(Mp4Chapters, ComeFromATextTrackOrFromTheUserData) {
+  struct Row {
+    const char* what;
+    Bytes file;
+  };
+  const std::string_view name = "One";
+  MovieSpec listed = TwoTracks();
+  AtomBuilder list;
+  list.Begin("udta")
+      .Begin("chpl", 1, 0)
+      .U32(0)
+      .U8(2)
+      .U64(0)
+      .U8(3)
+      .Code(name)
+      .U64(2'000'000)
+      .U8(2)
+      .Code("\xC3\xA4");
+  listed.extra = list.End().End().Take();
+
+  MovieSpec tracked = TwoTracks();
+  tracked.tracks[0].references = AtomBuilder().Begin("tref").Begin("chap").U32(9).End().End().Take();
+  TrackSpec text;
+  text.id = 9;
+  text.flags = 0;
+  text.handler = "text";
+  text.entry = TextEntry("text");
+  text.timescale = 1000;
+  text.duration = 400;
+  text.times = {{2, 200}};
+  text.sizes = {5, 4};
+  tracked.tracks = {text, tracked.tracks[0], tracked.tracks[1]};
+  Bytes bytes = MakeMovie(tracked);
+  const std::string_view mdat = "mdat";
+  const auto media = std::search(bytes.begin(), bytes.end(), mdat.begin(), mdat.end()) + 4;
+  const Bytes samples = AtomBuilder().U16(3).Code(name).U16(2).Code("\xC3\xA4").Take();
+  std::copy(samples.begin(), samples.end(), media);
+
+  for (const Row& row : {Row{"list", MakeMovie(listed)}, Row{"track", bytes}}) {
+    Mp4TestFile file(row.file);
+    ASSERT_EQ(file.Open(), QMF_OK);
+    EXPECT_EQ(file.Number(QMF_QID_CHAPTERS_BEGIN), 2U) << row.what;
+    EXPECT_EQ(file.Text(QMF_QID_CHAPTERS_CHAPTER_NAME, 0), u"One") << row.what;
+    EXPECT_EQ(file.Text(QMF_QID_CHAPTERS_CHAPTER_NAME, 1), u"\u00e4") << row.what;
+    EXPECT_EQ(file.Number(QMF_QID_CHAPTERS_CHAPTER_STARTTIME, 1), 2'000'000U) << row.what;
+    EXPECT_EQ(file.Number(QMF_QID_CHAPTERS_CHAPTER_ENDTIME, 0), 2'000'000U) << row.what;
+    EXPECT_EQ(file.Number(QMF_QID_CHAPTERS_CHAPTER_ENDTIME, 1), 4'000'000U) << row.what;
+    EXPECT_EQ(file.Number(QMF_QID_CHAPTERS_CHAPTER_STARTTIME, 2), UINT64_MAX) << row.what;
+  }
+}
+
 // Counts what is allocated at once.
 class CountingMemory : public std::pmr::memory_resource {
  public:

@@ -23,9 +23,10 @@ Bytes Atom(std::string_view type, const Bytes& payload) {
   return AtomBuilder().Begin(type).Raw(payload).End().Take();
 }
 
-Bytes AvcConfig(const Bytes& sps) {
+Bytes AvcConfig(const Bytes& sps, std::uint32_t profile = 66) {
   AtomBuilder atoms;
-  atoms.Begin("avcC").U8(1).U8(66).U8(0).U8(30).U8(0xFF).U8(0xE1).U16(static_cast<std::uint32_t>(sps.size()));
+  atoms.Begin("avcC").U8(1).U8(profile).U8(0).U8(30).U8(0xFF).U8(0xE1).U16(
+      static_cast<std::uint32_t>(sps.size()));
   return atoms.Raw(sps).U8(1).U16(2).U16(0x68CE).End().Take();
 }
 
@@ -51,6 +52,7 @@ TEST(Mp4VideoFormat, TakesItsSizesFromEntryPixelAspectAndTrackHeader) {
       {"tall pixels", aspect(8, 9), 10, 10, 720, 576, 720, 648},
       {"an aspect of nothing", aspect(0, 9), 10, 10, 720, 576, 10, 10},
       {"an SPS of another size", PlainAvcConfig(), 0, 0, 64, 48, 64, 48},
+      {"an SPS of another profile", AvcConfig(SpsUnit(PlainSps()), 100), 0, 0, 720, 576, 720, 576},
       {"an SPS that is none", AvcConfig({0x67, 1, 2}), 0, 0, 720, 576, 720, 576},
       {"a cut configuration", Atom("avcC", {1, 66, 0, 30, 0xFF, 0xE1}), 0, 0, 720, 576, 720, 576},
   };

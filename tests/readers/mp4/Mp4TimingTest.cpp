@@ -127,14 +127,15 @@ TEST(Mp4Rate, OfALongFileOfUnequalFramesComesFromTheSampleCount) {
   EXPECT_EQ(RateOf(track), std::pair(25U, 1U));
 }
 
-// A fragment of one track: `samples` of 512 ticks each from `time` on.
-void AddFragment(AtomBuilder& atoms, std::uint32_t time, std::uint32_t samples, bool perSample) {
+// A fragment of one track: `samples` of 512 ticks each from `time` on, the first a sync sample.
+void AddFragment(AtomBuilder& atoms, std::uint32_t time, std::uint32_t samples, bool perSample,
+                 std::size_t mediaSize = 8) {
   atoms.Begin("moof").Begin("mfhd", 0, 0).U32(1).End().Begin("traf");
   atoms.Begin("tfhd", 0, 0x20008).U32(1).U32(512).End();
   atoms.Begin("tfdt", 0, 0).U32(time).End();
-  atoms.Begin("trun", 0, perSample ? 0x301U : 1U).U32(samples).U32(100);
+  atoms.Begin("trun", 0, perSample ? 0x305U : 5U).U32(samples).U32(100).U32(0);
   for (std::uint32_t i = 0; perSample && i < samples; ++i) atoms.U32(512).U32(1);
-  atoms.End().End().End().Begin("mdat").Zeros(8).End();
+  atoms.End().End().End().Begin("mdat").Zeros(mediaSize).End();
 }
 
 struct Fragmented {
@@ -144,8 +145,10 @@ struct Fragmented {
   Bytes edits = {};
 };
 
-// Four fragments of a second each.
-Bytes FragmentedMovie(const Fragmented& with) {
+// At first four fragments of a second each.
+Bytes FragmentedMovie(const Fragmented& with, std::uint32_t fragments = 4, std::size_t mediaSize = 8,
+                      std::uint32_t samples = 25) {
+  const std::uint32_t ticks = 512 * samples;
   MovieSpec spec;
   spec.duration = 0;
   spec.tracks = {VideoTrack()};
@@ -155,29 +158,30 @@ Bytes FragmentedMovie(const Fragmented& with) {
   AtomBuilder extends;
   extends.Begin("mvex");
   if (with.mehd != 0) extends.Begin("mehd", 1, 0).U64(with.mehd).End();
-  spec.extra = extends.Begin("trex", 0, 0).U32(1).U32(1).U32(0).U32(1).U32(0).End().End().Take();
+  spec.extra = extends.Begin("trex", 0, 0).U32(1).U32(1).U32(0).U32(1).U32(0x10000).End().End().Take();
   AtomBuilder file;
   file.Begin("ftyp").Code("iso5").U32(0).End().Raw(MakeMovieAtom(spec, 0));
   AtomBuilder one;
-  AddFragment(one, 0, 25, true);
+  AddFragment(one, 0, samples, true, mediaSize);
   if (with.indexed > 0) {
     file.Begin("sidx", 0, 0).U32(1).U32(12800).U32(0).U32(0).U16(0).U16(with.indexed);
     for (std::uint32_t i = 0; i < with.indexed; ++i) {
-      file.U32(static_cast<std::uint32_t>(one.Size())).U32(12800).U32(0x90000000);
+      file.U32(static_cast<std::uint32_t>(one.Size())).U32(ticks).U32(0x90000000);
     }
     file.End();
   }
   std::vector<std::size_t> places;
-  for (std::uint32_t i = 0; i < 4; ++i) {
+  for (std::uint32_t i = 0; i < fragments; ++i) {
     places.push_back(file.Size());
-    AddFragment(file, 12800 * i, 25, true);
+    AddFragment(file, ticks * i, samples, true, mediaSize);
   }
   if (with.accesses) {
     const std::size_t start = file.Size();
-    file.Begin("mfra").Begin("tfra", 1, 0).U32(1).U32(0).U32(4);
-    for (std::uint32_t i = 0; i < 4; ++i) file.U64(12800 * i).U64(places[i]).U8(1).U8(1).U8(1);
+    file.Begin("mfra").Begin("tfra", 1, 0).U32(1).U32(0).U32(fragments);
+    for (std::uint32_t i = 0; i < fragments; ++i)
+      file.U64(std::uint64_t{ticks} * i).U64(places[i]).U8(1).U8(1).U8(1);
     file.End();
-    file.Begin("mfro", 0, 0).U32(static_cast<std::uint32_t>(file.Size() + 8 - start)).End().End();
+    file.Begin("mfro", 0, 0).U32(static_cast<std::uint32_t>(file.Size() + 4 - start)).End().End();
   }
   return file.Take();
 }
@@ -215,6 +219,39 @@ TEST(Mp4Fragments, ThatClaimSamplesWithoutBytesForThemEnd) {
   Mp4TestFile movie(std::move(file));
   ASSERT_EQ(movie.Open(), QMF_OK);
   EXPECT_EQ(movie.Number(QMF_QID_TITLE_DURATION), 40'000'000 + size * 400'000);
+}
+
+// Three hours of fragments: ten seconds each, of a size that no window covers two of.
+Bytes LongFragmentedMovie(const Fragmented& with) {
+  return FragmentedMovie(with, 1080, 20'000, 250);
+}
+
+TEST(Mp4Fragments, CostAFewReadsWhereAnIndexTellsOfThem) {
+  struct Row {
+    const char* what;
+    Fragmented with;
+    int mostReads;
+  };
+  const Row rows[] = {
+      {"mehd", {.mehd = 10'800'000}, 6},
+      {"a segment index", {.indexed = 1080}, 6},
+      {"random access at the end", {.accesses = true}, 6},
+      {"no index: the first ones and the last", {}, 24},
+  };
+  for (const Row& row : rows) {
+    Mp4TestFile file(LongFragmentedMovie(row.with));
+    ASSERT_EQ(file.Score(), 100);
+    ASSERT_EQ(file.Open(), QMF_OK);
+    EXPECT_EQ(file.Number(QMF_QID_TITLE_DURATION), 108'000'000'000U) << row.what;
+    EXPECT_EQ(file.Video().rate, 25U) << row.what;
+    EXPECT_LE(file.Reads(), row.mostReads) << row.what;
+    if (row.with.mehd != 0 || (row.with.indexed == 0 && !row.with.accesses)) continue;
+    std::int64_t time = 54'000'005'000;
+    const int before = file.Reads();
+    ASSERT_EQ(Mp4TestFile::Slots().SetPosition(file.Handle(), kBlockVideo, 0, &time), QMF_OK);
+    EXPECT_EQ(time, 54'000'000'000) << row.what;
+    EXPECT_LE(file.Reads() - before, 60) << row.what;
+  }
 }
 
 // What the Shell asks for, in its order.
