@@ -29,7 +29,7 @@ struct EbmlElement {
 /// 16 MiB read and as much memory.
 struct EbmlLimits {
   std::uint64_t elements = 250'000;
-  std::uint64_t bytesRead = 15U << 20;
+  std::uint64_t bytesRead = 14U << 20;
   std::uint64_t bytesKept = 7U << 20;  ///< Of strings, binary values and lists together.
 };
 

@@ -132,9 +132,9 @@ QMFResult MkvCursor::SearchClusterId(std::uint64_t at, std::uint64_t end, std::u
   end = std::min({end, m_segmentEnd, m_reader.FileSize()});
   while (at < end) {
     const auto bytes = m_file.View(at, FileReader::kWindowSize);
-    const auto hit = std::ranges::search(bytes, kBytes);
-    if (!hit.empty()) {
-      found = at + static_cast<std::uint64_t>(hit.begin() - bytes.begin());
+    const auto hit = std::search(bytes.begin(), bytes.end(), kBytes.begin(), kBytes.end());
+    if (hit != bytes.end()) {
+      found = at + static_cast<std::uint64_t>(hit - bytes.begin());
       return found < end ? QMF_OK : QMF_ERR_END_OF_STREAM;
     }
     if (bytes.size() < kBytes.size()) break;

@@ -11,8 +11,17 @@ bool PlaysOrdered(const MkvSegment& segment) {
          segment.allowOrdered;
 }
 
-double SegmentTicks(const MkvSegment& segment) {
-  if (PlaysOrdered(segment)) return segment.playlistDuration;
+// A playlist's duration in ticks; a tick of no length cannot measure it.
+double PlaylistTicks(const MkvSegment& segment) {
+  const std::uint64_t duration = segment.editions[segment.selectedPlaylist].OrderedDuration();
+  const std::uint64_t length = segment.TickLength();
+  return length != 0 ? static_cast<double>(duration) / static_cast<double>(length) : 0.0;
+}
+
+// Broken chapters play nothing in an order of theirs.
+double SegmentTicks(MkvSegment& segment) {
+  (void)ReadMkvChapters(segment);
+  if (PlaysOrdered(segment)) return PlaylistTicks(segment);
   return segment.info ? segment.info->duration : 0.0;
 }
 

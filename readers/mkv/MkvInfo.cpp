@@ -12,12 +12,7 @@ constexpr std::u16string_view kLibmatroska081 = u"libmatroska v0.8.1";
 constexpr std::size_t kMostCharactersSearched = 512000;
 
 QMFResult ReadUid(MkvInfo& info, EbmlReader& reader, const EbmlElement& element) {
-  if (element.Size() > info.segmentUid.size()) return QMF_FAILURE;
-  std::pmr::vector<std::uint8_t> bytes(reader.Memory());
-  QMF_RETURN_IF_NONZERO(reader.Read(element, bytes));
-  info.segmentUid = {};
-  std::ranges::copy(bytes, info.segmentUid.begin());
-  return QMF_OK;
+  return ReadMkvUid(reader, element, info.segmentUid);
 }
 
 QMFResult ReadMuxingApp(MkvInfo& info, EbmlReader& reader, const EbmlElement& element) {
@@ -40,6 +35,15 @@ constexpr EbmlRule<MkvInfo> kInfoRules[] = {
 };
 
 }  // namespace
+
+QMFResult ReadMkvUid(EbmlReader& reader, const EbmlElement& element, MkvSegmentUid& uid) {
+  if (element.Size() > uid.size()) return QMF_FAILURE;
+  std::pmr::vector<std::uint8_t> bytes(reader.Memory());
+  QMF_RETURN_IF_NONZERO(reader.Read(element, bytes));
+  uid = {};
+  std::ranges::copy(bytes, uid.begin());
+  return QMF_OK;
+}
 
 QMFResult ReadMkvInfo(EbmlReader& reader, const EbmlElement& element, MkvInfo& info) {
   return WalkInto<kInfoRules>(info, reader, element) == QMF_OK ? QMF_OK : QMF_ERR_QF3_PARSE_SEGMENTINFO;

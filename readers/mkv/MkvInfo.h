@@ -37,6 +37,9 @@ struct MkvInfo {
   std::uint64_t Scale100ns() const { return timecodeScale / 100; }
 };
 
+/// Reads a segment's UID of at most 16 bytes.
+QMFResult ReadMkvUid(EbmlReader& reader, const EbmlElement& element, MkvSegmentUid& uid);
+
 /// Fills `info` from a SegmentInfo element. Whatever is wrong with it is QMF_ERR_QF3_PARSE_SEGMENTINFO.
 QMFResult ReadMkvInfo(EbmlReader& reader, const EbmlElement& element, MkvInfo& info);
 

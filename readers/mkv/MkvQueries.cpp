@@ -8,6 +8,7 @@
 #include "framework/QueryAnswer.h"
 #include "framework/ReturnIf.h"
 #include "readers/mkv/CodecTable.h"
+#include "readers/mkv/MkvChapterQueries.h"
 #include "readers/mkv/MkvFormats.h"
 #include "readers/mkv/MkvFrames.h"
 #include "readers/mkv/MkvSync.h"
@@ -314,10 +315,12 @@ const QueryRow<Query>* FindRow(const QueryRow<Query> (&rows)[count], std::uint32
 
 QMFResult AnswerMkvQuery(MkvTitle& title, std::uint32_t qid, QMFQueryData& data, std::uint32_t index) {
   if (const auto* const row = FindRow(kTitleQueries, qid)) return row->answer({title, qid, data, index});
-  const auto* const row = FindRow(kSegmentQueries, qid);
-  if (row == nullptr) return QMF_ERR_UNSUPPORTED_QID;
-  if (title.Current() == nullptr) return QMF_FAILURE;
-  return row->answer({title, *title.Current(), qid, data, index});
+  MkvSegment* const segment = title.Current();
+  if (segment == nullptr) return QMF_FAILURE;
+  if (const auto* const row = FindRow(kSegmentQueries, qid)) {
+    return row->answer({title, *segment, qid, data, index});
+  }
+  return AnswerMkvChapterQuery(*segment, qid, data, index);
 }
 
 QMFResult SetMkvInfo(MkvTitle& title, std::uint32_t qid, QMFQueryData& data, std::uint32_t index) {
@@ -328,7 +331,7 @@ QMFResult SetMkvInfo(MkvTitle& title, std::uint32_t qid, QMFQueryData& data, std
       title.delace = static_cast<std::uint32_t>(data.value) != 0;
       return QMF_OK;
     default:
-      return QMF_ERR_UNSUPPORTED_QID;
+      return title.Current() != nullptr ? SetMkvChapterInfo(*title.Current(), qid, data) : QMF_FAILURE;
   }
 }
 

@@ -53,6 +53,7 @@ constexpr EbmlRule<MkvSegment> kSeekHeadRules[] = {
 };
 
 QMFResult ReadSeekHead(MkvSegment& segment, EbmlReader& reader, const EbmlElement& element) {
+  segment.hasSeekHead = true;
   const QMFResult result = WalkInto<kSeekHeadRules>(segment, reader, element);
   return result == QMF_FAILURE ? QMF_ERR_QF3_PARSE_SEEKHEAD : QMF_OK;
 }
@@ -145,7 +146,6 @@ void ScanToClusters(MkvSegment& segment, EbmlReader& reader) {
     NoteSection(segment, child);
     (void)ApplySectionRule(segment, reader, child);
   }
-  (void)ReadFurtherSeekHeads(segment, reader);
 }
 
 }  // namespace
@@ -165,7 +165,9 @@ QMFResult ReadMkvSegment(MkvSegment& segment) {
 
 QMFResult FindMkvSection(MkvSegment& segment, EbmlReader& reader, MkvSection section, EbmlElement& element) {
   reader.SetMaxSizeLength(segment.maxSizeLength);
-  if (segment.sections[section] == 0) ScanToClusters(segment, reader);
+  // Who writes a seek head lists these sections there.
+  if (segment.sections[section] == 0 && !segment.hasSeekHead) ScanToClusters(segment, reader);
+  if (segment.sections[section] == 0) (void)ReadFurtherSeekHeads(segment, reader);
   const std::uint64_t at = segment.sections[section];
   if (at == 0 || reader.ReadHeader(at, EbmlElement::kOpenEnd, element) != QMF_OK)
     return QMF_ERR_END_OF_STREAM;

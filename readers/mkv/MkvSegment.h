@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "framework/FileReader.h"
+#include "readers/mkv/MkvChapters.h"
 #include "readers/mkv/MkvCues.h"
 #include "readers/mkv/MkvInfo.h"
 #include "readers/mkv/MkvTracks.h"
@@ -27,13 +28,6 @@ enum MkvSection : std::size_t {
   kSectionCount,
 };
 
-/// One edition: a playlist over chapters.
-struct MkvEdition {
-  static constexpr std::uint8_t kOrdered = 0x08;
-
-  std::uint8_t flags = 0;
-};
-
 /// What is known of one segment, which is one file.
 struct MkvSegment {
   MkvSegment(std::shared_ptr<FileReader> openedFile, QMFAllocator* allocator)
@@ -48,6 +42,7 @@ struct MkvSegment {
   std::array<std::uint64_t, kSectionCount> sections{};  ///< Offsets in the file; 0 while not known.
   std::optional<MkvInfo> info;
   bool hasTracks = false;
+  bool hasSeekHead = false;
   MkvTracks tracks;
 
   /// Nanoseconds of a tick of the segment's times.
@@ -69,7 +64,7 @@ struct MkvSegment {
   std::pmr::vector<MkvEdition> editions;
   std::uint32_t selectedPlaylist = 0;
   bool allowOrdered = true;
-  double playlistDuration = 0.0;  ///< Ticks; of the selected edition when it is ordered.
+  std::optional<QMFResult> chaptersResult;  ///< Of reading the editions; empty until first needed.
 };
 
 /// Reads what the properties need: the EBML header, the segment's information and its tracks, through the

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace qmf {
+
+// Records that MKV queries of kind 0xB answer with, little-endian. Times are 100-ns units.
+
+/// Answer of QMF_QID_PLAYLISTS_GET_PROP: edition `index`.
+struct QMFPlaylistProp {
+  std::uint64_t uid;
+  std::uint64_t duration;      ///< Of the enabled chapters of its first level, when ordered; else 0.
+  std::uint32_t flags;         ///< 0x01 hidden, 0x02 default, 0x08 ordered.
+  std::uint32_t chapterCount;  ///< Chapters of all levels.
+};
+static_assert(sizeof(QMFPlaylistProp) == 24);
+
+/// Answer of QMF_QID_EDITIONENTRY_GET_PROP: chapter `index` of the selected edition, in file order, each
+/// before the chapters inside it.
+struct QMFChapterProp {
+  std::uint64_t uid;
+  std::uint64_t start;
+  std::uint64_t end;             ///< 0 when the chapter has none.
+  std::uint64_t segmentEdition;  ///< Edition of the other segment; 0 for none.
+  std::uint8_t segmentUid[16];   ///< The segment that the chapter plays; zeros for its own.
+  std::uint32_t flags;           ///< 0x01 hidden, 0x02 enabled.
+  std::uint32_t level;           ///< 0 for chapters directly in the edition.
+};
+static_assert(sizeof(QMFChapterProp) == 56);
+
+}  // namespace qmf
