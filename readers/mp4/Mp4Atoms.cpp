@@ -197,9 +197,9 @@ AtomVerdict ReadTrackExtends(CMP4MovieAtom& movie, CMP4Atom& atom) {
 }
 
 // Remembers where a payload lies, for whoever asks later.
-template <CMP4Bytes CMP4MovieAtom::*member, std::uint64_t skipped = 0>
+template <CMP4Bytes CMP4MovieAtom::*member>
 AtomVerdict Keep(CMP4MovieAtom& movie, CMP4Atom& atom) {
-  movie.*member = PayloadOf(atom, skipped);
+  movie.*member = PayloadOf(atom);
   return AtomVerdict::kTaken;
 }
 
@@ -208,9 +208,15 @@ AtomVerdict KeepTrackUserData(CMP4MovieAtom& movie, CMP4Atom& atom) {
   return AtomVerdict::kTaken;
 }
 
+// Nothing stays of a movie before, which had no header.
 AtomVerdict BeginMovie(CMP4MovieAtom& movie, CMP4Atom& atom) {
   movie.next = atom.end;
   movie.tracks.clear();
+  movie.fragmented = false;
+  movie.fragmentDuration = 0;
+  movie.extends.clear();
+  movie.chapterTracks.clear();
+  movie.userData = movie.compressed = {};
   return AtomVerdict::kTaken;
 }
 
@@ -250,7 +256,6 @@ constexpr Row kMovieRows[] = {
     {MakeFourCC("trak"), kRepeated, BeginTrack, kTrackRows, EndTrack},
     {MakeFourCC("mvex"), kOptional, BeginExtends, kExtendsRows},
     {MakeFourCC("udta"), kOptional, Keep<&CMP4MovieAtom::userData>},
-    {MakeFourCC("meta"), kOptional, Keep<&CMP4MovieAtom::metadata>},
     {MakeFourCC("cmov"), kOptional, nullptr, kCompressedRows},
 };
 constexpr Row kFileRows[] = {{MakeFourCC("moov"), kRequired, BeginMovie, kMovieRows}};

@@ -7,8 +7,8 @@
 namespace qmf {
 namespace {
 
-constexpr std::size_t kMaxRuns = 16384;
-// Samples of one fragment that have entries of their own: over an hour of sound.
+// Limits of one fragment. Runs, and samples that have entries of their own: over an hour of sound.
+constexpr std::uint32_t kMaxRuns = 16384;
 constexpr std::uint64_t kMaxSamples = 1U << 18;
 constexpr std::uint32_t kNotSync = 0x10000;  // sample_is_non_sync_sample
 
@@ -34,6 +34,7 @@ AtomVerdict BeginFragment(CMP4MovieFragmentAtom& fragment, CMP4Atom& atom) {
   fragment.start = atom.start;
   fragment.next = atom.end;
   fragment.tracks.clear();
+  fragment.runs = 0;
   fragment.samples = 0;
   return AtomVerdict::kStop;
 }
@@ -86,7 +87,7 @@ AtomVerdict ReadRun(CMP4MovieFragmentAtom& fragment, CMP4Atom& atom) {
   run.hasDataOffset = (run.flags & kDataOffset) != 0;
   if (run.hasDataOffset) run.relativeOffset = static_cast<std::int32_t>(fields.U32());
   if ((run.flags & kFirstSampleFlags) != 0) run.firstSampleFlags = fields.U32();
-  if (fields.Failed() || track.runs.size() == kMaxRuns) return AtomVerdict::kIgnored;
+  if (fields.Failed() || fragment.runs == kMaxRuns) return AtomVerdict::kIgnored;
   std::uint32_t entrySize = 0;
   for (const std::uint32_t field : {kDuration, kSize, kFlags, kCompositionOffset}) {
     if ((run.flags & field) != 0) entrySize += 4;
@@ -103,6 +104,7 @@ AtomVerdict ReadRun(CMP4MovieFragmentAtom& fragment, CMP4Atom& atom) {
     const std::uint64_t most = run.defaults.size != 0 ? atom.file->Size() / run.defaults.size : 0;
     run.count = static_cast<std::uint32_t>(std::min<std::uint64_t>(run.count, most));
   }
+  ++fragment.runs;
   track.runs.push_back(run);
   return AtomVerdict::kTaken;
 }
@@ -124,7 +126,8 @@ std::uint64_t EndOf(const CMP4TrackRunAtom& run, std::pmr::memory_resource* memo
 }
 
 // A run without an offset starts where the data before it ends.
-void PlaceRuns(CMP4MovieFragmentAtom& fragment, std::pmr::memory_resource* memory) {
+void PlaceRuns(CMP4MovieFragmentAtom& fragment) {
+  std::pmr::memory_resource* const memory = fragment.tracks.get_allocator().resource();
   const CMP4TrackRunAtom* before = nullptr;
   for (CMP4TrackFragmentAtom& track : fragment.tracks) {
     if (!track.hasBase) {
@@ -144,12 +147,13 @@ void PlaceRuns(CMP4MovieFragmentAtom& fragment, std::pmr::memory_resource* memor
 
 bool ReadMovieFragment(CMP4AtomWalker& walker, std::uint64_t begin, std::uint64_t end,
                        CMP4MovieFragmentAtom& fragment) {
-  return walker.Walk<CMP4MovieFragmentAtom>(fragment, kFileRows, begin, end, true);
+  if (!walker.Walk<CMP4MovieFragmentAtom>(fragment, kFileRows, begin, end, true)) return false;
+  PlaceRuns(fragment);
+  return true;
 }
 
 void ResolveTrackRuns(CMP4MovieFragmentAtom& fragment, std::uint32_t trackId, std::int64_t& decodeTime) {
   std::pmr::memory_resource* const memory = fragment.tracks.get_allocator().resource();
-  PlaceRuns(fragment, memory);
   for (CMP4TrackFragmentAtom& track : fragment.tracks) {
     if (track.defaults.trackId != trackId) continue;
     if (track.hasDecodeTime) decodeTime = track.decodeTime;

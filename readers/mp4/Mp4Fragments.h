@@ -53,6 +53,7 @@ struct CMP4MovieFragmentAtom {
   std::uint64_t start = 0;
   std::uint64_t next = 0;  ///< Offset of the atom behind it.
   std::pmr::vector<CMP4TrackFragmentAtom> tracks;
+  std::uint32_t runs = 0;     ///< Of all tracks.
   std::uint64_t samples = 0;  ///< With entries of their own.
 };
 
@@ -60,7 +61,7 @@ struct CMP4MovieFragmentAtom {
 bool ReadMovieFragment(CMP4AtomWalker& walker, std::uint64_t begin, std::uint64_t end,
                        CMP4MovieFragmentAtom& fragment);
 
-/// Gives the runs of a fragment their places and times. `decodeTime` is where the track is when its fragment
+/// Gives the runs of a track their times. `decodeTime` is where the track is when its fragment
 /// does not say; afterwards it is the end of the last run. Without a run of the track nothing changes.
 void ResolveTrackRuns(CMP4MovieFragmentAtom& fragment, std::uint32_t trackId, std::int64_t& decodeTime);
 

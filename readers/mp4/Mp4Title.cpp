@@ -35,7 +35,6 @@ QMFResult CMP4Title::Read(std::shared_ptr<FileReader> file) {
     QMF_RETURN_IF_NONZERO(InflateMovie(*m_file, m_movie.compressed, m_memory, m_inflated));
     const std::uint64_t next = m_movie.next;
     // A compressed movie inside a compressed movie is nothing that anybody writes.
-    m_movie.compressed = {};
     if (!ReadMovieAtom(*m_inflated, m_movie) || m_movie.compressed.size > 0) return QMF_ERR_BAD_STRUCTURE;
     m_movie.next = next;
   }
