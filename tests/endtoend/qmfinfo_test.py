@@ -49,6 +49,8 @@ class QmfinfoTest(unittest.TestCase):
             commands += [("show", ["show", "--jsonl", path]), ("explain", ["explain", "--json", path])]
             commands += [("blocksLine", ["blocks", path]), ("probe", ["probe", path])]
             commands += [("query", ["query", path, qid]) for qid in queries]
+        for path in [*self.files[:4], "missing.mkv"]:
+            commands.append(("compare", ["compare", "--json", path]))
         for table in ("results", "qids", "modules", "elements", "codecs", "fourccs"):
             commands.append(("tables", ["tables", table, "--json"]))
         for kind, arguments in commands:
@@ -127,6 +129,14 @@ class QmfinfoTest(unittest.TestCase):
                     ["bash", "-c", complete, line, str(line.count(" "))], capture_output=True, check=True, env=environment
                 )
                 self.assertEqual(done.stdout.decode().strip(), completed)
+
+    def test_compare_marks_what_a_rule_makes_differ(self):
+        path = next(path for path in self.files if path.name == "ntsc-flac96k.mkv")
+        found = json.loads(self.qmfinfo.run("compare", "--json", path).stdout)
+        for prop in found["properties"]:
+            wanted = "rule" if prop["name"] in ("System.Video.FrameRate", "System.Audio.SampleRate") else "same"
+            self.assertEqual(prop["peers"]["ffprobe"]["verdict"], wanted)
+            self.assertEqual(prop["peers"]["mkvmerge"]["verdict"], wanted)
 
     def test_log_is_written_only_where_told(self):
         with tempfile.TemporaryDirectory() as folder:

@@ -22,6 +22,9 @@ ExitCode Run(const ProbeOptions& options) {
 ExitCode Run(const ExplainOptions& options) {
   return RunExplain(options);
 }
+ExitCode Run(const CompareOptions& options) {
+  return RunCompare(options);
+}
 ExitCode Run(const TablesOptions& options) {
   return RunTables(options);
 }

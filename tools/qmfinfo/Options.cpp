@@ -168,6 +168,20 @@ CLI::App& AddExplain(CLI::App& program, ExplainOptions& explain) {
   return parser;
 }
 
+CLI::App& AddCompare(CLI::App& program, CompareOptions& compare) {
+  CLI::App& parser =
+      *program.add_subcommand("compare", "The seven properties beside what other programs say");
+  AddPathList(parser, compare.list);
+  parser.add_flag("--json", compare.json, "One JSON object a line");
+  parser.footer(
+      R"(Asks ffprobe, mediainfo and mkvmerge, where they are installed. '~' marks values that differ by a rule
+of the Shell values, '!' those that differ.
+
+Example:
+  qmfinfo compare film.mkv)");
+  return parser;
+}
+
 CLI::App& AddTables(CLI::App& program, TablesOptions& tables) {
   CLI::App& parser = *program.add_subcommand("tables", "The constant tables");
   parser.add_option("TABLE", tables.table, "Which one")
@@ -215,6 +229,7 @@ struct AllOptions {
   BlocksOptions blocks;
   ProbeOptions probe;
   ExplainOptions explain;
+  CompareOptions compare;
   TablesOptions tables;
 };
 
@@ -247,6 +262,7 @@ std::variant<Options, ExitCode> ParseOptions(const std::vector<std::string>& arg
   const CLI::App& blocks = AddBlocks(program, all.blocks);
   const CLI::App& probe = AddProbe(program, all.probe);
   const CLI::App& explain = AddExplain(program, all.explain);
+  const CLI::App& compare = AddCompare(program, all.compare);
   AddTables(program, all.tables);
   std::string shell;
   const CLI::App& completion = AddCompletion(program, shell);
@@ -266,6 +282,7 @@ std::variant<Options, ExitCode> ParseOptions(const std::vector<std::string>& arg
   if (blocks.parsed()) return all.blocks;
   if (probe.parsed()) return all.probe;
   if (explain.parsed()) return all.explain;
+  if (compare.parsed()) return all.compare;
   return all.tables;
 }
 

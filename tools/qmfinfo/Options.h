@@ -59,13 +59,18 @@ struct ExplainOptions {
   bool json = false;
 };
 
+struct CompareOptions {
+  PathList list;
+  bool json = false;
+};
+
 struct TablesOptions {
   std::string table;
   bool json = false;
 };
 
-using Options =
-    std::variant<ShowOptions, QueryOptions, BlocksOptions, ProbeOptions, ExplainOptions, TablesOptions>;
+using Options = std::variant<ShowOptions, QueryOptions, BlocksOptions, ProbeOptions, ExplainOptions,
+                             CompareOptions, TablesOptions>;
 
 /// Reads the command line (without the program's name). Where the program is not to go on, it has printed
 /// help to standard output or what is wrong to standard error, and gives the exit code instead.
@@ -79,6 +84,7 @@ ExitCode RunQuery(const QueryOptions& options);
 ExitCode RunBlocks(const BlocksOptions& options);
 ExitCode RunProbe(const ProbeOptions& options);
 ExitCode RunExplain(const ExplainOptions& options);
+ExitCode RunCompare(const CompareOptions& options);
 ExitCode RunTables(const TablesOptions& options);
 
 }  // namespace qmfinfo
