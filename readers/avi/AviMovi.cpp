@@ -29,11 +29,7 @@ constexpr unsigned Digit(FourCC id, int place) {
 }  // namespace
 
 AviMovi::AviMovi(FileReader& file, const AviTitle& title, QMFAllocator* memory)
-    : m_file(file),
-      m_firstList(title.moviOffset),
-      m_pieces(memory),
-      m_nextExtension(title.extensionsOffset),
-      m_chain(file, UINT64_MAX) {
+    : m_file(file), m_pieces(memory), m_nextExtension(title.extensionsOffset), m_chain(file, UINT64_MAX) {
   m_places.fill(-1);
   for (std::size_t i = title.streams.size(); i > 0; --i) {
     const AviStream& stream = title.streams[i - 1];

@@ -38,8 +38,6 @@ class AviMovi {
   /// The stream that a data chunk's id names, as its place in AviTitle::streams.
   std::optional<std::uint8_t> StreamOf(FourCC id) const;
 
-  std::uint64_t FirstListOffset() const { return m_firstList; }
-
  private:
   struct Piece {
     std::uint64_t begin;
@@ -52,7 +50,6 @@ class AviMovi {
   bool Step(std::uint64_t& position, const Piece& piece, std::optional<AviMediaChunk>& found);
 
   FileReader& m_file;
-  const std::uint64_t m_firstList;
   std::array<std::int8_t, 100> m_places{};  ///< By ordinal; -1 for streams that are not admitted.
   std::pmr::vector<Piece> m_pieces;         ///< In file order.
   std::uint64_t m_nextExtension;            ///< 0 when there are no more.

@@ -31,7 +31,8 @@ bool AviSeeker::Find(std::uint64_t offset, AviMediaChunk& chunk) {
 
 void AviSeeker::Note(const AviMediaChunk& chunk, bool isKey) {
   m_frontier.offset = chunk.offset;
-  if (chunk.place == m_leader) m_table.Note(m_frontier, isKey);
+  // Nothing can be decoded from a frame that was left out, whatever an index says.
+  if (chunk.place == m_leader) m_table.Note(m_frontier, isKey && chunk.size > 0);
   m_frontier.counts[chunk.place] += m_title.streams[chunk.place].CountOf(chunk.size);
   m_frontier.offset = chunk.Next();
 }

@@ -5,7 +5,7 @@
 namespace qmf {
 namespace {
 
-constexpr std::uint32_t kMaxNameSize = 512U << 10;
+constexpr std::uint32_t kMaxNameSize = 256U << 10;
 constexpr std::uint32_t kProtectionSize = 2232;
 
 class StreamList {

@@ -179,6 +179,19 @@ TEST_F(AviBlocks, EmptyChunksTakeTheirTimeInVideoOnly) {
   EXPECT_THAT(ReadAll(avi), ElementsAreArray(Expected(samples)));
 }
 
+TEST_F(AviBlocks, EmptyChunksAreNoKeyFrames) {
+  std::vector<Sample> samples = m_samples;
+  ASSERT_EQ(samples[24].id, "00dc");
+  samples[24] = {"00dc", "", true};
+  for (const Layout layout : {Layout::kRelativeIndex, Layout::kNoIndex}) {
+    OpenedAvi avi(MakeAvi(samples, layout));
+    ASSERT_FALSE(IsFailure(avi.SetTitle()));
+    std::int64_t time = 5'000'000;
+    ASSERT_EQ(avi.Module().SetPosition(avi.Handle(), kBlockVideo, 0, &time), QMF_OK);
+    EXPECT_EQ(time, 0);
+  }
+}
+
 TEST_F(AviBlocks, StartOfAStreamDelaysIt) {
   AviParts parts;
   parts.streams = {VideoStream({.start = 2}), AudioStream({.rate = 1000, .start = 500, .sampleSize = 4})};
