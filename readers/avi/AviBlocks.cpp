@@ -13,7 +13,7 @@ std::span<AviStream> StreamsOf(AviTitle& title, std::uint32_t blockType) {
   switch (blockType) {
     case kBlockVideo:
     case kBlockVideoAlternate:
-      return std::span(&title.Video(), title.hasVideo ? 1 : 0);
+      return {&title.Video(), title.hasVideo ? 1U : 0U};
     case kBlockAudio:
       return title.Audio().first(title.admittedAudio);
     case kBlockSubtitle:

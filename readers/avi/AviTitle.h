@@ -64,7 +64,7 @@ struct AviAudioFormat {
 
   std::array<std::uint8_t, kExtraOffset + kMaxExtra> bytes{};
 
-  std::uint16_t FormatTag() const { return LoadLE16(&bytes[0]); }
+  std::uint16_t FormatTag() const { return LoadLE16(bytes.data()); }
   std::uint16_t Channels() const { return LoadLE16(&bytes[2]); }
   std::uint32_t SamplesPerSec() const { return LoadLE32(&bytes[4]); }
   std::uint32_t AvgBytesPerSec() const { return LoadLE32(&bytes[8]); }
