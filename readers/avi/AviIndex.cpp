@@ -61,11 +61,7 @@ bool AviLegacyIndex::Next(AviIndexEntry& entry) {
 
 AviStreamIndex::AviStreamIndex(FileReader& file, const AviStream& stream, std::uint8_t place,
                                QMFAllocator* memory)
-    : m_file(file),
-      m_place(place),
-      m_super(stream.index->offset + AviIndexHeader::kSize),
-      m_superLeft(0),
-      m_buffer(memory) {
+    : m_file(file), m_place(place), m_super(stream.index->offset + AviIndexHeader::kSize), m_buffer(memory) {
   const AviIndexHeader& header = *stream.index;
   if (header.Type() == kIndexOfChunks) {
     m_bad = !ReadStandardHeader(header.offset);

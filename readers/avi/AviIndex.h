@@ -51,9 +51,9 @@ class AviStreamIndex {
 
   FileReader& m_file;
   const std::uint8_t m_place;
-  std::uint64_t m_super;         ///< Of the next entry of the super index.
-  std::uint64_t m_superLeft;     ///< Entries from there on.
-  std::uint64_t m_standard = 0;  ///< Of the next entry of the standard index.
+  std::uint64_t m_super;          ///< Of the next entry of the super index.
+  std::uint64_t m_superLeft = 0;  ///< Entries from there on.
+  std::uint64_t m_standard = 0;   ///< Of the next entry of the standard index.
   std::uint64_t m_standardLeft = 0;
   std::uint32_t m_entrySize = 0;
   std::uint64_t m_base = 0;

@@ -20,7 +20,7 @@ class AviReader {
 
   QMFResult Open(const char16_t* path);
   QMFResult SetTitle(std::uint32_t titleIndex);
-  QMFResult SetMenu(std::uint32_t menuIndex);
+  static QMFResult SetMenu(std::uint32_t menuIndex);
   QMFResult GetInfo(std::uint32_t qid, QMFQueryData& data, std::uint32_t index);
   QMFResult SetInfo(std::uint32_t qid, QMFQueryData& data, std::uint32_t index);
   QMFResult SetPosition(std::uint32_t blockType, std::uint32_t stream, std::int64_t& time);

@@ -59,7 +59,7 @@ Number NumberOfContainer(const AviContainer& container, std::uint32_t qid) {
 Number NumberOfTitle(const AviTitle& title, std::uint32_t qid, std::uint32_t index) {
   switch (qid) {
     case QMF_QID_NUM_TITLE_STREAMS:
-      return title.hasVideo + title.admittedAudio + title.admittedSubtitles;
+      return (title.hasVideo ? 1U : 0U) + title.admittedAudio + title.admittedSubtitles;
     case QMF_QID_NUM_TITLEMEDIA_VIDEOMEDIA:
       return title.hasVideo;
     case QMF_QID_NUM_TITLEMEDIA_AUDIOMEDIA:
@@ -114,7 +114,7 @@ QMFResult AnswerHasPicture(AviContainer& container, QMFQueryData& data, std::uin
   if (title.protection2.empty() && title.extensionsOffset != 0) {
     QMF_RETURN_IF_NONZERO(ScanAviExtensionsForMeta(container));
   }
-  return AnswerNumber(data, QMF_QID_HAS_TITLE_DRMICP, !title.protection2.empty());
+  return AnswerNumber(data, QMF_QID_HAS_TITLE_DRMICP, title.protection2.empty() ? 0 : 1);
 }
 
 QMFResult AnswerVideoFormat(AviContainer& container, QMFQueryData& data, std::uint32_t index) {
