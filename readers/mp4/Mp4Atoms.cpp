@@ -2,10 +2,13 @@
 
 #include <algorithm>
 
+#include "readers/mp4/Mp4Time.h"
+
 namespace qmf {
 namespace {
 
 constexpr std::uint64_t kMaxEdits = 65536;
+constexpr std::uint32_t kRunSize = 8;
 constexpr std::size_t kMaxChapterTracks = 64;
 constexpr std::uint64_t kMaxDataReferences = 64;
 
@@ -166,7 +169,10 @@ AtomVerdict ReadTimeToSample(CMP4MovieAtom& movie, CMP4Atom& atom) {
   CMP4Fields fields = atom.Fields();
   fields.Skip(4);
   const std::uint32_t declared = fields.U32();
-  movie.tracks.back().sampleTable.timeToSample = CMP4Table::InAtom(atom, 8, declared, 8);
+  CMP4SampleTableAtom& table = movie.tracks.back().sampleTable;
+  table.timeToSample = CMP4Table::InAtom(atom, 8, declared, kRunSize);
+  const std::uint64_t size = table.timeToSample.count * kRunSize;
+  if (size <= fields.Rest().size()) table.totals = SumOfRuns(fields.Take(static_cast<std::size_t>(size)));
   return Valid(fields);
 }
 
@@ -261,6 +267,19 @@ constexpr Row kMovieRows[] = {
 constexpr Row kFileRows[] = {{MakeFourCC("moov"), kRequired, BeginMovie, kMovieRows}};
 
 }  // namespace
+
+CMP4SampleTotals SumOfRuns(std::span<const std::uint8_t> rows) {
+  CMP4Fields fields(rows);
+  CMP4SampleTotals totals;
+  for (std::size_t left = rows.size() / kRunSize; left > 0; --left) {
+    const std::uint32_t samples = fields.U32();
+    const std::uint64_t duration = std::uint64_t{samples} * fields.U32();
+    if (samples > UINT32_MAX - totals.samples || duration > kMaxMediaTime - totals.duration) break;
+    totals.samples += samples;
+    totals.duration += duration;
+  }
+  return totals;
+}
 
 const CMP4TrackAtom* CMP4MovieAtom::FindTrack(std::uint32_t id) const {
   const auto found = std::ranges::find(tracks, id, &CMP4TrackAtom::id);

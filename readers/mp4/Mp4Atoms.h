@@ -2,6 +2,8 @@
 
 #include <cstdint>
 #include <memory_resource>
+#include <optional>
+#include <span>
 #include <vector>
 
 #include "readers/mp4/Mp4SampleDescription.h"
@@ -23,12 +25,22 @@ struct CMP4EditListAtom {
   std::uint64_t duration = 0;   ///< Of all edits, in the movie's timescale; 0 for "all of the media".
 };
 
+/// Samples and the ticks that they last together.
+struct CMP4SampleTotals {
+  std::uint64_t samples = 0;
+  std::uint64_t duration = 0;
+};
+
+/// Adds up rows of {samples, ticks each}. Ends before a sum that no file can mean.
+CMP4SampleTotals SumOfRuns(std::span<const std::uint8_t> rows);
+
 /// 'stbl': only what tells format and rate; the other tables are found when blocks are read.
 struct CMP4SampleTableAtom {
   std::uint64_t begin = 0;  ///< Children of the atom.
   std::uint64_t end = 0;
   CMP4SampleDescription description;
-  CMP4Table timeToSample;  ///< Rows of {samples, ticks each}, 32 bits both.
+  CMP4Table timeToSample;                  ///< Rows of {samples, ticks each}, 32 bits both.
+  std::optional<CMP4SampleTotals> totals;  ///< Of the rows, where they are few.
 };
 
 /// 'trak'.

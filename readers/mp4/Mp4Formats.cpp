@@ -72,8 +72,13 @@ std::uint16_t To16Bits(std::uint32_t value) {
 
 std::pmr::vector<std::uint8_t> ReadCodecConfig(const CMP4TrackContext& context) {
   const CMP4CodecConfig& config = context.track.sampleTable.description.config;
-  std::pmr::vector<std::uint8_t> bytes(config.size, context.memory);
-  if (!bytes.empty()) bytes.resize(context.movie.file->ReadAt(config.begin, bytes.data(), bytes.size()));
+  std::pmr::vector<std::uint8_t> bytes(context.memory);
+  if (config.IsKept()) {
+    bytes.assign(config.front.begin(), config.front.begin() + static_cast<std::ptrdiff_t>(config.size));
+    return bytes;
+  }
+  bytes.resize(config.size);
+  bytes.resize(context.movie.file->ReadAt(config.begin, bytes.data(), bytes.size()));
   return bytes;
 }
 

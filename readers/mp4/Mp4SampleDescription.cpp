@@ -11,22 +11,26 @@ struct Entry {
   CMP4SampleDescription& description;
 };
 
-// Keeps where the configuration lies; the first atom that has one wins. `skipped` passes version and flags.
-AtomVerdict KeepConfig(Entry& entry, const CMP4Atom& atom, std::uint64_t skipped) {
+// Keeps where the configuration lies; the first atom that has one wins.
+AtomVerdict KeepConfig(Entry& entry, const CMP4Atom& atom, std::uint64_t begin, std::uint64_t size) {
   CMP4CodecConfig& config = entry.description.config;
-  if (config.type != 0 || atom.Size() <= skipped) return AtomVerdict::kIgnored;
-  const std::uint64_t size = atom.Size() - skipped;
-  if (size > CMP4CodecConfig::kMaxSize) return AtomVerdict::kIgnored;
-  config = {atom.type, atom.payload + skipped, static_cast<std::uint32_t>(size)};
+  if (config.type != 0 || size == 0 || size > CMP4CodecConfig::kMaxSize) return AtomVerdict::kIgnored;
+  config.type = atom.type;
+  config.begin = begin;
+  config.size = static_cast<std::uint32_t>(size);
+  if (config.IsKept())
+    config.size = static_cast<std::uint32_t>(atom.file->ReadAt(begin, config.front.data(), config.size));
   return AtomVerdict::kTaken;
 }
 
 AtomVerdict ReadConfig(Entry& entry, CMP4Atom& atom) {
-  return KeepConfig(entry, atom, 0);
+  return KeepConfig(entry, atom, atom.payload, atom.Size());
 }
 
 AtomVerdict ReadFullConfig(Entry& entry, CMP4Atom& atom) {
-  return KeepConfig(entry, atom, 4);
+  constexpr std::uint64_t kVersionAndFlags = 4;
+  if (atom.Size() < kVersionAndFlags) return AtomVerdict::kIgnored;
+  return KeepConfig(entry, atom, atom.payload + kVersionAndFlags, atom.Size() - kVersionAndFlags);
 }
 
 AtomVerdict ReadElementaryStream(Entry& entry, CMP4Atom& atom) {
@@ -37,10 +41,8 @@ AtomVerdict ReadElementaryStream(Entry& entry, CMP4Atom& atom) {
   DecoderDescriptor decoder;
   if (!ReadDecoderDescriptor(fields.Rest(), decoder)) return AtomVerdict::kIgnored;
   description.elementaryStream = decoder.stream;
-  if (decoder.specificSize > 0 && description.config.type == 0) {
-    description.config = {atom.type, atom.payload + fullHeader + decoder.specificOffset,
-                          decoder.specificSize};
-  }
+  const std::uint64_t begin = atom.payload + fullHeader + decoder.specificOffset;
+  if (decoder.specificSize > 0) KeepConfig(entry, atom, begin, decoder.specificSize);
   return AtomVerdict::kTaken;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 
 #include "readers/mp4/Mp4AtomReader.h"
@@ -13,12 +14,18 @@ struct CMP4ElementaryStreamAtom {
   std::uint32_t avgBitrate = 0;  ///< Bits a second.
 };
 
-/// Decoder configuration: which atom gave it and where its bytes lie, without version and flags.
+/// Decoder configuration: which atom gave it and where its bytes lie, without version and flags. Its first
+/// bytes are kept, which is all of most: when formats are asked for, the file's window is elsewhere.
 struct CMP4CodecConfig {
+  static constexpr std::uint32_t kKept = 128;
+
   FourCC type = 0;
   std::uint64_t begin = 0;
   std::uint32_t size = 0;  ///< At most kMaxSize; a longer one is left out.
   static constexpr std::uint64_t kMaxSize = 1U << 20;
+  std::array<std::uint8_t, kKept> front{};
+
+  bool IsKept() const { return size <= kKept; }
 };
 
 /// The first entry of 'stsd': the coding that a track's samples have.

@@ -18,7 +18,6 @@ constexpr std::uint64_t kMaxTableBytes = 2U << 20;
 // A table of more runs than this is not summed: over an hour of video whose every frame lasts differently.
 // One read gets that many.
 constexpr std::uint64_t kMaxSummedRuns = 131'072;
-constexpr std::size_t kRunSize = 8;
 
 // From the media's timeline to the movie's.
 std::int64_t PresentationEnd(const CMP4MovieAtom& movie, const CMP4TrackAtom& track, std::int64_t mediaEnd,
@@ -162,21 +161,12 @@ std::int64_t TitleDuration(FileReader& file, const CMP4MovieAtom& movie, std::pm
 }
 
 CMP4SampleTotals TotalsOf(const CMP4TrackAtom& track, std::pmr::memory_resource* memory) {
-  const CMP4Table& table = track.sampleTable.timeToSample;
-  CMP4SampleTotals totals;
-  if (table.count > kMaxSummedRuns) {
-    return {CountSamples(track.sampleTable, *table.file), track.mediaDuration};
+  const CMP4SampleTableAtom& samples = track.sampleTable;
+  if (samples.totals) return *samples.totals;
+  if (samples.timeToSample.count > kMaxSummedRuns) {
+    return {CountSamples(samples, *samples.timeToSample.file), track.mediaDuration};
   }
-  const auto bytes = ReadWhole(table, memory);
-  CMP4Fields fields(bytes);
-  for (std::size_t left = bytes.size() / kRunSize; left > 0; --left) {
-    const std::uint32_t samples = fields.U32();
-    const std::uint64_t duration = std::uint64_t{samples} * fields.U32();
-    if (samples > UINT32_MAX - totals.samples || duration > kMaxMediaTime - totals.duration) break;
-    totals.samples += samples;
-    totals.duration += duration;
-  }
-  return totals;
+  return SumOfRuns(ReadWhole(samples.timeToSample, memory));
 }
 
 Fraction AverageRate(FileReader& file, const CMP4MovieAtom& movie, const CMP4TrackAtom& track,

@@ -20,10 +20,6 @@ Fraction AverageRate(FileReader& file, const CMP4MovieAtom& movie, const CMP4Tra
                      std::pmr::memory_resource* memory);
 
 /// Samples and ticks that a track's tables, without its fragments, tell.
-struct CMP4SampleTotals {
-  std::uint64_t samples = 0;
-  std::uint64_t duration = 0;
-};
 CMP4SampleTotals TotalsOf(const CMP4TrackAtom& track, std::pmr::memory_resource* memory);
 
 }  // namespace qmf

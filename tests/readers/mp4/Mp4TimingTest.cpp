@@ -265,6 +265,9 @@ void AskProperties(Mp4TestFile& file) {
 
 TEST(Mp4Properties, CostAFewReadsHoweverLongTheTablesAre) {
   TrackSpec video = VideoTrack();
+  // The decoder configurations count too.
+  const Bytes avc = AtomBuilder().Begin("avcC").U8(1).U8(66).Zeros(60).End().Take();
+  video.entry = VideoEntry("avc1", 640, 360, avc);
   const std::uint32_t frames = 12U * 3600 * 25;
   video.times = {{frames, 512}};
   video.duration = std::uint64_t{frames} * 512;
@@ -278,7 +281,8 @@ TEST(Mp4Properties, CostAFewReadsHoweverLongTheTablesAre) {
   audio.timescale = 48000;
   audio.times = {{frames, 1920}};
   audio.duration = std::uint64_t{frames} * 1920;
-  audio.entry = AudioEntry("sowt", 2, 16, 48000);
+  audio.entry =
+      AudioEntry("Opus", 2, 16, 48000, AtomBuilder().Begin("dOps").U8(0).U8(2).Zeros(9).End().Take());
   MovieSpec spec;
   spec.duration = 43'200'000;
   spec.tracks = {video, audio};
