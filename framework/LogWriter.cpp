@@ -105,7 +105,7 @@ bool LogWriter::Open() {
 }
 
 void LogWriter::Append(std::u16string_view format, std::span<const LogValue> values) {
-  for (std::size_t mark = format.find(u'%'); mark != format.npos; mark = format.find(u'%')) {
+  for (std::size_t mark = format.find(u'%'); mark != std::u16string_view::npos; mark = format.find(u'%')) {
     m_pending += format.substr(0, mark);
     AppendValue(m_pending, format[mark + 1], values);
     format.remove_prefix(mark + 2);

@@ -147,7 +147,7 @@ bool ReadVideoFields(CMP4Fields& fields, CMP4SampleDescription& description) {
 // A sound description of version 2 repeats everything in wider fields.
 void ReadQuickTimeV2(CMP4Fields& fields, CMP4SampleDescription& description) {
   fields.Skip(4);
-  const double rate = std::bit_cast<double>(fields.U64());
+  const auto rate = std::bit_cast<double>(fields.U64());
   description.sampleRate = rate >= 0 && rate < 4294967296.0 ? static_cast<std::uint32_t>(rate + 0.5) : 0;
   description.channels = fields.U32();
   fields.Skip(4);

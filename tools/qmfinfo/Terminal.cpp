@@ -69,8 +69,8 @@ bool WasInterrupted() {
 Progress::Progress(bool wanted, std::optional<std::uint64_t> total)
     : m_shown(wanted && IsErrorTerminal()), m_total(total) {}
 
-void Progress::Hide() {
-  if (m_visible) fmt::print(stderr, "\r\x1b[K");
+void Progress::Hide() noexcept {
+  if (m_visible) (void)std::fputs("\r\x1b[K", stderr);
   m_visible = false;
 }
 

@@ -28,7 +28,7 @@ class Progress {
 
   bool IsShown() const { return m_shown; }
   /// Takes the line away, so that output can be printed.
-  void Hide();
+  void Hide() noexcept;
   /// Counts one file; puts the line back, a few times a second.
   void Advance();
 
