@@ -320,7 +320,8 @@ QMFResult AnswerMkvQuery(MkvTitle& title, std::uint32_t qid, QMFQueryData& data,
   if (const auto* const row = FindRow(kSegmentQueries, qid)) {
     return row->answer({title, *segment, qid, data, index});
   }
-  return AnswerMkvChapterQuery(*segment, qid, data, index);
+  const QMFResult result = AnswerMkvChapterQuery(*segment, qid, data, index);
+  return result == QMF_ERR_UNSUPPORTED_QID ? AnswerMkvAttachmentQuery(*segment, qid, data, index) : result;
 }
 
 QMFResult SetMkvInfo(MkvTitle& title, std::uint32_t qid, QMFQueryData& data, std::uint32_t index) {

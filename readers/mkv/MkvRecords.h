@@ -29,4 +29,15 @@ struct QMFChapterProp {
 };
 static_assert(sizeof(QMFChapterProp) == 56);
 
+/// Answer of QMF_QID_GET_ATTACHMENTINFO: attachment `index`. Where the caller's buffer has room for the
+/// record and all of the data, these follow it. Texts are zero-terminated and cut to fit.
+struct QMFAttachmentInfo {
+  std::uint64_t uid;
+  std::uint64_t size;  ///< Bytes of data.
+  char16_t name[260];
+  char16_t description[260];
+  char16_t mimeType[64];
+};
+static_assert(sizeof(QMFAttachmentInfo) == 1184);
+
 }  // namespace qmf

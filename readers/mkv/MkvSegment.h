@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "framework/FileReader.h"
+#include "readers/mkv/MkvAttachments.h"
 #include "readers/mkv/MkvChapters.h"
 #include "readers/mkv/MkvCues.h"
 #include "readers/mkv/MkvInfo.h"
@@ -59,7 +60,8 @@ struct MkvSegment {
     return sections[kSectionCluster] != 0 ? sections[kSectionCluster] : scannedTo;
   }
 
-  std::optional<MkvCues> cues;  ///< Empty until first needed.
+  std::optional<MkvCues> cues;                ///< Empty until first needed.
+  std::optional<MkvAttachments> attachments;  ///< Empty until first needed.
 
   std::pmr::vector<MkvEdition> editions;
   std::uint32_t selectedPlaylist = 0;

@@ -1,0 +1,107 @@
+#include <algorithm>
+#include <cstring>
+
+#include "framework/QueryAnswer.h"
+#include "framework/ReturnIf.h"
+#include "readers/mkv/MkvAttachments.h"
+#include "readers/mkv/MkvRecords.h"
+#include "readers/mkv/MkvSegment.h"
+
+namespace qmf {
+namespace {
+
+struct Query {
+  MkvSegment& segment;
+  std::uint32_t qid;
+  QMFQueryData& data;
+  std::uint32_t index;
+
+  QMFResult Number(std::uint64_t value) const { return AnswerNumber(data, qid, value); }
+};
+
+template <std::size_t size>
+void CopyText(char16_t (&out)[size], std::u16string_view text) {
+  std::ranges::copy(text.substr(0, size - 1), out);
+}
+
+template <auto answer>
+QMFResult OfFile(const Query& query) {
+  const MkvAttachments& attachments = MkvAttachmentsOf(query.segment);
+  QMF_RETURN_IF_NONZERO(attachments.result);
+  if (query.index >= attachments.files.size()) return QMF_ERR_INDEX_OUT_OF_RANGE;
+  return answer(query, attachments.files[query.index]);
+}
+
+QMFResult Count(const Query& query) {
+  const MkvAttachments& attachments = MkvAttachmentsOf(query.segment);
+  QMF_RETURN_IF_NONZERO(attachments.result);
+  return query.Number(attachments.files.size());
+}
+
+// In 32 bits; a larger size is told as the largest, the record has it whole.
+QMFResult Size(const Query& query, const MkvAttachment& file) {
+  return query.Number(std::min<std::uint64_t>(file.size, UINT32_MAX));
+}
+
+// The record alone, or with the data behind it where the caller's buffer has room for all of them.
+QMFResult Info(const Query& query, const MkvAttachment& file) {
+  QMFAttachmentInfo info{};
+  info.uid = file.uid;
+  info.size = file.size;
+  CopyText(info.name, file.name);
+  CopyText(info.description, file.description);
+  CopyText(info.mimeType, file.mimeType);
+  const std::uint32_t room = query.data.size;
+  QMF_RETURN_IF_NONZERO(AnswerRecord(query.data, info));
+  if (room - sizeof(info) < file.size || file.size == 0) return QMF_OK;
+  auto* const out = static_cast<std::uint8_t*>(query.data.pointer) + sizeof(info);
+  const auto size = static_cast<std::size_t>(file.size);
+  if (query.segment.file->ReadAt(file.offset, out, size) == size) return QMF_OK;
+  std::memset(out, 0, size);
+  return QMF_ERR_FILE_CORRUPT;
+}
+
+template <MkvTrackType type>
+QMFResult LinkCount(const Query& query) {
+  const auto& tracks = query.segment.tracks.Of(type);
+  if (query.index >= tracks.size()) return QMF_ERR_INVALID_STREAM;
+  return query.Number(tracks[query.index].attachmentLinks.size());
+}
+
+// The value says which of the track's links, the answer is the attachment's UID.
+template <MkvTrackType type>
+QMFResult Link(const Query& query) {
+  const auto& tracks = query.segment.tracks.Of(type);
+  if (query.index >= tracks.size()) return QMF_ERR_INVALID_STREAM;
+  const auto& links = tracks[query.index].attachmentLinks;
+  if (query.data.value >= links.size()) return QMF_ERR_ATTACHMENT_LINK_INVALID;
+  return query.Number(links[query.data.value]);
+}
+
+struct QueryRow {
+  std::uint32_t qid;
+  QMFResult (*answer)(const Query&);
+};
+
+constexpr QueryRow kQueries[] = {
+    {QMF_QID_GET_ATTACHMENT_COUNT, Count},
+    {QMF_QID_GET_ATTACHMENT_SIZE, OfFile<Size>},
+    {QMF_QID_GET_ATTACHMENTINFO, OfFile<Info>},
+    {QMF_QID_GET_VID_ATTACHMENT_LINK_COUNT, LinkCount<kTrackVideo>},
+    {QMF_QID_GET_AUD_ATTACHMENT_LINK_COUNT, LinkCount<kTrackAudio>},
+    {QMF_QID_GET_SUB_ATTACHMENT_LINK_COUNT, LinkCount<kTrackSubtitle>},
+    {QMF_QID_GET_VID_ATTACHMENT_LINKS, Link<kTrackVideo>},
+    {QMF_QID_GET_AUD_ATTACHMENT_LINKS, Link<kTrackAudio>},
+    {QMF_QID_GET_SUB_ATTACHMENT_LINKS, Link<kTrackSubtitle>},
+    {QMF_QID_GET_SUB_ATTACHMENT_LINK, Link<kTrackSubtitle>},
+};
+
+}  // namespace
+
+QMFResult AnswerMkvAttachmentQuery(MkvSegment& segment, std::uint32_t qid, QMFQueryData& data,
+                                   std::uint32_t index) {
+  const auto row = std::ranges::find(kQueries, qid, &QueryRow::qid);
+  return row == std::end(kQueries) ? QMF_ERR_UNSUPPORTED_QID : row->answer({segment, qid, data, index});
+}
+
+}  // namespace qmf

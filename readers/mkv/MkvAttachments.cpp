@@ -1,0 +1,56 @@
+#include "readers/mkv/MkvAttachments.h"
+
+#include "readers/mkv/EbmlRules.h"
+#include "readers/mkv/MkvSegment.h"
+
+namespace qmf {
+namespace {
+
+constexpr EbmlLimits kLimits = {.elements = 100'000, .bytesRead = 4U << 20, .bytesKept = 4U << 20};
+
+QMFResult NoteData(MkvAttachment& file, EbmlReader&, const EbmlElement& element) {
+  file.offset = element.payload;
+  file.size = element.Size();
+  return QMF_OK;
+}
+
+constexpr EbmlRule<MkvAttachment> kFileRules[] = {
+    {Element::FileUid, ReadInto<&MkvAttachment::uid>},
+    {Element::AttachedFileName, ReadInto<&MkvAttachment::name>},
+    {Element::FileDescription, ReadInto<&MkvAttachment::description>},
+    {Element::FileMimeType, ReadInto<&MkvAttachment::mimeType>},
+    {Element::FileData, NoteData},
+};
+
+QMFResult ReadFile(MkvAttachments& attachments, EbmlReader& reader, const EbmlElement& element) {
+  QMF_RETURN_IF_NONZERO(reader.Keep(sizeof(MkvAttachment)));
+  MkvAttachment file(reader.Memory());
+  QMF_RETURN_IF_NONZERO(WalkInto<kFileRules>(file, reader, element));
+  attachments.files.push_back(std::move(file));
+  return QMF_OK;
+}
+
+constexpr EbmlRule<MkvAttachments> kAttachmentsRules[] = {
+    {Element::AttachedFile, ReadFile},
+};
+
+QMFResult ReadAttachments(MkvSegment& segment, MkvAttachments& attachments) {
+  EbmlReader reader(*segment.file, segment.memory, kLimits);
+  EbmlElement element;
+  if (FindMkvSection(segment, reader, kSectionAttachments, element) != QMF_OK) return QMF_OK;
+  if (WalkInto<kAttachmentsRules>(attachments, reader, element) != QMF_FAILURE) return QMF_OK;
+  attachments.files.clear();
+  return QMF_ERR_QF3_PARSE_ATTACHMENTS;
+}
+
+}  // namespace
+
+const MkvAttachments& MkvAttachmentsOf(MkvSegment& segment) {
+  if (!segment.attachments) {
+    MkvAttachments& attachments = segment.attachments.emplace(segment.memory);
+    attachments.result = ReadAttachments(segment, attachments);
+  }
+  return *segment.attachments;
+}
+
+}  // namespace qmf
