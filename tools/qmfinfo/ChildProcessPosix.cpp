@@ -14,6 +14,7 @@ namespace {
 
 pid_t Start(std::vector<std::string>& words, int outputEnd) {
   std::vector<char*> arguments;
+  arguments.reserve(words.size() + 1);
   for (std::string& word : words) arguments.push_back(word.data());
   arguments.push_back(nullptr);
   posix_spawn_file_actions_t actions;
@@ -42,6 +43,7 @@ std::string ReadAll(int descriptor) {
 
 std::optional<std::string> OutputOf(const std::vector<std::u16string>& words) {
   std::vector<std::string> bytes;
+  bytes.reserve(words.size());
   for (const std::u16string& word : words) bytes.push_back(qmf::BytesFromPath(word));
   std::array<int, 2> ends{};
   if (::pipe2(ends.data(), O_CLOEXEC) != 0) return std::nullopt;

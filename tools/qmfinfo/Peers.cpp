@@ -16,7 +16,7 @@ std::optional<double> Number(const Json& object, const char* key, double unit = 
   if (found == object.end()) return std::nullopt;
   if (found->is_number()) return found->get<double>() * unit;
   if (!found->is_string()) return std::nullopt;
-  const std::string& text = found->get_ref<const std::string&>();
+  const auto& text = found->get_ref<const std::string&>();
   double value = 0;
   const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), value);
   return error == std::errc() ? std::optional(value * unit) : std::nullopt;
