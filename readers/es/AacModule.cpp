@@ -1,6 +1,7 @@
 #include "readers/es/AacModule.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "framework/MediaTime.h"
 #include "framework/ModuleAdapter.h"
@@ -16,9 +17,9 @@ constexpr std::int32_t kLikelyScore = 50;
 constexpr std::int32_t kPossibleScore = 25;
 constexpr std::uint32_t kSureChain = 3;
 constexpr std::uint32_t kPossibleChain = 4;
-// What the first reading of a file brings: files of other kinds are not read for longer than their own
-// readers do.
-constexpr std::uint64_t kSearched = 4096 - SPL_AAC::AACHdrADTS::kFixedSize;
+// What the first reading of a file brings: a search ends with it, so that files of other kinds are not read
+// for longer than their own readers do.
+constexpr std::size_t kSearched = 4096;
 
 constexpr std::uint8_t kAudioKind = 0x11;
 constexpr std::uint16_t kFormatTagAac = 0x00FF;
@@ -34,6 +35,23 @@ bool HasKnownExtension(const char16_t* path) {
   return std::ranges::find(kExtensions, PathExtension(path)) != std::end(kExtensions);
 }
 
+// Whether frames follow each other somewhere at the front of the file.
+bool HasFramesBehindGarbage(FileReader& file, std::uint64_t start) {
+  AdtsFrames frames(file);
+  const auto head = file.View(start, kSearched);
+  const std::uint64_t end =
+      start + head.size() - std::min<std::size_t>(head.size(), SPL_AAC::AACHdrADTS::kFixedSize);
+  for (std::uint64_t at = start; at < end; ++at) {
+    const auto rest = head.subspan(at - start);
+    const void* const sync = std::memchr(rest.data(), 0xFF, rest.size());
+    if (sync == nullptr) return false;
+    at += static_cast<std::uint64_t>(static_cast<const std::uint8_t*>(sync) - rest.data());
+    std::uint64_t behind = 0;
+    if (frames.CountChain(at, kPossibleChain, behind, end) == kPossibleChain) return true;
+  }
+  return false;
+}
+
 std::int32_t ScoreContent(FileReader& file) {
   AdtsFrames frames(file);
   const std::uint64_t start = SkipId3v2(file);
@@ -41,10 +59,7 @@ std::int32_t ScoreContent(FileReader& file) {
   const std::uint32_t chain = frames.CountChain(start, kSureChain, end);
   if (chain == kSureChain || (chain > 0 && end == EndBeforeId3v1(file))) return kSureScore;
   if (chain > 0) return chain > 1 ? kLikelyScore : 0;
-  for (std::uint64_t offset = start; offset < start + kSearched; ++offset) {
-    if (frames.CountChain(offset, kPossibleChain, end) == kPossibleChain) return kPossibleScore;
-  }
-  return 0;
+  return HasFramesBehindGarbage(file, start) ? kPossibleScore : 0;
 }
 
 }  // namespace

@@ -63,11 +63,12 @@ void AdtsFrames::Restart(std::uint64_t offset, std::uint64_t samples) {
   m_samples = samples;
 }
 
-std::uint32_t AdtsFrames::CountChain(std::uint64_t offset, std::uint32_t most, std::uint64_t& end) {
+std::uint32_t AdtsFrames::CountChain(std::uint64_t offset, std::uint32_t most, std::uint64_t& end,
+                                     std::uint64_t limit) {
   Frame first;
   Frame frame;
   std::uint32_t count = 0;
-  for (end = offset; count < most && At(end, frame); ++count) {
+  for (end = offset; count < most && end < limit && At(end, frame); ++count) {
     if (count == 0) first = frame;
     if (!IsSameStream(first.header, frame.header)) break;
     end = frame.End();

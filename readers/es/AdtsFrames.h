@@ -34,9 +34,10 @@ class AdtsFrames {
   /// Whether a whole frame stands at `offset`.
   bool At(std::uint64_t offset, Frame& frame);
 
-  /// How many frames, at most `most`, follow each other from `offset` on without a gap; `end` is where the
-  /// last of them ends.
-  std::uint32_t CountChain(std::uint64_t offset, std::uint32_t most, std::uint64_t& end);
+  /// How many frames, at most `most` and beginning before `limit`, follow each other from `offset` on without
+  /// a gap; `end` is where the last of them ends.
+  std::uint32_t CountChain(std::uint64_t offset, std::uint32_t most, std::uint64_t& end,
+                           std::uint64_t limit = ~std::uint64_t{0});
 
  private:
   bool Resync(Frame& frame);
