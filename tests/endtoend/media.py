@@ -17,6 +17,7 @@ SHORTHANDS = {
     # x264 writes its settings, the number of threads among them, into the stream.
     "h264": "-c:v libx264 -threads 1 -preset veryfast -pix_fmt yuv420p -flags:v +bitexact",
     "aac": "-c:a aac -flags:a +bitexact",
+    "write_srt": shlex.join([sys.executable, "-B", str(pathlib.Path(__file__).with_name("write_srt.py"))]),
     "edit_avi": shlex.join([sys.executable, "-B", str(pathlib.Path(__file__).with_name("edit_avi.py"))]),
 }
 

@@ -88,4 +88,6 @@ RECIPES = [
     Recipe("plain.aac", "{ffmpeg} {audio} {aac} {out}", time="dts", differs=duration(20266666)),
     aac("mono-22050", "", 20897959, rate=22050, channels=1),
     aac("tagged", "-write_id3v2 1 -metadata title=x", 20266666),
+    *(Recipe(f"{name}.srt", f"{{write_srt}} {name} {{out}}", differs=duration(36020000000))
+      for name in ("lf", "crlf", "blank-runs", "utf8-mark", "utf16-le", "utf16-be")),
 ]
