@@ -43,7 +43,8 @@ class PlainReader {
  private:
   std::uint32_t ReadBit() {
     if (m_position >= m_bits) return 1;
-    const std::uint32_t bit = m_data[m_position / 8] >> (7 - m_position % 8) & 1U;
+    const std::uint32_t byte = m_data[m_position / 8];
+    const std::uint32_t bit = byte >> (7 - m_position % 8) & 1U;
     ++m_position;
     return bit;
   }
