@@ -8,106 +8,164 @@ namespace {
 using SPL_H264::H264HdrSeqParSet;
 
 bool IsHighProfile(std::uint8_t profile) {
-  for (const int high : {100, 110, 122, 144, 244, 44, 83, 86}) {
-    if (profile == high) return true;
+  static constexpr std::uint8_t kHigh[] = {100, 110, 122, 144, 244, 44, 83, 86};
+  return std::ranges::find(kHigh, profile) != std::end(kHigh);
+}
+
+// One walk over the syntax of a set: writes every field, and draws it beforehand where there is a source of
+// chance. Levels and sizes are such that no run of zeros arises whose emulation prevention the bit reader is
+// known to miss.
+class SpsWriter {
+ public:
+  SpsWriter(H264HdrSeqParSet& set, std::mt19937* random) : s(set), m_random(random) {}
+
+  Bytes Write(std::uint32_t hrdEntries) {
+    static constexpr std::uint8_t kProfiles[] = {66, 77, 88, 100, 110, 122, 144, 244, 44, 83, 86, 118, 128};
+    if (m_random != nullptr) s.profile_idc = kProfiles[(*m_random)() % std::size(kProfiles)];
+    w.Bits(s.profile_idc, 8);
+    for (std::uint8_t* const flag : {&s.constraint_set0_flag, &s.constraint_set1_flag,
+                                     &s.constraint_set2_flag, &s.constraint_set3_flag}) {
+      Flag(*flag);
+    }
+    w.Bits(s.reserved_zero_4bits, 4).Bits(Draw(s.level_idc, 50, 10), 8);
+    UE(s.seq_parameter_set_id, 32);
+    if (IsHighProfile(s.profile_idc)) Chroma();
+    PictureOrder();
+    Geometry();
+    if (Flag(s.vui_parameters_present_flag)) Vui(hrdEntries);
+    return NalUnit(static_cast<std::uint8_t>(0x60 | s.nal_unit_type), w.Trailing().Bytes());
   }
-  return false;
-}
 
-// Wrapped deltas are as good as small ones: the reader takes them modulo 256.
-void WriteScalingList(BitWriter& w, std::span<const std::uint16_t> list, bool useDefault) {
-  if (useDefault) {
-    w.SE(-8);
-    return;
+ private:
+  template <class Field>
+  Field Draw(Field& field, std::uint64_t count, std::int32_t first = 0) {
+    if (m_random != nullptr)
+      field = static_cast<Field>(first + static_cast<std::int64_t>((*m_random)() % count));
+    return field;
   }
-  int last = 8;
-  for (const std::uint16_t entry : list) {
-    w.SE(entry - last);
-    last = entry;
+  bool Flag(std::uint8_t& flag) {
+    w.Bits(Draw(flag, 2), 1);
+    return flag != 0;
   }
-}
-
-void WriteChroma(BitWriter& w, const H264HdrSeqParSet& s) {
-  w.UE(s.chroma_format_idc);
-  if (s.chroma_format_idc == 3) w.Bits(s.separate_colour_plane_flag, 1);
-  w.UE(s.bit_depth_luma_minus8).UE(s.bit_depth_chroma_minus8);
-  w.Bits(s.qpprime_y_zero_transform_bypass_flag, 1).Bits(s.seq_scaling_matrix_present_flag, 1);
-  if (s.seq_scaling_matrix_present_flag == 0) return;
-  for (std::size_t i = 0; i < (s.chroma_format_idc == 3 ? 12U : 8U); ++i) {
-    w.Bits(s.seq_scaling_list_present_flag[i], 1);
-    if (s.seq_scaling_list_present_flag[i] == 0) continue;
-    if (i < 6) WriteScalingList(w, s.scaling_list_4x4[i], s.use_default_scaling_matrix_4x4_flag[i] != 0);
-    if (i >= 6)
-      WriteScalingList(w, s.scaling_list_8x8[i - 6], s.use_default_scaling_matrix_8x8_flag[i - 6] != 0);
+  template <class Field>
+  void Fixed(Field& field, unsigned width) {
+    w.Bits(Draw(field, std::uint64_t{1} << width), width);
   }
-}
-
-void WritePictureOrder(BitWriter& w, const H264HdrSeqParSet& s) {
-  w.UE(s.log2_max_frame_num_minus4).UE(s.pic_order_cnt_type);
-  if (s.pic_order_cnt_type == 0) w.UE(s.log2_max_pic_order_cnt_lsb_minus4);
-  if (s.pic_order_cnt_type != 1) return;
-  w.Bits(s.delta_pic_order_always_zero_flag, 1);
-  w.SE(s.offset_for_non_ref_pic).SE(s.offset_for_top_to_bottom_field);
-  w.UE(s.num_ref_frames_in_pic_order_cnt_cycle);
-  for (std::uint32_t i = 0; i < s.num_ref_frames_in_pic_order_cnt_cycle; ++i) {
-    w.SE(s.offset_for_ref_frame[std::min(i, H264HdrSeqParSet::kMaxStoredRefFrameOffsets - 1)]);
+  template <class Field>
+  void UE(Field& field, std::uint32_t below) {
+    w.UE(Draw(field, below));
   }
-}
 
-void WriteGeometry(BitWriter& w, const H264HdrSeqParSet& s) {
-  w.UE(s.num_ref_frames).Bits(s.gaps_in_frame_num_value_allowed_flag, 1);
-  w.UE(s.pic_width_in_mbs_minus1).UE(s.pic_height_in_map_units_minus1).Bits(s.frame_mbs_only_flag, 1);
-  if (s.frame_mbs_only_flag == 0) w.Bits(s.mb_adaptive_frame_field_flag, 1);
-  w.Bits(s.direct_8x8_inference_flag, 1).Bits(s.frame_cropping_flag, 1);
-  if (s.frame_cropping_flag == 0) return;
-  w.UE(s.frame_crop_left_offset).UE(s.frame_crop_right_offset);
-  w.UE(s.frame_crop_top_offset).UE(s.frame_crop_bottom_offset);
-}
-
-void WriteHrd(BitWriter& w, const H264HdrSeqParSet& s, std::uint32_t entries) {
-  w.UE(entries - 1).Bits(0x21, 8);
-  for (std::uint32_t i = 0; i < entries; ++i) w.UE(1000 + i).UE(2000 + i).Bits(i % 2, 1);
-  w.Bits(23, 5).Bits(s.cpb_removal_delay_length - 1U, 5).Bits(s.dpb_output_delay_length - 1U, 5).Bits(24, 5);
-}
-
-void WriteVideoSignal(BitWriter& w, const H264HdrSeqParSet& s) {
-  w.Bits(s.video_signal_type_present_flag, 1);
-  if (s.video_signal_type_present_flag != 0) {
-    w.Bits(s.video_format, 3).Bits(s.video_full_range_flag, 1).Bits(s.colour_description_present_flag, 1);
-    if (s.colour_description_present_flag != 0) {
-      w.Bits(s.colour_primaries, 8).Bits(s.transfer_characteristics, 8).Bits(s.matrix_coefficients, 8);
+  void Chroma() {
+    UE(s.chroma_format_idc, 4);
+    if (s.chroma_format_idc == 3) Flag(s.separate_colour_plane_flag);
+    UE(s.bit_depth_luma_minus8, 5);
+    UE(s.bit_depth_chroma_minus8, 5);
+    Flag(s.qpprime_y_zero_transform_bypass_flag);
+    if (!Flag(s.seq_scaling_matrix_present_flag)) return;
+    for (std::size_t i = 0; i < (s.chroma_format_idc == 3 ? 12U : 8U); ++i) {
+      if (!Flag(s.seq_scaling_list_present_flag[i])) continue;
+      if (i < 6) ScalingList(s.scaling_list_4x4[i], s.use_default_scaling_matrix_4x4_flag[i]);
+      if (i >= 6) ScalingList(s.scaling_list_8x8[i - 6], s.use_default_scaling_matrix_8x8_flag[i - 6]);
     }
   }
-  w.Bits(s.chroma_loc_info_present_flag, 1);
-  if (s.chroma_loc_info_present_flag == 0) return;
-  w.UE(s.chroma_sample_loc_type_top_field).UE(s.chroma_sample_loc_type_bottom_field);
-}
-
-void WriteVui(BitWriter& w, const H264HdrSeqParSet& s, std::uint32_t hrdEntries) {
-  w.Bits(s.aspect_ratio_info_present_flag, 1);
-  if (s.aspect_ratio_info_present_flag != 0) w.Bits(s.aspect_ratio_idc, 8);
-  if (s.aspect_ratio_idc == 255) w.Bits(s.sar_width, 16).Bits(s.sar_height, 16);
-  w.Bits(s.overscan_info_present_flag, 1);
-  if (s.overscan_info_present_flag != 0) w.Bits(s.overscan_appropriate_flag, 1);
-  WriteVideoSignal(w, s);
-  w.Bits(s.timing_info_present_flag, 1);
-  if (s.timing_info_present_flag != 0) {
-    w.Bits(s.num_units_in_tick, 32).Bits(s.time_scale, 32).Bits(s.fixed_frame_rate_flag, 1);
+  // Wrapped deltas are as good as small ones: the reader takes them modulo 256.
+  void ScalingList(std::span<std::uint16_t> list, std::uint8_t& useDefault) {
+    int last = 8;
+    if (Draw(useDefault, 2) != 0) {
+      w.SE(-last);
+      if (m_random != nullptr) std::ranges::fill(list, std::uint16_t{8});
+      return;
+    }
+    for (std::uint16_t& entry : list) {
+      w.SE(Draw(entry, 255, 1) - last);
+      last = entry;
+    }
   }
-  w.Bits(s.nal_hrd_parameters_present_flag, 1);
-  if (s.nal_hrd_parameters_present_flag != 0) WriteHrd(w, s, hrdEntries);
-  w.Bits(s.vcl_hrd_parameters_present_flag, 1);
-  if (s.vcl_hrd_parameters_present_flag != 0) WriteHrd(w, s, hrdEntries);
-  if (s.nal_hrd_parameters_present_flag + s.vcl_hrd_parameters_present_flag > 0)
-    w.Bits(s.low_delay_hrd_flag, 1);
-  w.Bits(s.pic_struct_present_flag, 1).Bits(s.bitstream_restriction_flag, 1);
-  if (s.bitstream_restriction_flag == 0) return;
-  w.Bits(s.motion_vectors_over_pic_boundaries_flag, 1)
-      .UE(s.max_bytes_per_pic_denom)
-      .UE(s.max_bits_per_mb_denom);
-  w.UE(s.log2_max_mv_length_horizontal).UE(s.log2_max_mv_length_vertical);
-  w.UE(s.num_reorder_frames).UE(s.max_dec_frame_buffering);
-}
+  void PictureOrder() {
+    UE(s.log2_max_frame_num_minus4, 29);
+    UE(s.pic_order_cnt_type, 3);
+    if (s.pic_order_cnt_type == 0) UE(s.log2_max_pic_order_cnt_lsb_minus4, 13);
+    if (s.pic_order_cnt_type != 1) return;
+    Flag(s.delta_pic_order_always_zero_flag);
+    w.SE(Draw(s.offset_for_non_ref_pic, 2000, -1000)).SE(Draw(s.offset_for_top_to_bottom_field, 1, -0x7FFF));
+    UE(s.num_ref_frames_in_pic_order_cnt_cycle, 200);
+    for (std::uint32_t i = 0; i < s.num_ref_frames_in_pic_order_cnt_cycle; ++i) {
+      std::int32_t further = 7;  // Read and dropped.
+      w.SE(Draw(i < H264HdrSeqParSet::kMaxStoredRefFrameOffsets ? s.offset_for_ref_frame[i] : further, 100,
+                -50));
+    }
+  }
+  void Geometry() {
+    UE(s.num_ref_frames, 17);
+    Flag(s.gaps_in_frame_num_value_allowed_flag);
+    UE(s.pic_width_in_mbs_minus1, 0xFFFF);
+    UE(s.pic_height_in_map_units_minus1, 0xFFFF);
+    if (!Flag(s.frame_mbs_only_flag)) Flag(s.mb_adaptive_frame_field_flag);
+    Flag(s.direct_8x8_inference_flag);
+    if (!Flag(s.frame_cropping_flag)) return;
+    for (std::uint32_t* const crop : {&s.frame_crop_left_offset, &s.frame_crop_right_offset,
+                                      &s.frame_crop_top_offset, &s.frame_crop_bottom_offset}) {
+      UE(*crop, 1000);
+    }
+  }
+  void Vui(std::uint32_t hrdEntries) {
+    if (Flag(s.aspect_ratio_info_present_flag)) {
+      if (m_random != nullptr && (*m_random)() % 2 != 0) {
+        w.Bits(s.aspect_ratio_idc = 255, 8);
+      } else {
+        Fixed(s.aspect_ratio_idc, 8);
+      }
+      if (s.aspect_ratio_idc == 255) w.Bits(Draw(s.sar_width, 65536), 16).Bits(Draw(s.sar_height, 1, 7), 16);
+    }
+    if (Flag(s.overscan_info_present_flag)) Flag(s.overscan_appropriate_flag);
+    VideoSignal();
+    if (Flag(s.timing_info_present_flag)) {
+      Fixed(s.num_units_in_tick, 32);
+      Fixed(s.time_scale, 32);
+      Flag(s.fixed_frame_rate_flag);
+    }
+    if (Flag(s.nal_hrd_parameters_present_flag)) Hrd(hrdEntries, true);
+    if (Flag(s.vcl_hrd_parameters_present_flag)) Hrd(hrdEntries, s.nal_hrd_parameters_present_flag == 0);
+    if (s.nal_hrd_parameters_present_flag + s.vcl_hrd_parameters_present_flag > 0) Flag(s.low_delay_hrd_flag);
+    Flag(s.pic_struct_present_flag);
+    if (!Flag(s.bitstream_restriction_flag)) return;
+    Flag(s.motion_vectors_over_pic_boundaries_flag);
+    for (std::uint32_t* const field :
+         {&s.max_bytes_per_pic_denom, &s.max_bits_per_mb_denom, &s.log2_max_mv_length_horizontal,
+          &s.log2_max_mv_length_vertical, &s.num_reorder_frames, &s.max_dec_frame_buffering}) {
+      UE(*field, 40);
+    }
+  }
+  void VideoSignal() {
+    if (Flag(s.video_signal_type_present_flag)) {
+      Fixed(s.video_format, 3);
+      Flag(s.video_full_range_flag);
+      if (Flag(s.colour_description_present_flag)) {
+        Fixed(s.colour_primaries, 8);
+        Fixed(s.transfer_characteristics, 8);
+        Fixed(s.matrix_coefficients, 8);
+      }
+    }
+    if (!Flag(s.chroma_loc_info_present_flag)) return;
+    UE(s.chroma_sample_loc_type_top_field, 6);
+    UE(s.chroma_sample_loc_type_bottom_field, 6);
+  }
+  // Of two the second's lengths are kept, so both have the same.
+  void Hrd(std::uint32_t entries, bool first) {
+    w.UE(entries - 1).Bits(0x21, 8);
+    for (std::uint32_t i = 0; i < entries; ++i) w.UE(1000 + i).UE(2000 + i).Bits(i % 2, 1);
+    if (first) Draw(s.cpb_removal_delay_length, 32, 1), Draw(s.dpb_output_delay_length, 32, 1);
+    w.Bits(23, 5)
+        .Bits(s.cpb_removal_delay_length - 1U, 5)
+        .Bits(s.dpb_output_delay_length - 1U, 5)
+        .Bits(24, 5);
+  }
+
+  H264HdrSeqParSet& s;
+  std::mt19937* const m_random;
+  BitWriter w;
+};
 
 }  // namespace
 
@@ -150,17 +208,15 @@ H264HdrSeqParSet PlainSps() {
   return sps;
 }
 
-Bytes SpsUnit(const H264HdrSeqParSet& s, std::uint32_t hrdEntries) {
-  BitWriter w;
-  w.Bits(s.profile_idc, 8).Bits(s.constraint_set0_flag, 1).Bits(s.constraint_set1_flag, 1);
-  w.Bits(s.constraint_set2_flag, 1).Bits(s.constraint_set3_flag, 1).Bits(s.reserved_zero_4bits, 4);
-  w.Bits(s.level_idc, 8).UE(s.seq_parameter_set_id);
-  if (IsHighProfile(s.profile_idc)) WriteChroma(w, s);
-  WritePictureOrder(w, s);
-  WriteGeometry(w, s);
-  w.Bits(s.vui_parameters_present_flag, 1);
-  if (s.vui_parameters_present_flag != 0) WriteVui(w, s, hrdEntries);
-  return NalUnit(static_cast<std::uint8_t>(0x60 | s.nal_unit_type), w.Trailing().Bytes());
+Bytes SpsUnit(H264HdrSeqParSet sps) {
+  return SpsWriter(sps, nullptr).Write(1);
+}
+
+Bytes DrawSps(std::mt19937& random, H264HdrSeqParSet& sps) {
+  sps = {};
+  sps.valid = true;
+  sps.nal_unit_type = 7;
+  return SpsWriter(sps, &random).Write(1 + static_cast<std::uint32_t>(random() % 40));
 }
 
 Bytes SliceUnit(const SliceFields& f) {

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <initializer_list>
+#include <random>
 #include <span>
 #include <vector>
 
@@ -21,9 +22,12 @@ Bytes WithStartCode(std::span<const std::uint8_t> unit, bool zeroByte = true);
 /// A sound set of the baseline profile: 64 by 48, progressive, 25 pictures a second, no VUI beyond timing.
 SPL_H264::H264HdrSeqParSet PlainSps();
 
-/// The NAL unit that states what `sps` says. HRD parameters, where flagged, have `hrdEntries` entries and the
-/// field widths that `sps` keeps of them.
-Bytes SpsUnit(const SPL_H264::H264HdrSeqParSet& sps, std::uint32_t hrdEntries = 1);
+/// The NAL unit that states what `sps` says. HRD parameters, where flagged, have one entry and the field
+/// widths that `sps` keeps of them.
+Bytes SpsUnit(SPL_H264::H264HdrSeqParSet sps);
+
+/// Draws the members of a set in the ranges that its syntax can carry; the result is its NAL unit.
+Bytes DrawSps(std::mt19937& random, SPL_H264::H264HdrSeqParSet& sps);
 
 /// What the front of a slice header says, for streams with PlainSps and PpsUnit().
 struct SliceFields {

@@ -1,102 +1,130 @@
 #pragma once
 
 #include <memory>
+#include <optional>
+#include <ostream>
 #include <string>
 #include <vector>
 
-#include "framework/Container.h"
 #include "framework/FileReader.h"
-#include "framework/LogWriter.h"
+#include "framework/ModuleInterface.h"
 #include "framework/QueryIds.h"
 
 namespace qmf::test {
 
-/// What a block call gave.
+/// What a block call gave. Equal are blocks of the same bytes at the same place.
 struct ReadBlock {
-  QMFResult result = QMF_OK;
-  std::vector<std::uint8_t> bytes;
+  std::uint32_t blockType = 0;
+  std::uint32_t stream = 0;
   std::int64_t time = 0;
-  std::int64_t endTime = 0;
+  std::vector<std::uint8_t> bytes;
   QMFBlock::KeyState key = QMFBlock::kUnknown;
+  std::int64_t endTime = 0;
+  std::int64_t compositionOffset = 0;
+  std::uint32_t required = 0;
+  QMFResult result = QMF_OK;
 };
+bool operator==(const ReadBlock& a, const ReadBlock& b);
+void PrintTo(const ReadBlock& block, std::ostream* out);
 
-/// Bytes under a name, opened as a container through the whole road, title 0 selected and one stream
-/// activated.
-class OpenedFile {
+/// Bytes of a test's own as a file that outlives its maker, with a count of the reads.
+class BytesSource : public FileSource {
  public:
-  OpenedFile(std::u16string name, std::vector<std::uint8_t> bytes, std::uint32_t blockType)
-      : m_name(std::move(name)), m_bytes(std::move(bytes)), m_blockType(blockType) {
-    SetLogOff();
-    m_reader = std::make_shared<FileReader>(std::make_shared<MemoryFileSource>(m_bytes));
-    const SharedFileScope named(m_name.c_str(), m_reader);
-    result = OpenContainer(&m_container, m_name.c_str(), nullptr);
-    if (result == QMF_OK) result = SetTitle(m_container, 0);
-    if (result == QMF_OK) result = SetTitleActiveStream(m_container, blockType, 0, 1);
+  explicit BytesSource(std::vector<std::uint8_t> bytes) : m_bytes(std::move(bytes)) {}
+  std::size_t ReadAt(std::uint64_t offset, void* destination, std::size_t count) noexcept override {
+    ++reads;
+    return MemoryFileSource(m_bytes).ReadAt(offset, destination, count);
   }
-  OpenedFile(const OpenedFile&) = delete;
-  OpenedFile& operator=(const OpenedFile&) = delete;
-  ~OpenedFile() {
-    if (m_container != nullptr) (void)CloseContainer(m_container);
-  }
+  std::uint64_t Size() const noexcept override { return m_bytes.size(); }
 
-  QMFResult result;  ///< Of opening.
-
-  QMFContainer* Container() { return m_container; }
-  std::uint64_t BytesRead() const { return m_reader->BytesRead(); }
-
-  /// The number that a query answers; its result must be 0.
-  std::uint64_t Number(std::uint32_t qid) {
-    QMFQueryData data;
-    queryResult = GetInfo(m_container, qid, &data, 0);
-    return data.value;
-  }
-
-  /// Asks for a record, which keeps what it holds where the answer does not say anything.
-  template <class Record>
-  QMFResult Fill(std::uint32_t qid, Record& record) {
-    QMFQueryData data;
-    data.size = sizeof(record);
-    data.pointer = &record;
-    return queryResult = GetInfo(m_container, qid, &data, 0);
-  }
-
-  ReadBlock Next(std::uint32_t capacity = 1 << 20) {
-    ReadBlock read;
-    read.bytes.resize(capacity);
-    QMFBlock block;
-    block.data = read.bytes.data();
-    block.capacity = capacity;
-    std::uint32_t blockType = 0;
-    std::uint32_t stream = 9;
-    read.result = ReadNextBlock(m_container, &blockType, &stream, &block, &read.time);
-    required = block.required;
-    read.bytes.resize(block.size);
-    read.endTime = block.endTime;
-    read.key = block.key;
-    return read;
-  }
-
-  /// All blocks up to the end of the stream.
-  std::vector<ReadBlock> Rest() {
-    std::vector<ReadBlock> blocks;
-    for (ReadBlock read = Next(); read.result == QMF_OK; read = Next()) blocks.push_back(std::move(read));
-    return blocks;
-  }
-
-  /// Where SetPosition landed; -1 when it failed.
-  std::int64_t Seek(std::int64_t time) {
-    return SetPosition(m_container, m_blockType, 0, &time) == QMF_OK ? time : -1;
-  }
-
-  QMFResult queryResult = QMF_OK;  ///< Of the latest query.
-  std::uint32_t required = 0;      ///< Of the latest block.
+  int reads = 0;
 
  private:
-  std::u16string m_name;
-  std::vector<std::uint8_t> m_bytes;
-  std::uint32_t m_blockType;
-  std::shared_ptr<FileReader> m_reader;
-  QMFContainer* m_container = nullptr;
+  const std::vector<std::uint8_t> m_bytes;
+};
+
+template <class Bytes>
+std::shared_ptr<BytesSource> SourceOf(const Bytes& bytes) {
+  return std::make_shared<BytesSource>(std::vector<std::uint8_t>(bytes.begin(), bytes.end()));
+}
+
+/// What `module` bids for a file of that name; -1 when it cannot judge. Without a source the file is the
+/// platform's.
+std::int32_t Score(const QMFModuleDescriptor& module, const char16_t* name,
+                   std::shared_ptr<FileSource> source = nullptr);
+
+/// A file opened by one module through its entry points.
+class OpenedFile {
+ public:
+  OpenedFile(const QMFModuleDescriptor& module, std::shared_ptr<FileSource> source,
+             QMFAllocator* memory = nullptr);
+  template <class Bytes>
+  OpenedFile(const QMFModuleDescriptor& module, const Bytes& bytes, QMFAllocator* memory = nullptr)
+      : OpenedFile(module, std::shared_ptr<FileSource>(SourceOf(bytes)), memory) {}
+  OpenedFile(const OpenedFile&) = delete;
+  OpenedFile& operator=(const OpenedFile&) = delete;
+  ~OpenedFile();
+
+  QMFResult OpenResult() const { return m_opened; }
+  QMFModuleHandle Handle() const { return m_handle; }
+  const QMFModuleEntryPoints& Module() const { return m_module; }
+  std::uint64_t BytesRead() const { return m_reader->BytesRead(); }
+
+  QMFResult SetTitle(std::uint32_t index = 0);
+  /// Selects title 0 and activates all of its streams; the result is the first failure's, else the title's.
+  QMFResult Start();
+  QMFResult Activate(std::uint32_t blockType, std::uint32_t stream = 0, bool active = true);
+
+  /// The answer of a query that travels in `value`, or nothing when it fails.
+  std::optional<std::uint64_t> Number(std::uint32_t qid, std::uint32_t index = 0, std::uint64_t value = 0);
+  QMFResult Ask(std::uint32_t qid, std::uint32_t index = 0, std::uint64_t value = 0);
+  QMFResult Tell(std::uint32_t qid, std::uint64_t value, std::uint32_t index = 0);
+  /// The answer of a text query; nothing for the null answer, "(failed)" for an error.
+  std::optional<std::u16string> Text(std::uint32_t qid, std::uint32_t index = 0);
+
+  /// Asks for a record, which keeps what it holds where the answer says nothing.
+  template <class Record>
+  QMFResult Fill(std::uint32_t qid, Record& record, std::uint32_t index = 0) {
+    return FillBytes(qid, &record, sizeof(record), index);
+  }
+  /// A record that must be there; else one of zeros.
+  template <class Record>
+  Record Format(std::uint32_t qid, std::uint32_t index = 0) {
+    Record record{};
+    return Fill(qid, record, index) == QMF_OK ? record : Record{};
+  }
+  QMFVideoFormat Video(std::uint32_t index = 0) {
+    return Format<QMFVideoFormat>(QMF_QID_VID_STREAM_FORMAT, index);
+  }
+  QMFAudioFormat Audio(std::uint32_t index = 0) {
+    return Format<QMFAudioFormat>(QMF_QID_AUD_STREAM_FORMAT, index);
+  }
+  QMFResult FillBytes(std::uint32_t qid, void* destination, std::size_t size, std::uint32_t index = 0);
+
+  ReadBlock Next(std::uint32_t capacity = 1 << 17);
+  ReadBlock NextOf(std::uint32_t blockType, std::uint32_t stream = 0, std::uint32_t capacity = 1 << 17);
+  /// All blocks up to the first failure, whose result goes to `end`.
+  std::vector<ReadBlock> Rest(QMFResult* end = nullptr);
+  std::vector<ReadBlock> RestOf(std::uint32_t blockType, std::uint32_t stream = 0);
+
+  /// Where SetPosition landed; -1 when it failed.
+  std::int64_t Seek(std::uint32_t blockType, std::int64_t time, std::uint32_t stream = 0);
+
+ private:
+  const QMFModuleEntryPoints& m_module;
+  const std::shared_ptr<FileReader> m_reader;
+  QMFModuleHandle m_handle = nullptr;
+  QMFResult m_opened = QMF_OK;
+  std::vector<std::uint8_t> m_buffer;
+};
+
+/// A file that was opened and started.
+struct StartedFile : OpenedFile {
+  template <class Content>
+  StartedFile(const QMFModuleDescriptor& module, const Content& content)
+      : OpenedFile(module, content), result(Start()) {}
+
+  const QMFResult result;
 };
 
 }  // namespace qmf::test

@@ -1,13 +1,15 @@
 #include <gmock/gmock.h>
 
+#include <algorithm>
+
 #include "readers/avi/AviKeyFrames.h"
 #include "tests/readers/avi/AviMedia.h"
 
 namespace qmf::test {
 namespace {
 
+using ::testing::ElementsAre;
 using ::testing::ElementsAreArray;
-using ::testing::Optional;
 
 std::vector<ReadBlock> OnlyOf(std::vector<ReadBlock> blocks, std::uint32_t blockType, std::uint32_t stream) {
   std::erase_if(
@@ -15,80 +17,77 @@ std::vector<ReadBlock> OnlyOf(std::vector<ReadBlock> blocks, std::uint32_t block
   return blocks;
 }
 
-class AviLayouts : public ::testing::TestWithParam<Layout> {
+std::vector<Bytes> PayloadsOf(const std::vector<ReadBlock>& blocks) {
+  std::vector<Bytes> payloads;
+  for (const ReadBlock& block : blocks) payloads.emplace_back(block.bytes.begin(), block.bytes.end());
+  return payloads;
+}
+
+class AviLayouts : public ::testing::TestWithParam<int> {
  protected:
   const std::vector<Sample> m_samples = MakeSamples(60);
   const std::vector<ReadBlock> m_expected = Expected(m_samples);
-  OpenedAvi m_avi{MakeAvi(m_samples, GetParam())};
-  const bool m_usable = !IsFailure(m_avi.SetTitle());
+  OpenedFile m_avi{kAviModule, MakeAvi(m_samples, GetParam())};
+  const bool m_usable = !IsFailure(m_avi.Start());
 };
 
-TEST_P(AviLayouts, DeliverEveryBlockInFileOrder) {
+TEST_P(AviLayouts, DeliverEveryBlockInFileOrderAndEachStreamByItself) {
   ASSERT_TRUE(m_usable);
-  ActivateAll(m_avi);
   QMFResult end = QMF_OK;
-  EXPECT_THAT(ReadAll(m_avi, &end), ElementsAreArray(m_expected));
+  EXPECT_THAT(m_avi.Rest(&end), ElementsAreArray(m_expected));
   EXPECT_EQ(end, QMF_ERR_END_OF_STREAM);
-}
-
-TEST_P(AviLayouts, DeliverEachStreamByItself) {
-  ASSERT_TRUE(m_usable);
+  OpenedFile other(kAviModule, MakeAvi(m_samples, GetParam()));
+  ASSERT_FALSE(IsFailure(other.SetTitle()));
   for (const auto& [type, stream] : {std::pair(kBlockAudio, 1U), {kBlockVideo, 0U}, {kBlockAudio, 0U}}) {
-    EXPECT_THAT(ReadStream(m_avi, type, stream), ElementsAreArray(OnlyOf(m_expected, type, stream)));
+    EXPECT_THAT(other.RestOf(type, stream), ElementsAreArray(OnlyOf(m_expected, type, stream)));
   }
 }
 
 TEST_P(AviLayouts, SeekToTheKeyFrameAtOrBefore) {
   ASSERT_TRUE(m_usable);
-  ActivateAll(m_avi);
   const std::pair<std::int64_t, std::uint32_t> cases[] = {
       {23'999'999, 48}, {0, 0}, {-5, 0}, {4'799'999, 0}, {4'800'000, 12}, {19'600'000, 48}, {INT64_MAX, 48},
   };
   for (const auto& [asked, frame] : cases) {
-    std::int64_t time = asked;
-    ASSERT_EQ(m_avi.Module().SetPosition(m_avi.Handle(), kBlockVideo, 0, &time), QMF_OK);
-    EXPECT_EQ(time, frame * std::int64_t{400'000});
+    const std::int64_t time = frame * std::int64_t{400'000};
+    ASSERT_EQ(m_avi.Seek(kBlockVideo, asked), time);
     const auto landing = std::ranges::find_if(m_expected, [&](const ReadBlock& block) {
       return block.blockType == kBlockVideo && block.time == time;
     });
-    EXPECT_THAT(ReadAll(m_avi), ElementsAreArray(landing, m_expected.end())) << asked;
+    EXPECT_THAT(m_avi.Rest(), ElementsAreArray(landing, m_expected.end())) << asked;
   }
 }
 
 TEST_P(AviLayouts, SeekAudioAlone) {
   ASSERT_TRUE(m_usable);
-  ActivateAll(m_avi);
-  std::int64_t time = 12'345'678;
-  ASSERT_EQ(m_avi.Module().SetPosition(m_avi.Handle(), kBlockAudio, 0, &time), QMF_OK);
-  EXPECT_EQ(time, 12'000'000);
+  ASSERT_EQ(m_avi.Seek(kBlockAudio, 12'345'678), 12'000'000);
   std::vector<ReadBlock> audio = OnlyOf(m_expected, kBlockAudio, 0);
   audio.erase(audio.begin(), audio.begin() + 15);
-  EXPECT_THAT(ReadStream(m_avi, kBlockAudio, 0), ElementsAreArray(audio));
-  EXPECT_THAT(ReadStream(m_avi, kBlockVideo, 0), ElementsAreArray(OnlyOf(m_expected, kBlockVideo, 0)));
+  EXPECT_THAT(m_avi.RestOf(kBlockAudio), ElementsAreArray(audio));
+  EXPECT_THAT(m_avi.RestOf(kBlockVideo), ElementsAreArray(OnlyOf(m_expected, kBlockVideo, 0)));
 }
 
 TEST_P(AviLayouts, TellKeyFramesAround) {
   ASSERT_TRUE(m_usable);
-  ActivateAll(m_avi);
-  (void)ReadAll(m_avi);  // What a file without index says, it says after it was read.
-  struct Case {
-    std::uint64_t asked;
-    std::optional<std::uint64_t> prev, next;
-  };
-  for (const Case& c :
-       {Case{0, 0, 12}, {11, 0, 12}, {12, 12, 24}, {47, 36, 48}, {48, 48, {}}, {1000, 48, {}}}) {
-    EXPECT_EQ(m_avi.Number(QMF_QID_TITLEMEDIA_PREV_SYNC_POINT, 0, c.asked), c.prev);
-    EXPECT_EQ(m_avi.Number(QMF_QID_TITLEMEDIA_NEXT_SYNC_POINT, 0, c.asked), c.next);
-    const auto time = [](std::optional<std::uint64_t> frame) {
-      return frame ? std::optional(*frame * 400'000) : frame;
-    };
-    EXPECT_EQ(m_avi.Number(QMF_QID_TITLEMEDIA_PREV_SYNC_TIME, 0, c.asked * 400'000 + 7), time(c.prev));
-    EXPECT_EQ(m_avi.Number(QMF_QID_TITLEMEDIA_NEXT_SYNC_TIME, 0, c.asked * 400'000 + 7), time(c.next));
+  (void)m_avi.Rest();  // What a file without index says, it says after it was read.
+  using Frame = std::optional<std::uint64_t>;
+  for (const auto& [asked, prev, next] : {std::tuple(0U, Frame(0), Frame(12)),
+                                          {11, 0, 12},
+                                          {12, 12, 24},
+                                          {47, 36, 48},
+                                          {48, 48, {}},
+                                          {1000, 48, {}}}) {
+    const auto time = [](Frame frame) { return frame ? Frame(*frame * 400'000) : frame; };
+    const std::uint64_t at = asked * std::uint64_t{400'000} + 7;
+    EXPECT_EQ(m_avi.Number(QMF_QID_TITLEMEDIA_PREV_SYNC_POINT, 0, asked), prev);
+    EXPECT_EQ(m_avi.Number(QMF_QID_TITLEMEDIA_NEXT_SYNC_POINT, 0, asked), next);
+    EXPECT_EQ(m_avi.Number(QMF_QID_TITLEMEDIA_PREV_SYNC_TIME, 0, at), time(prev));
+    EXPECT_EQ(m_avi.Number(QMF_QID_TITLEMEDIA_NEXT_SYNC_TIME, 0, at), time(next));
   }
-  EXPECT_EQ(m_avi.Result(QMF_QID_TITLEMEDIA_NEXT_SYNC_POINT, 0, 48), QMF_ERR_END_OF_STREAM);
+  EXPECT_EQ(m_avi.Ask(QMF_QID_TITLEMEDIA_NEXT_SYNC_POINT, 0, 48), QMF_ERR_END_OF_STREAM);
 }
 
-INSTANTIATE_TEST_SUITE_P(Avi, AviLayouts, ::testing::ValuesIn(kAllLayouts));
+INSTANTIATE_TEST_SUITE_P(Avi, AviLayouts, ::testing::Range(0, int{kLayoutCount}));
 
 class AviBlocks : public ::testing::Test {
  protected:
@@ -102,160 +101,133 @@ TEST_F(AviBlocks, IndexTellsKeyFramesThatTheirBytesDoNot) {
     if (sample.id == "00dc") sample.payload = "opaque";
   }
   std::vector<ReadBlock> expected = Expected(samples);
-  for (const Layout layout :
-       {Layout::kRelativeIndex, Layout::kAbsoluteIndex, Layout::kAlternateIndex, Layout::kRecLists,
-        Layout::kSuperIndex, Layout::kTwoFieldIndex, Layout::kStandardIndexInPlace, Layout::kExtensions}) {
-    OpenedAvi avi(MakeAvi(samples, layout));
-    ASSERT_EQ(avi.SetTitle(), QMF_OK);
-    ActivateAll(avi);
-    EXPECT_THAT(ReadAll(avi), ElementsAreArray(expected)) << static_cast<int>(layout);
+  for (const int layout : {kRelativeIndex, kAbsoluteIndex, kAlternateIndex, kRecLists, kSuperIndex,
+                           kTwoFieldIndex, kStandardIndexInPlace, kExtensions}) {
+    OpenedFile avi(kAviModule, MakeAvi(samples, layout));
+    ASSERT_EQ(avi.Start(), QMF_OK);
+    EXPECT_THAT(avi.Rest(), ElementsAreArray(expected)) << layout;
   }
   for (ReadBlock& block : expected) {
     if (block.blockType == kBlockVideo) block.key = QMFBlock::kUnknown;
   }
-  OpenedAvi unknown(MakeAvi(samples, Layout::kNoIndex));
-  ASSERT_EQ(unknown.SetTitle(), QMF_ERR_NO_INDEX_FOUND);
-  ActivateAll(unknown);
-  EXPECT_THAT(ReadAll(unknown), ElementsAreArray(expected));
+  OpenedFile unknown(kAviModule, MakeAvi(samples, kNoIndex));
+  ASSERT_EQ(unknown.Start(), QMF_ERR_NO_INDEX_FOUND);
+  EXPECT_THAT(unknown.Rest(), ElementsAreArray(expected));
 }
 
 TEST_F(AviBlocks, OnlyActiveStreamsAreDelivered) {
-  OpenedAvi avi(MakeAvi(m_samples, Layout::kRelativeIndex));
-  EXPECT_EQ(avi.Module().SetTitleActiveStream(avi.Handle(), kBlockVideo, 0, 1), QMF_FAILURE)
-      << "no title yet";
+  OpenedFile avi(kAviModule, MakeAvi(m_samples, kRelativeIndex));
+  EXPECT_EQ(avi.Activate(kBlockVideo), QMF_FAILURE) << "no title yet";
   ASSERT_EQ(avi.SetTitle(), QMF_OK);
-  EXPECT_TRUE(ReadAll(avi).empty());
-  const auto activate = [&](std::uint32_t type, std::uint32_t stream, std::uint32_t active) {
-    return avi.Module().SetTitleActiveStream(avi.Handle(), type, stream, active);
-  };
-  EXPECT_EQ(activate(kBlockVideo, 1, 1), QMF_ERR_INVALID_STREAM);
-  EXPECT_EQ(activate(kBlockAudio, 2, 1), QMF_ERR_INVALID_STREAM);
-  EXPECT_EQ(activate(kBlockSubtitle, 0, 1), QMF_ERR_INVALID_STREAM);
-  EXPECT_EQ(activate(0, 0, 1), QMF_ERR_INVALID_STREAM);
-  ASSERT_EQ(activate(kBlockAudio, 1, 1), QMF_OK);
-  EXPECT_THAT(ReadAll(avi), ElementsAreArray(OnlyOf(m_expected, kBlockAudio, 1)));
+  EXPECT_TRUE(avi.Rest().empty());
+  for (const auto& [type, stream] :
+       {std::pair(std::uint32_t{kBlockVideo}, 1U), {kBlockAudio, 2U}, {kBlockSubtitle, 0U}, {0U, 0U}}) {
+    EXPECT_EQ(avi.Activate(type, stream), QMF_ERR_INVALID_STREAM);
+  }
+  ASSERT_EQ(avi.Activate(kBlockAudio, 1), QMF_OK);
+  EXPECT_THAT(avi.Rest(), ElementsAreArray(OnlyOf(m_expected, kBlockAudio, 1)));
   // A stream that is switched on joins where the others stand, at its right time.
-  std::int64_t time = 4'800'000;
-  ASSERT_EQ(activate(kBlockAudio, 1, 0), QMF_OK);
-  ASSERT_EQ(activate(kBlockVideo, 0, 1), QMF_OK);
-  ASSERT_EQ(avi.Module().SetPosition(avi.Handle(), kBlockVideo, 0, &time), QMF_OK);
-  ASSERT_EQ(activate(kBlockAudio, 1, 1), QMF_OK);
-  std::vector<ReadBlock> rest(std::ranges::find(m_expected, m_samples[24].payload, &ReadBlock::payload),
-                              m_expected.end());
-  std::erase_if(rest,
-                [](const ReadBlock& block) { return block.blockType == kBlockAudio && block.stream == 0; });
-  EXPECT_THAT(ReadAll(avi), ElementsAreArray(rest));
+  ASSERT_EQ(avi.Activate(kBlockAudio, 1, false), QMF_OK);
+  ASSERT_EQ(avi.Activate(kBlockVideo), QMF_OK);
+  ASSERT_EQ(avi.Seek(kBlockVideo, 4'800'000), 4'800'000);
+  ASSERT_EQ(avi.Activate(kBlockAudio, 1), QMF_OK);
+  std::vector<ReadBlock> rest(
+      std::ranges::find_if(
+          m_expected,
+          [](const ReadBlock& block) { return block.blockType == kBlockVideo && block.time == 4'800'000; }),
+      m_expected.end());
+  std::erase_if(rest, [](const ReadBlock& b) { return b.blockType == kBlockAudio && b.stream == 0; });
+  EXPECT_THAT(avi.Rest(), ElementsAreArray(rest));
 }
 
 TEST_F(AviBlocks, BlockThatDoesNotFitSaysWhatItNeedsAndStays) {
-  OpenedAvi avi(MakeAvi(m_samples, Layout::kRelativeIndex));
-  ASSERT_EQ(avi.SetTitle(), QMF_OK);
-  ActivateAll(avi);
-  std::uint8_t small[4];
-  std::uint32_t type = 0;
-  std::uint32_t stream = 0;
-  std::int64_t time = 0;
-  QMFBlock block;
-  block.data = small;
-  block.capacity = sizeof(small);
+  OpenedFile avi(kAviModule, MakeAvi(m_samples, kRelativeIndex));
+  ASSERT_EQ(avi.Start(), QMF_OK);
   for (int i = 0; i < 2; ++i) {
-    EXPECT_EQ(avi.Module().ReadNextBlock(avi.Handle(), &type, &stream, &block, &time),
-              QMF_ERR_BLOCK_BUFFER_TOO_SMALL);
-    EXPECT_EQ(avi.Module().ReadNextBlockByStream(avi.Handle(), kBlockVideo, 0, &block, &time),
-              QMF_ERR_BLOCK_BUFFER_TOO_SMALL);
+    EXPECT_EQ(avi.Next(4).result, QMF_ERR_BLOCK_BUFFER_TOO_SMALL);
+    const ReadBlock block = avi.NextOf(kBlockVideo, 0, 4);
+    EXPECT_EQ(block.result, QMF_ERR_BLOCK_BUFFER_TOO_SMALL);
     EXPECT_EQ(block.required, m_samples[0].payload.size());
-    EXPECT_EQ(block.size, 0U);
+    EXPECT_TRUE(block.bytes.empty());
   }
-  EXPECT_THAT(ReadAll(avi), ElementsAreArray(m_expected));
+  EXPECT_THAT(avi.Rest(), ElementsAreArray(m_expected));
 }
 
-TEST_F(AviBlocks, EmptyChunksTakeTheirTimeInVideoOnly) {
+TEST_F(AviBlocks, EmptyChunksTakeTheirTimeInVideoOnlyAndAreNoKeyFrames) {
   std::vector<Sample> samples = m_samples;
   samples.insert(samples.begin() + 3, {{"00dc", "", false}, {"02wb", ""}, {"01wb", ""}});
-  OpenedAvi avi(MakeAvi(samples, Layout::kRelativeIndex));
-  ASSERT_EQ(avi.SetTitle(), QMF_OK);
-  ActivateAll(avi);
+  OpenedFile avi(kAviModule, MakeAvi(samples, kRelativeIndex));
+  ASSERT_EQ(avi.Start(), QMF_OK);
   samples.erase(samples.begin() + 4, samples.begin() + 6);
-  EXPECT_THAT(ReadAll(avi), ElementsAreArray(Expected(samples)));
-}
+  EXPECT_THAT(avi.Rest(), ElementsAreArray(Expected(samples)));
 
-TEST_F(AviBlocks, EmptyChunksAreNoKeyFrames) {
-  std::vector<Sample> samples = m_samples;
+  samples = m_samples;
   ASSERT_EQ(samples[24].id, "00dc");
   samples[24] = {"00dc", "", true};
-  for (const Layout layout : {Layout::kRelativeIndex, Layout::kNoIndex}) {
-    OpenedAvi avi(MakeAvi(samples, layout));
-    ASSERT_FALSE(IsFailure(avi.SetTitle()));
-    std::int64_t time = 5'000'000;
-    ASSERT_EQ(avi.Module().SetPosition(avi.Handle(), kBlockVideo, 0, &time), QMF_OK);
-    EXPECT_EQ(time, 0);
+  for (const int layout : {kRelativeIndex, kNoIndex}) {
+    OpenedFile keys(kAviModule, MakeAvi(samples, layout));
+    ASSERT_FALSE(IsFailure(keys.SetTitle()));
+    EXPECT_EQ(keys.Seek(kBlockVideo, 5'000'000), 0);
   }
 }
 
 TEST_F(AviBlocks, StartOfAStreamDelaysIt) {
   AviParts parts;
   parts.streams = {VideoStream({.start = 2}), AudioStream({.rate = 1000, .start = 500, .sampleSize = 4})};
-  OpenedAvi avi(parts.Build());
+  OpenedFile avi(kAviModule, parts.Build());
   ASSERT_EQ(avi.SetTitle(), QMF_OK);
-  EXPECT_EQ(ReadStream(avi, kBlockVideo, 0)[0].time, 800'000);
-  EXPECT_EQ(ReadStream(avi, kBlockAudio, 0)[0].time, 5'000'000);
-  std::int64_t time = 0;
-  EXPECT_EQ(avi.Module().SetPosition(avi.Handle(), kBlockAudio, 0, &time), QMF_OK);
-  EXPECT_EQ(time, 5'000'000) << "the first block when all are later";
+  EXPECT_EQ(avi.NextOf(kBlockVideo).time, 800'000);
+  EXPECT_EQ(avi.NextOf(kBlockAudio).time, 5'000'000);
+  EXPECT_EQ(avi.Seek(kBlockAudio, 0), 5'000'000) << "the first block when all are later";
 }
 
 TEST_F(AviBlocks, FileWithoutIndexLearnsAsItIsRead) {
-  OpenedAvi avi(MakeAvi(m_samples, Layout::kNoIndex));
+  OpenedFile avi(kAviModule, MakeAvi(m_samples, kNoIndex));
   ASSERT_EQ(avi.SetTitle(), QMF_ERR_NO_INDEX_FOUND);
-  EXPECT_THAT(avi.Number(QMF_QID_ON_THE_FLY_INDEX), Optional(1U));
-  EXPECT_EQ(avi.Result(QMF_QID_TITLEMEDIA_NEXT_SYNC_TIME), QMF_ERR_INDEX_INCOMPLETE);
-  EXPECT_EQ(avi.Result(QMF_QID_TITLEMEDIA_NEXT_SYNC_POINT), QMF_ERR_END_OF_STREAM);
-  EXPECT_EQ(avi.Result(QMF_QID_TITLEMEDIA_PREV_SYNC_TIME), QMF_ERR_END_OF_STREAM);
-  (void)ReadStream(avi, kBlockAudio, 0);
-  EXPECT_THAT(avi.Number(QMF_QID_TITLEMEDIA_NEXT_SYNC_TIME), Optional(4'800'000U));
+  EXPECT_EQ(avi.Number(QMF_QID_ON_THE_FLY_INDEX), 1U);
+  EXPECT_EQ(avi.Ask(QMF_QID_TITLEMEDIA_NEXT_SYNC_TIME), QMF_ERR_INDEX_INCOMPLETE);
+  EXPECT_EQ(avi.Ask(QMF_QID_TITLEMEDIA_NEXT_SYNC_POINT), QMF_ERR_END_OF_STREAM);
+  EXPECT_EQ(avi.Ask(QMF_QID_TITLEMEDIA_PREV_SYNC_TIME), QMF_ERR_END_OF_STREAM);
+  (void)avi.RestOf(kBlockAudio);
+  EXPECT_EQ(avi.Number(QMF_QID_TITLEMEDIA_NEXT_SYNC_TIME), 4'800'000U);
 }
 
 TEST_F(AviBlocks, IndexThatCannotBeBelievedFailsTheTimeQueries) {
-  for (const Layout layout : {Layout::kWrongIndex, Layout::kWrongSuperIndex, Layout::kBackwardIndex}) {
-    OpenedAvi avi(MakeAvi(m_samples, layout));
+  for (const int layout : {kWrongIndex, kWrongSuperIndex, kBackwardIndex}) {
+    OpenedFile avi(kAviModule, MakeAvi(m_samples, layout));
     ASSERT_EQ(avi.SetTitle(), QMF_OK);
-    EXPECT_EQ(avi.Result(QMF_QID_TITLEMEDIA_PREV_SYNC_TIME), QMF_ERR_PROCESS_INDEX_FAILED);
-    EXPECT_EQ(avi.Result(QMF_QID_TITLEMEDIA_NEXT_SYNC_TIME), QMF_ERR_PROCESS_INDEX_FAILED);
-    EXPECT_EQ(avi.Result(QMF_QID_TITLEMEDIA_PREV_SYNC_POINT), QMF_ERR_END_OF_STREAM);
+    EXPECT_EQ(avi.Ask(QMF_QID_TITLEMEDIA_PREV_SYNC_TIME), QMF_ERR_PROCESS_INDEX_FAILED);
+    EXPECT_EQ(avi.Ask(QMF_QID_TITLEMEDIA_NEXT_SYNC_TIME), QMF_ERR_PROCESS_INDEX_FAILED);
+    EXPECT_EQ(avi.Ask(QMF_QID_TITLEMEDIA_PREV_SYNC_POINT), QMF_ERR_END_OF_STREAM);
   }
 }
 
 TEST_F(AviBlocks, CachelessIndexAsksTheFile) {
-  const auto next = [&](Layout layout, std::uint64_t frame) {
-    OpenedAvi avi(MakeAvi(m_samples, layout));
+  for (const auto& [layout, frame, expected] :
+       {std::tuple(kSuperIndex, 0U, std::uint64_t{12}),
+        {kExtensions, 35U, 36U},
+        {kTwoFieldIndex, 48U, QMF_ERR_END_OF_STREAM},
+        {kWrongSuperIndex, 0U, QMF_FAILURE},
+        {kRelativeIndex, 12U, 24U}}) {  // Without an OpenDML index the seek table answers.
+    OpenedFile avi(kAviModule, MakeAvi(m_samples, layout));
     EXPECT_EQ(avi.SetTitle(), QMF_OK);
-    QMFQueryData on;
-    on.value = 1;
-    EXPECT_EQ(avi.Module().SetInfo(avi.Handle(), QMF_QID_USE_CACHELESS_INDEX, &on, 0), QMF_OK);
-    QMFQueryData data;
-    data.value = frame;
-    const QMFResult result = avi.Module().GetInfo(avi.Handle(), QMF_QID_TITLEMEDIA_NEXT_SYNC_POINT, &data, 0);
-    return result == QMF_OK ? data.value : std::uint64_t{result};
-  };
-  EXPECT_EQ(next(Layout::kSuperIndex, 0), 12U);
-  EXPECT_EQ(next(Layout::kExtensions, 35), 36U);
-  EXPECT_EQ(next(Layout::kTwoFieldIndex, 48), QMF_ERR_END_OF_STREAM);
-  EXPECT_EQ(next(Layout::kWrongSuperIndex, 0), QMF_FAILURE);
-  EXPECT_EQ(next(Layout::kRelativeIndex, 12), 24U) << "without an OpenDML index the seek table answers";
+    EXPECT_EQ(avi.Tell(QMF_QID_USE_CACHELESS_INDEX, 1), QMF_OK);
+    const auto next = avi.Number(QMF_QID_TITLEMEDIA_NEXT_SYNC_POINT, 0, frame);
+    EXPECT_EQ(next.value_or(avi.Ask(QMF_QID_TITLEMEDIA_NEXT_SYNC_POINT, 0, frame)), expected) << layout;
+  }
 }
 
 TEST_F(AviBlocks, LastBlockOfACutFileIsWhatIsLeftOfIt) {
-  const Bytes whole = MakeAvi(m_samples, Layout::kNoIndex);
+  const Bytes whole = MakeAvi(m_samples, kNoIndex);
   const std::size_t lastChunk = whole.rfind("02wb");
   for (std::size_t kept = lastChunk; kept < lastChunk + 8 + m_samples.back().payload.size(); ++kept) {
-    OpenedAvi avi(whole.substr(0, kept));
-    ASSERT_EQ(avi.SetTitle(), QMF_ERR_NO_INDEX_FOUND);
-    ActivateAll(avi);
+    OpenedFile avi(kAviModule, whole.substr(0, kept));
+    ASSERT_EQ(avi.Start(), QMF_ERR_NO_INDEX_FOUND);
     std::vector<ReadBlock> expected = m_expected;
     const std::size_t left = kept < lastChunk + 8 ? 0 : kept - lastChunk - 8;
-    expected.back().payload.resize(left);
+    expected.back().bytes.resize(left);
     if (left == 0) expected.pop_back();
-    EXPECT_THAT(ReadAll(avi), ElementsAreArray(expected)) << kept;
+    EXPECT_THAT(avi.Rest(), ElementsAreArray(expected)) << kept;
   }
 }
 
@@ -266,22 +238,15 @@ TEST_F(AviBlocks, GarbageAndForeignChunksEndNothingButTheirList) {
                                 Chunk("00db", "frame1") + Bytes(8, '\xFE') + Chunk("00dc", "frame2"));
   parts.behindRiff = Riff("AVIX", Chunk("idx1", "") + List("movi", Chunk("00dc", "frame3"))) +
                      Riff("AVIX", "") + Riff("AVIX", List("movi", Chunk("00dc", "frame4")));
-  OpenedAvi avi(parts.Build());
+  OpenedFile avi(kAviModule, parts.Build());
   ASSERT_EQ(avi.SetTitle(), QMF_OK);
-  std::vector<Bytes> payloads;
-  for (const ReadBlock& block : ReadStream(avi, kBlockVideo, 0)) payloads.push_back(block.payload);
-  EXPECT_THAT(payloads, ::testing::ElementsAre("frame0", "frame1", "frame3", "frame4"));
+  EXPECT_THAT(PayloadsOf(avi.RestOf(kBlockVideo)), ElementsAre("frame0", "frame1", "frame3", "frame4"));
 }
 
 TEST_F(AviBlocks, KeyFramesShowInTheirFirstBytes) {
-  struct Case {
-    const char (&compression)[5];
-    Bytes frame;
-    QMFBlock::KeyState key;
-  };
   const Bytes configuration("\0\0\1\xB0\1\0\0\1\xB5\x09", 10);
   const Bytes parameters("\0\0\0\1\x67\x42\0\0\1\x68\xCE", 11);
-  const Case cases[] = {
+  const std::tuple<const char(&)[5], Bytes, QMFBlock::KeyState> cases[] = {
       {"MJPG", "", QMFBlock::kKey},
       {"mjpg", "x", QMFBlock::kKey},
       {"divx", configuration + Bytes("\0\0\1\xB6\x3F", 5), QMFBlock::kKey},
@@ -292,9 +257,9 @@ TEST_F(AviBlocks, KeyFramesShowInTheirFirstBytes) {
       {"H264", "", QMFBlock::kUnknown},
       {"VP80", Bytes("\0\0\1\xB6\x3F", 5), QMFBlock::kUnknown},
   };
-  for (const Case& c : cases) {
-    const std::span bytes(reinterpret_cast<const std::uint8_t*>(c.frame.data()), c.frame.size());
-    EXPECT_EQ(DetectAviKeyFrame(MakeFourCC(c.compression), bytes), c.key) << c.compression;
+  for (const auto& [compression, frame, key] : cases) {
+    const std::span bytes(reinterpret_cast<const std::uint8_t*>(frame.data()), frame.size());
+    EXPECT_EQ(DetectAviKeyFrame(MakeFourCC(compression), bytes), key) << compression;
   }
 }
 

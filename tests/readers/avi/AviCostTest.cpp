@@ -157,7 +157,7 @@ TEST(AviLargeFiles, AreReadFromTheDisk) {
     ASSERT_TRUE(file);
   }
   {
-    OpenedAvi avi(path.u16string());
+    OpenedFile avi(kAviModule, OpenPlatformFile(path.u16string().c_str(), nullptr));
     ASSERT_EQ(avi.OpenResult(), QMF_OK);
     ASSERT_EQ(avi.SetTitle(), QMF_OK);
     EXPECT_THAT(Frames(avi.Handle()), ::testing::ElementsAre("frame0", "frame1"));
@@ -171,13 +171,13 @@ TEST(AviCost, ChainsAndTinyChunksEndWithinTheBudget) {
   for (int i = 0; i < 300'000; ++i) chain += "RIFF" + Le(4, 4) + "AVIX";
   AviParts parts;
   parts.behindRiff = chain;
-  OpenedAvi extended(parts.Build());
+  OpenedFile extended(kAviModule, parts.Build());
   ASSERT_EQ(extended.SetTitle(), QMF_OK);
-  EXPECT_THAT(extended.Number(QMF_QID_HAS_TITLE_DRMICP), ::testing::Optional(0U));
-  EXPECT_EQ(ReadStream(extended, kBlockVideo, 0).size(), 1U);
+  EXPECT_EQ(extended.Number(QMF_QID_HAS_TITLE_DRMICP), 0U);
+  EXPECT_EQ(extended.RestOf(kBlockVideo).size(), 1U);
   parts = {};
   parts.beforeMovi = Bytes(8 * 300'000, '\0');
-  EXPECT_EQ(OpenedAvi(parts.Build()).SetTitle(), QMF_ERR_MOVI_NOT_FOUND);
+  EXPECT_EQ(OpenedFile(kAviModule, parts.Build()).SetTitle(), QMF_ERR_MOVI_NOT_FOUND);
 }
 
 }  // namespace

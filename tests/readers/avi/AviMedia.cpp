@@ -1,7 +1,6 @@
 #include "tests/readers/avi/AviMedia.h"
 
 #include <map>
-#include <ostream>
 
 namespace qmf::test {
 namespace {
@@ -75,7 +74,7 @@ Bytes StandardIndex(std::span<const Placed> placed, const std::string& id, std::
 
 class AviMaker {
  public:
-  AviMaker(const std::vector<Sample>& samples, Layout layout) : m_samples(samples), m_layout(layout) {}
+  AviMaker(const std::vector<Sample>& samples, int layout) : m_samples(samples), m_layout(layout) {}
 
   Bytes Make() {
     // The first pass tells how many entries there are, the second where everything stands.
@@ -85,19 +84,17 @@ class AviMaker {
   }
 
  private:
-  bool Is(std::initializer_list<Layout> layouts) const {
+  bool Is(std::initializer_list<int> layouts) const {
     return std::find(layouts.begin(), layouts.end(), m_layout) != layouts.end();
   }
-  bool HasExtension() const { return Is({Layout::kExtensions, Layout::kExtensionsLegacyIndex}); }
-  bool HasSuperIndex() const {
-    return Is({Layout::kSuperIndex, Layout::kTwoFieldIndex, Layout::kWrongSuperIndex, Layout::kExtensions});
-  }
+  bool HasExtension() const { return Is({kExtensions, kExtensionsLegacyIndex}); }
+  bool HasSuperIndex() const { return Is({kSuperIndex, kTwoFieldIndex, kWrongSuperIndex, kExtensions}); }
 
   Bytes Pass() {
     std::map<std::string, Bytes> indexes;
     for (const char* id : {"00dc", "01wb", "02wb"}) {
       if (HasSuperIndex()) indexes[id] = SuperIndex(id);
-      if (m_layout == Layout::kStandardIndexInPlace) indexes[id] = StandardIndex(m_placed, id, 1);
+      if (m_layout == kStandardIndexInPlace) indexes[id] = StandardIndex(m_placed, id, 1);
     }
     AviParts parts;
     parts.streams = Streams(indexes);
@@ -106,25 +103,25 @@ class AviMaker {
     const std::uint64_t moviOffset = 12 + parts.HeaderList().size();
     std::vector<Placed> placed;
     m_standardOffsets.clear();
-    parts.movi = Movi(all.first(half), moviOffset, m_layout == Layout::kRecLists, placed);
-    parts.index = m_layout == Layout::kSuperIndex || m_layout == Layout::kTwoFieldIndex
+    parts.movi = Movi(all.first(half), moviOffset, m_layout == kRecLists, placed);
+    parts.index = m_layout == kSuperIndex || m_layout == kTwoFieldIndex
                       ? Standards(placed, moviOffset + parts.movi.size())
                       : Legacy(placed, moviOffset);
     parts.behindRiff = HasExtension() ? Extension(all.subspan(half), parts.Build().size(), placed) : Bytes();
-    if (m_layout == Layout::kExtensions) parts.behindRiff += Chunk("JUNK", Bytes(5, 'j'));
+    if (m_layout == kExtensions) parts.behindRiff += Chunk("JUNK", Bytes(5, 'j'));
     m_placed = placed;
     return parts.Build();
   }
 
   Bytes Legacy(const std::vector<Placed>& placed, std::uint64_t moviOffset) const {
     std::uint64_t base = moviOffset + 8;
-    if (m_layout == Layout::kAbsoluteIndex) base = 0;
-    if (m_layout == Layout::kWrongIndex) base = 5;
-    if (m_layout == Layout::kNoIndex || m_layout == Layout::kWrongSuperIndex || HasSuperIndex()) return {};
+    if (m_layout == kAbsoluteIndex) base = 0;
+    if (m_layout == kWrongIndex) base = 5;
+    if (m_layout == kNoIndex || m_layout == kWrongSuperIndex || HasSuperIndex()) return {};
     const std::span<const Placed> told(placed.data(),
-                                       m_layout == Layout::kHalfIndex ? placed.size() / 2 : placed.size());
-    return Chunk(m_layout == Layout::kAlternateIndex ? "1idx" : "idx1",
-                 LegacyIndex(told, base, m_layout == Layout::kBackwardIndex));
+                                       m_layout == kHalfIndex ? placed.size() / 2 : placed.size());
+    return Chunk(m_layout == kAlternateIndex ? "1idx" : "idx1",
+                 LegacyIndex(told, base, m_layout == kBackwardIndex));
   }
 
   // Standard indexes of all streams; where they stand goes into the super indexes of the next pass.
@@ -132,8 +129,8 @@ class AviMaker {
     Bytes chunks;
     for (const char* id : {"00dc", "01wb", "02wb"}) {
       m_standardOffsets[id].push_back(offset + chunks.size());
-      chunks += Chunk("ix" + std::string(id, 2),
-                      StandardIndex(placed, id, m_layout == Layout::kTwoFieldIndex ? 2 : 1));
+      chunks +=
+          Chunk("ix" + std::string(id, 2), StandardIndex(placed, id, m_layout == kTwoFieldIndex ? 2 : 1));
     }
     return chunks;
   }
@@ -142,7 +139,7 @@ class AviMaker {
     std::vector<Placed> mine;
     const Bytes movi = Movi(samples, offset + 12, false, mine);
     Bytes children = movi;
-    if (m_layout == Layout::kExtensions) {
+    if (m_layout == kExtensions) {
       // The standard indexes of both lists stand behind the second.
       const Bytes first = Standards(placed, offset + 12 + movi.size());
       children += first + Standards(mine, offset + 12 + movi.size() + first.size());
@@ -154,24 +151,24 @@ class AviMaker {
   Bytes SuperIndex(const std::string& id) {
     Bytes entries;
     for (const std::uint64_t offset : m_standardOffsets[id]) entries += Le(offset, 8) + Le(0, 8);
-    if (m_layout == Layout::kWrongSuperIndex) entries = Le(4, 8) + Le(0, 8);
+    if (m_layout == kWrongSuperIndex) entries = Le(4, 8) + Le(0, 8);
     Bytes index = Le(4, 2) + Le(0, 2) + Le(entries.size() / 16, 4) + id + Bytes(12, '\0') + entries;
     index.resize(kIndexReserve);
     return index;
   }
 
   const std::vector<Sample>& m_samples;
-  const Layout m_layout;
+  const int m_layout;
   std::vector<Placed> m_placed;
   std::map<std::string, std::vector<std::uint64_t>> m_standardOffsets;
 };
 
 }  // namespace
 
-std::vector<Sample> MakeSamples(std::uint32_t frames, std::uint32_t keyGap) {
+std::vector<Sample> MakeSamples(std::uint32_t frames) {
   std::vector<Sample> samples;
   for (std::uint32_t i = 0; i < frames; ++i) {
-    const bool isKey = i % keyGap == 0;
+    const bool isKey = i % 12 == 0;
     samples.push_back({"00dc", Frame(i, isKey), isKey});
     if (i % 2 == 0) continue;
     samples.push_back({"01wb", Bytes(kBlockSize, static_cast<char>('a' + i % 26))});
@@ -180,13 +177,8 @@ std::vector<Sample> MakeSamples(std::uint32_t frames, std::uint32_t keyGap) {
   return samples;
 }
 
-Bytes MakeAvi(const std::vector<Sample>& samples, Layout layout) {
+Bytes MakeAvi(const std::vector<Sample>& samples, int layout) {
   return AviMaker(samples, layout).Make();
-}
-
-void PrintTo(const ReadBlock& block, std::ostream* out) {
-  *out << block.blockType << ":" << block.stream << " at " << block.time << ", " << block.payload.size()
-       << " bytes, key " << int{block.key};
 }
 
 std::vector<ReadBlock> Expected(const std::vector<Sample>& samples) {
@@ -197,52 +189,13 @@ std::vector<ReadBlock> Expected(const std::vector<Sample>& samples) {
     const auto stream = static_cast<std::uint32_t>(sample.id[1] - '0');
     const std::int64_t time = counts[stream]++ * kDurations[stream];
     if (sample.payload.empty()) continue;
-    blocks.push_back({stream == 0 ? kBlockVideo : kBlockAudio, stream == 0 ? 0 : stream - 1, time,
-                      sample.payload, sample.isKey ? QMFBlock::kKey : QMFBlock::kNotKey});
+    blocks.push_back({.blockType = stream == 0 ? kBlockVideo : kBlockAudio,
+                      .stream = stream == 0 ? 0 : stream - 1,
+                      .time = time,
+                      .bytes = {sample.payload.begin(), sample.payload.end()},
+                      .key = sample.isKey ? QMFBlock::kKey : QMFBlock::kNotKey});
   }
   return blocks;
-}
-
-namespace {
-
-template <class Read>
-std::vector<ReadBlock> ReadUntilEnd(QMFResult* end, Read&& read) {
-  std::vector<ReadBlock> blocks;
-  Bytes buffer(1000, '\0');
-  for (;;) {
-    QMFBlock block;
-    block.data = reinterpret_cast<std::uint8_t*>(buffer.data());
-    block.capacity = static_cast<std::uint32_t>(buffer.size());
-    ReadBlock got;
-    const QMFResult result = read(got, block);
-    if (end != nullptr) *end = result;
-    if (result != QMF_OK) return blocks;
-    got.payload = buffer.substr(0, block.size);
-    got.key = block.key;
-    blocks.push_back(got);
-  }
-}
-
-}  // namespace
-
-std::vector<ReadBlock> ReadAll(OpenedAvi& avi, QMFResult* end) {
-  return ReadUntilEnd(end, [&](ReadBlock& got, QMFBlock& block) {
-    return avi.Module().ReadNextBlock(avi.Handle(), &got.blockType, &got.stream, &block, &got.time);
-  });
-}
-
-std::vector<ReadBlock> ReadStream(OpenedAvi& avi, std::uint32_t blockType, std::uint32_t stream) {
-  return ReadUntilEnd(nullptr, [&](ReadBlock& got, QMFBlock& block) {
-    got.blockType = blockType;
-    got.stream = stream;
-    return avi.Module().ReadNextBlockByStream(avi.Handle(), blockType, stream, &block, &got.time);
-  });
-}
-
-void ActivateAll(OpenedAvi& avi) {
-  for (const auto& [type, stream] : {std::pair(kBlockVideo, 0U), {kBlockAudio, 0U}, {kBlockAudio, 1U}}) {
-    (void)avi.Module().SetTitleActiveStream(avi.Handle(), type, stream, 1);
-  }
 }
 
 }  // namespace qmf::test

@@ -40,8 +40,8 @@ Bytes PlainStream() {
   return Joined({idr, Frame(1), Frame(2), Frame(3), recovery, Frame(5), Frame(6)});
 }
 
-OpenedFile Opened(const Bytes& stream) {
-  return {u"a.264", stream, kBlockVideo};
+StartedFile Opened(const Bytes& stream) {
+  return {kAvcModule, stream};
 }
 
 std::vector<std::int64_t> TimesOf(const std::vector<ReadBlock>& blocks) {
@@ -52,7 +52,7 @@ std::vector<std::int64_t> TimesOf(const std::vector<ReadBlock>& blocks) {
 
 TEST(AvcModule, DeliversAccessUnits) {
   const Bytes stream = PlainStream();
-  OpenedFile file = Opened(stream);
+  StartedFile file = Opened(stream);
   ASSERT_EQ(file.result, QMF_OK);
   Bytes all;
   const auto blocks = file.Rest();
@@ -73,7 +73,7 @@ TEST(AvcModule, TakesStartCodesOfAnyLengthAndZerosBetweenUnits) {
                              WithStartCode(PpsUnit(), false),
                              WithStartCode(SliceUnit({.type = 5}), false)});
   const Bytes second = Joined({WithStartCode(SliceUnit({.frameNum = 1}), true), {0, 0, 0}});
-  OpenedFile file = Opened(Joined({sets, second}));
+  StartedFile file = Opened(Joined({sets, second}));
   ASSERT_EQ(file.result, QMF_OK);
   const auto blocks = file.Rest();
   ASSERT_EQ(blocks.size(), 2U);
@@ -88,7 +88,7 @@ TEST(AvcModule, FindsStartCodesAcrossAllBordersOfItsBuffers) {
     for (std::size_t shift = 0; shift < 10; ++shift) {
       const Bytes padding(border - head.size() - shift, 0xAA);
       const Bytes stream = Joined({head, padding, Frame(1)});
-      OpenedFile file = Opened(stream);
+      StartedFile file = Opened(stream);
       const auto blocks = file.Rest();
       ASSERT_EQ(blocks.size(), 2U) << border << " - " << shift;
       EXPECT_EQ(blocks[1].bytes, Frame(1));
@@ -98,9 +98,10 @@ TEST(AvcModule, FindsStartCodesAcrossAllBordersOfItsBuffers) {
 
 TEST(AvcModule, KeepsABlockThatDoesNotFit) {
   const Bytes stream = PlainStream();
-  OpenedFile file = Opened(stream);
-  EXPECT_EQ(file.Next(10).result, QMF_ERR_BLOCK_BUFFER_TOO_SMALL);
-  const std::uint32_t required = file.required;
+  StartedFile file = Opened(stream);
+  const ReadBlock small = file.Next(10);
+  EXPECT_EQ(small.result, QMF_ERR_BLOCK_BUFFER_TOO_SMALL);
+  const std::uint32_t required = small.required;
   const ReadBlock block = file.Next(required);
   EXPECT_EQ(block.result, QMF_OK);
   EXPECT_EQ(block.bytes.size(), required);
@@ -114,7 +115,7 @@ TEST(AvcModule, CountsFieldsAsHalfFrames) {
   const Bytes stream =
       ByteStream({SpsUnit(sps), PpsUnit(), SliceUnit({.type = 5, .field = 1}),
                   SliceUnit({.type = 1, .field = 2}), SliceUnit({.frameNum = 1, .field = 0})});
-  OpenedFile file = Opened(stream);
+  StartedFile file = Opened(stream);
   std::vector<std::int64_t> times;
   for (const ReadBlock& block : file.Rest()) times.push_back(block.time);
   EXPECT_THAT(times, ElementsAre(0, 200'000, 400'000));
@@ -124,7 +125,7 @@ TEST(AvcModule, CountsFieldsAsHalfFrames) {
 TEST(AvcModule, CountsTheDurationOnlyWhenAsked) {
   Bytes stream = PlainStream();
   for (std::uint32_t i = 7; i < 20000; ++i) std::ranges::copy(Frame(i), std::back_inserter(stream));
-  OpenedFile file = Opened(stream);
+  StartedFile file = Opened(stream);
   EXPECT_LT(file.BytesRead(), 20'000U);
   (void)file.Next();
   EXPECT_EQ(file.Number(QMF_QID_TITLE_DURATION), 20000U * kFrame);
@@ -137,19 +138,19 @@ TEST(AvcModule, CountsTheDurationOnlyWhenAsked) {
 
 TEST(AvcModule, SeeksToRecoveryPoints) {
   const Bytes stream = PlainStream();
-  OpenedFile file = Opened(stream);
+  StartedFile file = Opened(stream);
   for (const auto& [wanted, landed] : {std::pair<std::int64_t, std::int64_t>{4 * kFrame, 4 * kFrame},
                                        {4 * kFrame - 1, 0},
                                        {5 * kFrame, 4 * kFrame},
                                        {INT64_MAX, 4 * kFrame},
                                        {INT64_MIN, 0}}) {
-    EXPECT_EQ(file.Seek(wanted), landed) << wanted;
+    EXPECT_EQ(file.Seek(kBlockVideo, wanted), landed) << wanted;
     const ReadBlock block = file.Next();
     EXPECT_EQ(block.time, landed);
     EXPECT_EQ(block.key, QMFBlock::kKey);
   }
   EXPECT_EQ(file.Rest().size(), 6U);
-  EXPECT_EQ(SetTitle(file.Container(), 0), QMF_OK);
+  EXPECT_EQ(file.SetTitle(0), QMF_OK);
   EXPECT_EQ(file.Rest().size(), 7U);
 }
 
@@ -183,43 +184,30 @@ TEST(AvcModule, AnswersQueries) {
   H264HdrSeqParSet sps = PlainSps();
   sps.aspect_ratio_info_present_flag = 1;
   sps.aspect_ratio_idc = 255;
-  const Bytes stream = ByteStream({SpsUnit(sps), PpsUnit(), SliceUnit({.type = 5})});
-  OpenedFile file = Opened(stream);
+  StartedFile file = Opened(ByteStream({SpsUnit(sps), PpsUnit(), SliceUnit({.type = 5})}));
   QMFVideoFormat format{};
   EXPECT_EQ(file.Fill(QMF_QID_VID_STREAM_FORMAT, format), QMF_ERR_AR_EXTENDED_UNSUPPORTED);
+  EXPECT_EQ(file.FillBytes(QMF_QID_VID_STREAM_FORMAT, &format, 47), QMF_ERR_BUFFER_TOO_SMALL);
   Bytes set(SpsUnit(sps).size());
-  QMFQueryData data;
-  data.pointer = set.data();
-  data.size = static_cast<std::uint32_t>(set.size());
-  EXPECT_EQ(GetInfo(file.Container(), QMF_QID_SPS_DATA, &data, 0), QMF_OK);
+  EXPECT_EQ(file.FillBytes(QMF_QID_SPS_DATA, set.data(), set.size()), QMF_OK);
   EXPECT_EQ(set, SpsUnit(sps));
   EXPECT_EQ(file.Number(QMF_QID_SPS_SIZE), set.size());
   EXPECT_EQ(file.Number(QMF_QID_NUM_TITLEMEDIA_VIDEOMEDIA), 1U);
   EXPECT_EQ(file.Number(QMF_QID_NUM_TITLEMEDIA_AUDIOMEDIA), 0U);
-  QMFTitleMediaProp prop{};
-  EXPECT_EQ(file.Fill(QMF_QID_GET_TITLE_MEDIA_PROP, prop), QMF_OK);
-  EXPECT_THAT(prop.counts, ElementsAre(1, 0, 0));
-
-  data = {};
-  EXPECT_EQ(GetInfo(file.Container(), QMF_QID_GET_BITRATE, &data, 0), QMF_ERR_INVALID_QUERY_ID);
-  EXPECT_EQ(GetInfo(file.Container(), QMF_QID_TITLE_DURATION, &data, 1), QMF_ERR_INVALID_STREAM);
-  data = {};
-  data.size = 47;
-  data.pointer = &format;
-  EXPECT_EQ(GetInfo(file.Container(), QMF_QID_VID_STREAM_FORMAT, &data, 0), QMF_ERR_BUFFER_TOO_SMALL);
-  EXPECT_EQ(SetInfo(file.Container(), QMF_QID_TITLE_DURATION, &data, 0), QMF_ERR_NULL_MODULE_FUNC);
-  EXPECT_EQ(SetMenu(file.Container(), 0), QMF_ERR_NULL_MODULE_FUNC);
-  EXPECT_EQ(SetTitle(file.Container(), 1), QMF_ERR_INVALID_TITLE_INDEX);
-  EXPECT_EQ(SetTitleActiveStream(file.Container(), kBlockVideo, 0, 0), QMF_OK);
+  EXPECT_THAT(file.Format<QMFTitleMediaProp>(QMF_QID_GET_TITLE_MEDIA_PROP).counts, ElementsAre(1, 0, 0));
+  EXPECT_EQ(file.Ask(QMF_QID_GET_BITRATE), QMF_ERR_INVALID_QUERY_ID);
+  EXPECT_EQ(file.Ask(QMF_QID_TITLE_DURATION, 1), QMF_ERR_INVALID_STREAM);
+  EXPECT_EQ(file.SetTitle(1), QMF_ERR_INVALID_TITLE_INDEX);
+  EXPECT_EQ(file.Module().SetInfo, nullptr);
+  EXPECT_EQ(file.Module().SetMenu, nullptr);
+  EXPECT_EQ(file.Activate(kBlockVideo, 0, false), QMF_OK);
   EXPECT_EQ(file.Next().result, QMF_ERR_END_OF_STREAM);
 }
 
 TEST(AvcModule, IsChosenByExtensionAlone) {
   for (const auto& [name, score] :
        {std::pair{u"a.264", 100}, {u"a.h264 ", 100}, {u"a.H264", 0}, {u"a.mkv", 0}}) {
-    std::int32_t bid = -1;
-    EXPECT_EQ(kAvcModule.entryPoints->ProbeContainer(&bid, name, nullptr), QMF_OK);
-    EXPECT_EQ(bid, score);
+    EXPECT_EQ(Score(kAvcModule, name), score);
   }
 }
 
