@@ -4,13 +4,17 @@ execute_process(COMMAND git -C ${SOURCE} describe --always --dirty
 if(NOT commit)
   set(commit "unknown")
 endif()
-file(CONFIGURE OUTPUT ${OUTPUT} CONTENT [[#include "tools/qmfinfo/Version.h"
+file(CONFIGURE OUTPUT ${OUTPUT} CONTENT [[#include "framework/Version.h"
 
-namespace qmfinfo {
+namespace qmf {
 
-const char* VersionText() {
-  return "qmfinfo @VERSION@ (commit @commit@, @COMPILER@)";
+const char* VersionNumber() {
+  return "@VERSION@";
 }
 
-}  // namespace qmfinfo
+const char* VersionText() {
+  return "@VERSION@ (commit @commit@, @COMPILER@)";
+}
+
+}  // namespace qmf
 ]] @ONLY)

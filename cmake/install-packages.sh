@@ -1,12 +1,13 @@
 #!/bin/sh
-# Installs the Debian packages of packages.txt that are missing; quick when none is.
-list=$(dirname "$0")/packages.txt
+# install-packages.sh [LIST...]: installs the Debian packages of packages.txt, and of other lists beside it, that are
+# missing; quick when none is.
+cd "$(dirname "$0")" || exit 1
 if ! command -v dpkg-query >/dev/null; then
-  echo "This system has no Debian packages; the tools behind those of $list are taken to be there." >&2
+  echo "This system has no Debian packages; the tools behind those of packages.txt are taken to be there." >&2
   exit 0
 fi
 installed=$(dpkg-query -W -f '${db:Status-Status} ${Package}\n' | sed -n 's/^installed //p')
-missing=$(grep -vxF "$installed" "$list")
+missing=$(cat packages.txt "$@" | grep -vxF "$installed")
 [ -n "$missing" ] || exit 0
 if [ "$(id -u)" -eq 0 ]; then
   as_root=

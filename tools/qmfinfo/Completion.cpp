@@ -96,7 +96,10 @@ std::string FishScript(const CLI::App& program) {
 std::string CompletionScript(const CLI::App& program, const std::string& shell) {
   if (shell == "fish") return FishScript(program);
   const std::string bash = BashScript(program);
-  return shell == "zsh" ? "autoload -Uz bashcompinit && bashcompinit\n" + bash : bash;
+  if (shell == "bash") return bash;
+  // Found by name, the script is itself the function that is asked for the first words.
+  return "#compdef qmfinfo\nautoload -Uz bashcompinit && bashcompinit\n" + bash +
+         "[[ ${funcstack[1]-} != _qmfinfo ]] || _bash_complete -o default -F _qmfinfo\n";
 }
 
 }  // namespace qmfinfo

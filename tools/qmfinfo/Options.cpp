@@ -12,10 +12,10 @@
 #include "framework/LogWriter.h"
 #include "framework/QueryIds.h"
 #include "framework/Text.h"
+#include "framework/Version.h"
 #include "tools/qmfinfo/Arguments.h"
 #include "tools/qmfinfo/Completion.h"
 #include "tools/qmfinfo/Output.h"
-#include "tools/qmfinfo/Version.h"
 
 namespace qmfinfo {
 namespace {
@@ -253,7 +253,8 @@ std::variant<Options, ExitCode> ParseOptions(const std::vector<std::string>& arg
   CLI::App program("What the QMF media framework says of media files", "qmfinfo");
   program.allow_windows_style_options(false);
   program.require_subcommand(1);
-  program.set_version_flag("--version", VersionText(), "Print version, commit and compiler");
+  program.set_version_flag("--version", std::string("qmfinfo ") + qmf::VersionText(),
+                           "Print version, commit and compiler");
   program.footer("Without a command, 'show' is meant. 'qmfinfo COMMAND --help' tells more, with examples.");
   AddLog(program);
   AllOptions all;
