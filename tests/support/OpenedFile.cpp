@@ -23,8 +23,8 @@ std::int32_t Score(const QMFModuleDescriptor& module, const char16_t* name,
                    std::shared_ptr<FileSource> source) {
   std::int32_t score = -1;
   const auto probe = [&] { return module.entryPoints->ProbeContainer(&score, name, nullptr); };
-  if (source == nullptr) return probe() == QMF_OK ? score : -1;
-  const SharedFileScope named(name, std::make_shared<FileReader>(std::move(source)));
+  std::optional<SharedFileScope> named;
+  if (source != nullptr) named.emplace(name, std::make_shared<FileReader>(std::move(source)));
   return probe() == QMF_OK ? score : -1;
 }
 
@@ -32,6 +32,7 @@ OpenedFile::OpenedFile(const QMFModuleDescriptor& module, std::shared_ptr<FileSo
                        QMFAllocator* memory)
     : m_module(*module.entryPoints), m_reader(std::make_shared<FileReader>(std::move(source))) {
   const SharedFileScope named(kName, m_reader);
+  m_bid = Score(module, kName);
   m_opened = m_module.OpenContainer(&m_handle, kName, memory);
 }
 

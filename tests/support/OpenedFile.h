@@ -49,7 +49,7 @@ std::shared_ptr<BytesSource> SourceOf(const Bytes& bytes) {
 }
 
 /// What `module` bids for a file of that name; -1 when it cannot judge. Without a source the file is the
-/// platform's.
+/// platform's, or that of a scope around the call.
 std::int32_t Score(const QMFModuleDescriptor& module, const char16_t* name,
                    std::shared_ptr<FileSource> source = nullptr);
 
@@ -65,6 +65,8 @@ class OpenedFile {
   OpenedFile& operator=(const OpenedFile&) = delete;
   ~OpenedFile();
 
+  /// What the module bid for the bytes, as it was asked before it opened them.
+  std::int32_t Bid() const { return m_bid; }
   QMFResult OpenResult() const { return m_opened; }
   QMFModuleHandle Handle() const { return m_handle; }
   const QMFModuleEntryPoints& Module() const { return m_module; }
@@ -114,7 +116,8 @@ class OpenedFile {
   const QMFModuleEntryPoints& m_module;
   const std::shared_ptr<FileReader> m_reader;
   QMFModuleHandle m_handle = nullptr;
-  QMFResult m_opened = QMF_OK;
+  std::int32_t m_bid;
+  QMFResult m_opened;
   std::vector<std::uint8_t> m_buffer;
 };
 

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "tests/readers/mp4/Mp4TestFile.h"
+#include "tests/readers/mp4/Mp4Movies.h"
 #include "tests/support/H264Writer.h"
 
 namespace qmf::test {
@@ -11,12 +11,6 @@ TrackSpec Track(std::string_view handler, Bytes entry) {
   track.handler = handler;
   track.entry = std::move(entry);
   return track;
-}
-
-Bytes MovieOf(TrackSpec track) {
-  MovieSpec spec;
-  spec.tracks = {std::move(track)};
-  return MakeMovie(spec);
 }
 
 Bytes Atom(std::string_view type, const Bytes& payload) {
@@ -60,8 +54,8 @@ TEST(Mp4VideoFormat, TakesItsSizesFromEntryPixelAspectAndTrackHeader) {
     TrackSpec track = Track("vide", VideoEntry("avc1", 720, 576, row.children));
     track.width = row.trackWidth;
     track.height = row.trackHeight;
-    Mp4TestFile file(MovieOf(track));
-    ASSERT_EQ(file.Open(), QMF_OK);
+    StartedFile file(kMp4Module, MovieOf(track));
+    ASSERT_EQ(file.result, QMF_OK);
     const QMFVideoFormat format = file.Video();
     EXPECT_EQ(std::pair(format.width, format.height), std::pair(row.width, row.height)) << row.what;
     EXPECT_EQ(std::pair(format.displayWidth, format.displayHeight),
@@ -81,8 +75,8 @@ TEST(Mp4VideoFormat, FollowsAFieldCodedSps) {
   sps.pic_height_in_map_units_minus1 = 33;
   sps.frame_cropping_flag = 1;
   sps.frame_crop_bottom_offset = 2;
-  Mp4TestFile file(MovieOf(Track("vide", VideoEntry("avc1", 0, 0, AvcConfig(SpsUnit(sps))))));
-  ASSERT_EQ(file.Open(), QMF_OK);
+  StartedFile file(kMp4Module, MovieOf(Track("vide", VideoEntry("avc1", 0, 0, AvcConfig(SpsUnit(sps))))));
+  ASSERT_EQ(file.result, QMF_OK);
   EXPECT_EQ(file.Video().width, 1920U);
   EXPECT_EQ(file.Video().height, 1080U);
   EXPECT_EQ(file.Video().interlaced, 1);
@@ -102,26 +96,22 @@ TEST(Mp4VideoFormat, NamesTheCoding) {
       {"XyZ!", {}, MakeFourCC("XyZ!")},
   };
   for (const auto& [type, children, code] : rows) {
-    Mp4TestFile file(MovieOf(Track("vide", VideoEntry(type, 64, 48, children))));
-    ASSERT_EQ(file.Open(), QMF_OK);
+    StartedFile file(kMp4Module, MovieOf(Track("vide", VideoEntry(type, 64, 48, children))));
+    ASSERT_EQ(file.result, QMF_OK);
     EXPECT_EQ(file.Video().compression, code) << type;
     EXPECT_EQ(file.Video().handler, code) << type;
   }
 }
 
 TEST(Mp4Queries, GiveTheCodecConfigurationAndItsParameterSets) {
-  Mp4TestFile file(MovieOf(Track("vide", VideoEntry("avc1", 64, 48, PlainAvcConfig()))));
-  ASSERT_EQ(file.Open(), QMF_OK);
+  StartedFile file(kMp4Module, MovieOf(Track("vide", VideoEntry("avc1", 64, 48, PlainAvcConfig()))));
+  ASSERT_EQ(file.result, QMF_OK);
   const Bytes sps = SpsUnit(PlainSps());
   EXPECT_EQ(file.Number(QMF_QID_SPS_SIZE), sps.size());
   EXPECT_EQ(file.Number(QMF_QID_PPS_SIZE), 2U);
   EXPECT_EQ(file.Number(QMF_QID_VIDEO_CODEC_PRIVATE_DATA_SIZE), PlainAvcConfig().size() - 8);
-  Bytes got(64);
-  QMFQueryData data;
-  data.size = 64;
-  data.pointer = got.data();
-  ASSERT_EQ(Mp4TestFile::Slots().GetInfo(file.Handle(), QMF_QID_SPS_DATA, &data, 0), QMF_OK);
-  got.resize(data.size);
+  Bytes got(sps.size());
+  EXPECT_EQ(file.FillBytes(QMF_QID_SPS_DATA, got.data(), got.size()), QMF_OK);
   EXPECT_EQ(got, sps);
 }
 
@@ -137,17 +127,14 @@ void ExpectAudio(const AudioRow& row) {
   TrackSpec track = Track("soun", row.entry);
   track.timescale = 96000;
   track.times = {{100, 1920}};
-  Mp4TestFile file(MovieOf(track));
-  ASSERT_EQ(file.Open(), QMF_OK) << row.what;
-  const QMFAudioFormat format = file.Audio();
-  EXPECT_EQ(format.kind, 0x11) << row.what;
-  EXPECT_EQ(format.formatTag, row.tag) << row.what;
-  EXPECT_EQ(format.channels, row.channels) << row.what;
-  EXPECT_EQ(format.samplesPerSec, row.rate) << row.what;
-  EXPECT_EQ(format.avgBytesPerSec, row.bytesPerSecond) << row.what;
-  EXPECT_EQ(format.blockAlign, row.align) << row.what;
-  EXPECT_EQ(format.bitsPerSample, row.bits) << row.what;
-  EXPECT_EQ(format.extraSize, row.extra) << row.what;
+  StartedFile file(kMp4Module, MovieOf(track));
+  ASSERT_EQ(file.result, QMF_OK) << row.what;
+  const QMFAudioFormat f = file.Audio();
+  EXPECT_EQ(f.kind, 0x11) << row.what;
+  EXPECT_EQ(std::tuple(f.formatTag, f.channels, f.samplesPerSec, f.avgBytesPerSec, f.blockAlign,
+                       f.bitsPerSample, f.extraSize),
+            std::tuple(row.tag, row.channels, row.rate, row.bytesPerSecond, row.align, row.bits, row.extra))
+      << row.what;
 }
 
 // An 'esds' with all optional fields, long-form lengths and 128 kbit/s.
@@ -188,17 +175,8 @@ TEST(Mp4AudioFormat, ReadsTheConfigurationsOfOtherCodings) {
   flac.Begin("dfLa", 0, 0).U8(0x80).Number(34, 3).U16(4608).U16(4608).Zeros(6);
   flac.U64(std::uint64_t{96000} << 44 | std::uint64_t{5} << 41 | std::uint64_t{23} << 36).Zeros(16).End();
   AtomBuilder alac;
-  alac.Begin("alac", 0, 0)
-      .U32(4096)
-      .U8(0)
-      .U8(24)
-      .Zeros(3)
-      .U8(8)
-      .U16(255)
-      .U32(0)
-      .U32(80'000)
-      .U32(192'000)
-      .End();
+  alac.Begin("alac", 0, 0).U32(4096).U8(0).U8(24).Zeros(3).U8(8).U16(255).U32(0);
+  alac.U32(80'000).U32(192'000).End();
   const AudioRow rows[] = {
       {"Opus", AudioEntry("Opus", 2, 16, 16000, opus), 0x704F, 6, 48000, 0, 960, 16, 11},
       {"AC-3", AudioEntry("ac-3", 2, 16, 44100, ac3), 0x2000, 6, 48000, 56000, 1536, 16, 3},
@@ -223,22 +201,14 @@ Bytes SoundEntry(std::string_view type, std::uint32_t version, std::uint32_t fla
 }
 
 TEST(Mp4AudioFormat, ReadsQuickTimeSoundDescriptions) {
-  const Bytes wave = AtomBuilder()
-                         .Begin("wave")
-                         .Begin("frma")
-                         .Code("mp4a")
-                         .End()
-                         .Raw(Esds(0x40, {0x12, 0x10}))
-                         .U32(0)
-                         .U32(0)
-                         .End()
-                         .Take();
+  AtomBuilder wave;
+  wave.Begin("wave").Begin("frma").Code("mp4a").End().Raw(Esds(0x40, {0x12, 0x10})).U32(0).U32(0).End();
   const AudioRow rows[] = {
       {"little-endian", AudioEntry("sowt", 2, 16, 44100), 1, 2, 44100, 176400, 4, 16, 0},
       {"8 bits", AudioEntry("raw ", 1, 8, 11025), 1, 1, 11025, 11025, 1, 8, 0},
       {"mu-law", AudioEntry("ulaw", 1, 16, 8000), 7, 1, 8000, 8000, 1, 8, 0},
       {"24 bits, version 1", SoundEntry("in24", 1, 0, {}), 1, 2, 48000, 288000, 6, 24, 0},
-      {"AAC in 'wave'", SoundEntry("mp4a", 1, 0, wave), 0xFF, 2, 44100, 16000, 1024, 16, 2},
+      {"AAC in 'wave'", SoundEntry("mp4a", 1, 0, wave.Take()), 0xFF, 2, 44100, 16000, 1024, 16, 2},
       {"version 2, integers", SoundEntry("lpcm", 2, 4, {}), 1, 6, 96000, 2304000, 24, 32, 0},
       {"version 2, floating point", SoundEntry("lpcm", 2, 1, {}), 3, 6, 96000, 2304000, 24, 32, 0},
       {"ISO's PCM", AudioEntry("ipcm", 2, 16, 48000, Atom("pcmC", {0, 0, 0, 0, 1, 24})), 1, 2, 48000, 288000,

@@ -3,37 +3,24 @@
 
 #include <algorithm>
 
-#include "tests/readers/mp4/Mp4TestFile.h"
+#include "tests/readers/mp4/Mp4Movies.h"
 
 namespace qmf::test {
 namespace {
 
-TrackSpec VideoTrack() {
-  TrackSpec track;
-  track.entry = VideoEntry("avc1", 640, 360);
-  return track;
-}
-
-TrackSpec AudioTrack(std::uint32_t id) {
-  TrackSpec track;
-  track.id = id;
-  track.handler = "soun";
-  track.timescale = 48000;
-  track.duration = 192000;
-  track.times = {{187, 1024}};
-  track.entry = AudioEntry("mp4a", 2, 16, 48000);
-  return track;
-}
-
 MovieSpec GoodMovie() {
   MovieSpec spec;
-  spec.tracks = {VideoTrack(), AudioTrack(2)};
+  spec.tracks = {VideoTrack(), AudioTrack()};
   return spec;
 }
 
-void ExpectGoodMovie(Bytes file) {
-  Mp4TestFile movie(std::move(file));
-  ASSERT_EQ(movie.Open(), QMF_OK);
+QMFResult ResultOf(const Bytes& bytes) {
+  return StartedFile(kMp4Module, bytes).result;
+}
+
+void ExpectGoodMovie(const Bytes& file) {
+  StartedFile movie(kMp4Module, file);
+  ASSERT_EQ(movie.result, QMF_OK);
   EXPECT_EQ(movie.Number(QMF_QID_NUM_TITLEMEDIA_VIDEOMEDIA), 1U);
   EXPECT_EQ(movie.Number(QMF_QID_NUM_TITLEMEDIA_AUDIOMEDIA), 1U);
   EXPECT_EQ(movie.Number(QMF_QID_TITLE_DURATION), 40'000'000U);
@@ -42,15 +29,10 @@ void ExpectGoodMovie(Bytes file) {
 }
 
 TEST(Mp4Probe, AcceptsWhatBeginsLikeAMovie) {
-  struct Row {
-    const char* what;
-    Bytes bytes;
-    std::int32_t score;
-  };
   const auto file = [](std::uint32_t size, std::string_view type, std::size_t rest) {
     return AtomBuilder().U32(size).Code(type).Zeros(rest).Take();
   };
-  const Row rows[] = {
+  const std::tuple<const char*, Bytes, std::int32_t> rows[] = {
       {"ftyp", file(20, "ftyp", 12), 100},
       {"movie in front", file(5000, "moov", 12), 100},
       {"media in front, cut off", file(5000, "mdat", 12), 100},
@@ -67,22 +49,15 @@ TEST(Mp4Probe, AcceptsWhatBeginsLikeAMovie) {
       {"seven bytes", Bytes{0, 0, 0, 20, 'f', 't', 'y'}, 0},
       {"nothing", Bytes{}, 0},
   };
-  for (const Row& row : rows) EXPECT_EQ(Mp4TestFile(row.bytes).Score(), row.score) << row.what;
-}
-
-TEST(Mp4Probe, GoesByTheExtensionOfWhatCannotBeOpened) {
-  const std::pair<const char16_t*, std::int32_t> rows[] = {
-      {u"/nowhere/a.mp4", 100}, {u"/nowhere/a.3g2 ", 100}, {u"http://host/a.mov", 100},
-      {u"/nowhere/a.MP4", 0},   {u"/nowhere/a.mkv", 0},
-  };
-  for (const auto& [path, expected] : rows) {
-    std::int32_t score = -1;
-    EXPECT_EQ(Mp4TestFile::Slots().ProbeContainer(&score, path, nullptr), QMF_OK);
-    EXPECT_EQ(score, expected);
+  for (const auto& [what, bytes, score] : rows) EXPECT_EQ(OpenedFile(kMp4Module, bytes).Bid(), score) << what;
+  // What cannot be opened goes by its extension.
+  for (const auto& [path, score] : {std::pair(u"/nowhere/a.mp4", 100),
+                                    {u"/nowhere/a.3g2 ", 100},
+                                    {u"http://host/a.mov", 100},
+                                    {u"/nowhere/a.MP4", 0},
+                                    {u"/nowhere/a.mkv", 0}}) {
+    EXPECT_EQ(Score(kMp4Module, path), score);
   }
-  QMFModuleHandle handle = nullptr;
-  EXPECT_EQ(Mp4TestFile::Slots().OpenContainer(&handle, u"http://host/a.mov", nullptr),
-            QMF_ERR_REMOTE_FILE_UNSUPPORTED);
 }
 
 TEST(Mp4Header, FindsTheMovieWhereverItStands) {
@@ -93,15 +68,13 @@ TEST(Mp4Header, FindsTheMovieWhereverItStands) {
   spec.wide = spec.tracks[0].wide = spec.tracks[1].wide = true;
   ExpectGoodMovie(MakeMovie(spec));
 
-  const Bytes movie = MakeMovieAtom(GoodMovie(), 0);
+  Bytes movie = MakeMovieAtom(GoodMovie(), 0);
   AtomBuilder strange;
   strange.U32(1).Code("mdat").U64(24).U64(0);
   strange.Begin("uuid").Zeros(16).End().Begin("free").End().Raw(movie).Begin("free").U32(7).End();
   ExpectGoodMovie(strange.Take());
-
-  Bytes toTheEnd = movie;
-  toTheEnd[0] = toTheEnd[1] = toTheEnd[2] = toTheEnd[3] = 0;
-  ExpectGoodMovie(toTheEnd);
+  std::fill_n(movie.begin(), 4, std::uint8_t{0});  // To the end of the file.
+  ExpectGoodMovie(movie);
 }
 
 Bytes CompressedMovie(const Bytes& movie, std::uint32_t declared) {
@@ -117,31 +90,28 @@ Bytes CompressedMovie(const Bytes& movie, std::uint32_t declared) {
 TEST(Mp4Header, InflatesACompressedMovieWithinItsDeclaredSize) {
   const Bytes movie = MakeMovieAtom(GoodMovie(), 0);
   const auto size = static_cast<std::uint32_t>(movie.size());
-  ExpectGoodMovie(CompressedMovie(movie, size));
-  EXPECT_EQ(Mp4TestFile(CompressedMovie(movie, size - 1)).Open(), QMF_ERR_BAD_STRUCTURE);
-  Bytes damaged = CompressedMovie(movie, size);
+  const Bytes packed = CompressedMovie(movie, size);
+  ExpectGoodMovie(packed);
+  Bytes damaged = packed;
   damaged[damaged.size() / 2] ^= 0xFF;
-  EXPECT_EQ(Mp4TestFile(damaged).Open(), QMF_ERR_BAD_STRUCTURE);
-  EXPECT_EQ(Mp4TestFile(CompressedMovie(CompressedMovie(movie, size), 1 << 20)).Open(),
-            QMF_ERR_BAD_STRUCTURE);
   // 32 MiB of zeros pack well; they stay packed.
-  EXPECT_EQ(Mp4TestFile(CompressedMovie(Bytes(32U << 20), UINT32_MAX)).Open(), QMF_ERR_BAD_STRUCTURE);
+  for (const Bytes& bad : {damaged, CompressedMovie(movie, size - 1), CompressedMovie(packed, 1 << 20),
+                           CompressedMovie(Bytes(32U << 20), UINT32_MAX)}) {
+    EXPECT_EQ(ResultOf(bad), QMF_ERR_BAD_STRUCTURE) << bad.size();
+  }
 }
 
 TEST(Mp4Header, NeedsAMovieAndDropsTracksWithoutTheirParts) {
-  EXPECT_EQ(Mp4TestFile(AtomBuilder().Begin("ftyp").Zeros(8).End().Take()).Open(), QMF_ERR_BAD_STRUCTURE);
-  EXPECT_EQ(Mp4TestFile(AtomBuilder().Begin("moov").Begin("trak").End().End().Take()).Open(),
-            QMF_ERR_BAD_STRUCTURE);
-
-  const Bytes good = MakeMovieAtom(GoodMovie(), 0);
+  EXPECT_EQ(ResultOf(AtomBuilder().Begin("ftyp").Zeros(8).End().Take()), QMF_ERR_BAD_STRUCTURE);
+  EXPECT_EQ(ResultOf(AtomBuilder().Begin("moov").Begin("trak").End().End().Take()), QMF_ERR_BAD_STRUCTURE);
   for (const std::string_view part : {"tkhd", "mdia", "mdhd", "hdlr", "minf", "stbl", "stsd", "stts"}) {
     // The first of each is the video track's.
-    Bytes file = good;
+    Bytes file = MakeMovieAtom(GoodMovie(), 0);
     const auto at = std::search(file.begin(), file.end(), part.begin(), part.end());
     ASSERT_NE(at, file.end());
     *at = 'X';
-    Mp4TestFile movie(std::move(file));
-    ASSERT_EQ(movie.Open(), QMF_OK);
+    StartedFile movie(kMp4Module, file);
+    ASSERT_EQ(movie.result, QMF_OK);
     EXPECT_EQ(movie.Number(QMF_QID_NUM_TITLEMEDIA_VIDEOMEDIA), 0U) << part;
     EXPECT_EQ(movie.Number(QMF_QID_NUM_TITLEMEDIA_AUDIOMEDIA), 1U) << part;
   }
@@ -150,11 +120,10 @@ TEST(Mp4Header, NeedsAMovieAndDropsTracksWithoutTheirParts) {
 TEST(Mp4Header, SurvivesEveryCutAndReadsWhatIsLeft) {
   const Bytes good = MakeMovieAtom(GoodMovie(), 0);
   for (std::size_t size = 0; size < good.size(); ++size) {
-    Mp4TestFile movie(Bytes(good.begin(), good.begin() + static_cast<std::ptrdiff_t>(size)));
-    if (movie.Open() != QMF_OK) continue;
-    const std::uint64_t streams = movie.Number(QMF_QID_NUM_TITLE_STREAMS);
-    EXPECT_LE(streams, 2U);
-    EXPECT_EQ(movie.Video().width, movie.Number(QMF_QID_NUM_TITLEMEDIA_VIDEOMEDIA) == 1 ? 640U : 0U);
+    StartedFile movie(kMp4Module, Bytes(good.begin(), good.begin() + static_cast<std::ptrdiff_t>(size)));
+    if (movie.result != QMF_OK) continue;
+    EXPECT_LE(movie.Number(QMF_QID_NUM_TITLE_STREAMS), 2U);
+    EXPECT_EQ(movie.Video().width, movie.Number(QMF_QID_NUM_TITLEMEDIA_VIDEOMEDIA) == 1U ? 640U : 0U);
   }
 }
 
@@ -163,48 +132,39 @@ TEST(Mp4Header, ListsTracksAsStreamsEnabledOnesFirst) {
   spec.tracks.push_back(AudioTrack(3));
   spec.tracks[1].flags = 0;
   TrackSpec text = VideoTrack();
-  text.id = 4;
-  text.handler = "text";
   text.entry = TextEntry("text");
-  spec.tracks.push_back(text);
-  text.id = 5;
-  text.handler = "sbtl";
-  text.entry = TextEntry("tx3g");
-  spec.tracks.push_back(text);
-  text.id = 6;
-  text.handler = "tmcd";
-  spec.tracks.push_back(text);
+  for (const std::string_view handler : {"text", "sbtl", "tmcd"}) {
+    text.id = static_cast<std::uint32_t>(spec.tracks.size() + 1);
+    text.handler = handler;
+    spec.tracks.push_back(text);
+  }
   spec.tracks[0].references = AtomBuilder().Begin("tref").Begin("chap").U32(4).End().End().Take();
 
-  Mp4TestFile movie(MakeMovie(spec));
-  ASSERT_EQ(movie.Open(), QMF_OK);
+  StartedFile movie(kMp4Module, MakeMovie(spec));
+  ASSERT_EQ(movie.result, QMF_OK);
   EXPECT_EQ(movie.Number(QMF_QID_NUM_TITLE_STREAMS), 4U);
   EXPECT_EQ(movie.Number(QMF_QID_TITLEMEDIA_AUD_ABSOLUTE_TRACK_NUM, 0), 3U);
   EXPECT_EQ(movie.Number(QMF_QID_TITLEMEDIA_AUD_ABSOLUTE_TRACK_NUM, 1), 2U);
   EXPECT_EQ(movie.Number(QMF_QID_TITLEMEDIA_SUB_ABSOLUTE_TRACK_NUM, 0), 5U);
-  QMFTitleMediaProp prop{};
-  EXPECT_EQ(movie.ReadRecord(QMF_QID_GET_TITLE_MEDIA_PROP, prop), QMF_OK);
+  const auto prop = movie.Format<QMFTitleMediaProp>(QMF_QID_GET_TITLE_MEDIA_PROP);
   EXPECT_EQ(prop.counts[0], 1);
   EXPECT_EQ(prop.counts[1], 2);
   EXPECT_EQ(prop.counts[2], 1);
 }
 
 TEST(Mp4Queries, RefuseWhatTheyCannotAnswer) {
-  Mp4TestFile movie(MakeMovie(GoodMovie()));
-  QMFModuleHandle handle = nullptr;
-  const QMFModuleEntryPoints& slots = Mp4TestFile::Slots();
-  ASSERT_EQ(movie.Open(), QMF_OK);
-  handle = movie.Handle();
-  QMFQueryData data;
-  EXPECT_EQ(slots.GetInfo(handle, QMF_QID_GET_STD_INDEX_NUM_ENTRIES, &data, 0), QMF_ERR_UNSUPPORTED_QID);
-  EXPECT_EQ(slots.SetInfo(handle, QMF_QID_TITLE_DURATION, &data, 0), QMF_ERR_UNSUPPORTED_QID);
-  EXPECT_EQ(slots.SetTitle(handle, 1), QMF_ERR_INVALID_TITLE_INDEX);
+  StartedFile movie(kMp4Module, MakeMovie(GoodMovie()));
+  EXPECT_EQ(movie.Ask(QMF_QID_GET_STD_INDEX_NUM_ENTRIES), QMF_ERR_UNSUPPORTED_QID);
+  EXPECT_EQ(movie.Tell(QMF_QID_TITLE_DURATION, 0), QMF_ERR_UNSUPPORTED_QID);
+  EXPECT_EQ(movie.SetTitle(1), QMF_ERR_INVALID_TITLE_INDEX);
   QMFVideoFormat format{};
-  EXPECT_EQ(movie.ReadRecord(QMF_QID_VID_STREAM_FORMAT, format, 1), QMF_ERR_INVALID_STREAM);
-  data.pointer = &format;
-  data.size = sizeof(format) - 1;
-  EXPECT_EQ(slots.GetInfo(handle, QMF_QID_VID_STREAM_FORMAT, &data, 0), QMF_ERR_BUFFER_TOO_SMALL);
+  EXPECT_EQ(movie.Fill(QMF_QID_VID_STREAM_FORMAT, format, 1), QMF_ERR_INVALID_STREAM);
+  EXPECT_EQ(movie.FillBytes(QMF_QID_VID_STREAM_FORMAT, &format, sizeof(format) - 1),
+            QMF_ERR_BUFFER_TOO_SMALL);
   EXPECT_EQ(format.width, 0U);
+  QMFModuleHandle handle = nullptr;
+  EXPECT_EQ(kMp4Module.entryPoints->OpenContainer(&handle, u"http://host/a.mov", nullptr),
+            QMF_ERR_REMOTE_FILE_UNSUPPORTED);
 }
 
 TEST(Mp4Queries, TellNamesAndTexts) {
@@ -217,32 +177,57 @@ TEST(Mp4Queries, TellNamesAndTexts) {
   udta.Raw(text("\251nam", "Titel \xC3\xA4")).Raw(text("\251too", "Encoder 1.0")).End().End().End();
   spec.extra = udta.Take();
   spec.tracks[0].userData = AtomBuilder().Begin("udta").Begin("name").Code("Main").End().End().Take();
-  Mp4TestFile movie(MakeMovie(spec));
-  ASSERT_EQ(movie.Open(), QMF_OK);
-  EXPECT_EQ(movie.Text(QMF_QID_CONTAINER_TITLE_NAME), u"Titel \u00e4");
-  EXPECT_EQ(movie.Text(QMF_QID_CONTAINER_WRITE_APP), u"Encoder 1.0");
-  EXPECT_EQ(movie.Text(QMF_QID_VID_STREAM_NAME), u"Main");
-  EXPECT_EQ(movie.Text(QMF_QID_AUD_STREAM_NAME), u"Handler");
-  EXPECT_EQ(movie.Text(QMF_QID_VID_CODEC_ID), u"avc1");
-  EXPECT_EQ(movie.Text(QMF_QID_AUD_CODEC_NAME), u"AAC");
+  StartedFile movie(kMp4Module, MakeMovie(spec));
+  for (const auto& [qid, answer] : {std::pair(QMF_QID_CONTAINER_TITLE_NAME, u"Titel \u00e4"),
+                                    {QMF_QID_CONTAINER_WRITE_APP, u"Encoder 1.0"},
+                                    {QMF_QID_VID_STREAM_NAME, u"Main"},
+                                    {QMF_QID_AUD_STREAM_NAME, u"Handler"},
+                                    {QMF_QID_VID_CODEC_ID, u"avc1"},
+                                    {QMF_QID_AUD_CODEC_NAME, u"AAC"}}) {
+    EXPECT_EQ(movie.Text(qid), answer);
+  }
 
   AtomBuilder quickTime;
-  quickTime.Begin("udta")
-      .Begin("\251nam")
-      .U16(5)
-      .U16(0)
-      .Code("Plain")
-      .U16(3)
-      .U16(1)
-      .Code("Two")
-      .End()
-      .U32(0)
-      .End();
-  spec.extra = quickTime.Take();
-  Mp4TestFile plain(MakeMovie(spec));
-  ASSERT_EQ(plain.Open(), QMF_OK);
+  quickTime.Begin("udta").Begin("\251nam").U16(5).U16(0).Code("Plain").U16(3).U16(1).Code("Two").End();
+  spec.extra = quickTime.U32(0).End().Take();
+  StartedFile plain(kMp4Module, MakeMovie(spec));
   EXPECT_EQ(plain.Text(QMF_QID_CONTAINER_TITLE_NAME), u"Plain");
-  EXPECT_EQ(plain.Text(QMF_QID_CONTAINER_WRITE_APP), u"");
+  EXPECT_EQ(plain.Text(QMF_QID_CONTAINER_WRITE_APP), std::nullopt);
+}
+
+TEST(Mp4Chapters, ComeFromATextTrackOrFromTheUserData) {
+  MovieSpec listed = ShortMovie();
+  AtomBuilder list;
+  list.Begin("udta").Begin("chpl", 1, 0).U32(0).U8(2).U64(0).U8(3).Code("One");
+  listed.extra = list.U64(2'000'000).U8(2).Code("\xC3\xA4").End().End().Take();
+
+  MovieSpec tracked = ShortMovie();
+  tracked.tracks[0].references = AtomBuilder().Begin("tref").Begin("chap").U32(9).End().End().Take();
+  TrackSpec text;
+  text.id = 9;
+  text.flags = 0;
+  text.handler = "text";
+  text.entry = TextEntry("text");
+  text.timescale = 1000;
+  text.duration = 400;
+  text.times = {{2, 200}};
+  text.sizes = {5, 4};
+  tracked.tracks.insert(tracked.tracks.begin(), text);
+  Bytes bytes = MakeMovie(tracked);
+  const std::string_view mdat = "mdat";
+  const Bytes samples = AtomBuilder().U16(3).Code("One").U16(2).Code("\xC3\xA4").Take();
+  std::ranges::copy(samples, std::search(bytes.begin(), bytes.end(), mdat.begin(), mdat.end()) + 4);
+
+  for (const Bytes& movie : {MakeMovie(listed), bytes}) {
+    StartedFile file(kMp4Module, movie);
+    EXPECT_EQ(file.Number(QMF_QID_CHAPTERS_BEGIN), 2U);
+    EXPECT_EQ(file.Text(QMF_QID_CHAPTERS_CHAPTER_NAME, 0), u"One");
+    EXPECT_EQ(file.Text(QMF_QID_CHAPTERS_CHAPTER_NAME, 1), u"\u00e4");
+    EXPECT_EQ(file.Number(QMF_QID_CHAPTERS_CHAPTER_STARTTIME, 1), 2'000'000U);
+    EXPECT_EQ(file.Number(QMF_QID_CHAPTERS_CHAPTER_ENDTIME, 0), 2'000'000U);
+    EXPECT_EQ(file.Number(QMF_QID_CHAPTERS_CHAPTER_ENDTIME, 1), 4'000'000U);
+    EXPECT_EQ(file.Number(QMF_QID_CHAPTERS_CHAPTER_STARTTIME, 2), std::nullopt);
+  }
 }
 
 }  // namespace
