@@ -1,22 +1,16 @@
 #include <algorithm>
-#include <cstring>
 
-#include "framework/QueryAnswer.h"
+#include "framework/QueryTable.h"
 #include "framework/ReturnIf.h"
 #include "readers/mkv/MkvAttachments.h"
 #include "readers/mkv/MkvRecords.h"
-#include "readers/mkv/MkvSegment.h"
+#include "readers/mkv/MkvSections.h"
 
 namespace qmf {
 namespace {
 
-struct Query {
+struct Query : QueryCall {
   MkvSegment& segment;
-  std::uint32_t qid;
-  QMFQueryData& data;
-  std::uint32_t index;
-
-  QMFResult Number(std::uint64_t value) const { return AnswerNumber(data, qid, value); }
 };
 
 template <std::size_t size>
@@ -52,13 +46,12 @@ QMFResult Info(const Query& query, const MkvAttachment& file) {
   CopyText(info.description, file.description);
   CopyText(info.mimeType, file.mimeType);
   const std::uint32_t room = query.data.size;
-  QMF_RETURN_IF_NONZERO(AnswerRecord(query.data, info));
+  QMF_RETURN_IF_NONZERO(query.SizedRecord(info));
   if (room - sizeof(info) < file.size || file.size == 0) return QMF_OK;
   auto* const out = static_cast<std::uint8_t*>(query.data.pointer) + sizeof(info);
   const auto size = static_cast<std::size_t>(file.size);
-  if (query.segment.file->ReadAt(file.offset, out, size) == size) return QMF_OK;
-  std::memset(out, 0, size);
-  return QMF_ERR_FILE_CORRUPT;
+  query.data.size += static_cast<std::uint32_t>(size);
+  return CopyFromMkv(query.segment, file.offset, out, size);
 }
 
 template <MkvTrackType type>
@@ -78,12 +71,7 @@ QMFResult Link(const Query& query) {
   return query.Number(links[query.data.value]);
 }
 
-struct QueryRow {
-  std::uint32_t qid;
-  QMFResult (*answer)(const Query&);
-};
-
-constexpr QueryRow kQueries[] = {
+constexpr QueryRow<Query> kQueries[] = {
     {QMF_QID_GET_ATTACHMENT_COUNT, Count},
     {QMF_QID_GET_ATTACHMENT_SIZE, OfFile<Size>},
     {QMF_QID_GET_ATTACHMENTINFO, OfFile<Info>},
@@ -98,10 +86,9 @@ constexpr QueryRow kQueries[] = {
 
 }  // namespace
 
-QMFResult AnswerMkvAttachmentQuery(MkvSegment& segment, std::uint32_t qid, QMFQueryData& data,
-                                   std::uint32_t index) {
-  const auto row = std::ranges::find(kQueries, qid, &QueryRow::qid);
-  return row == std::end(kQueries) ? QMF_ERR_UNSUPPORTED_QID : row->answer({segment, qid, data, index});
+QMFResult AnswerMkvAttachmentQuery(MkvSegment& segment, const QueryCall& call) {
+  const auto* const row = FindQueryRow(kQueries, call.qid);
+  return row == nullptr ? QMF_ERR_UNSUPPORTED_QID : row->answer({call, segment});
 }
 
 }  // namespace qmf

@@ -1,7 +1,6 @@
 #include "readers/mkv/MkvAttachments.h"
 
-#include "readers/mkv/EbmlRules.h"
-#include "readers/mkv/MkvSegment.h"
+#include "readers/mkv/MkvSections.h"
 
 namespace qmf {
 namespace {
@@ -34,21 +33,13 @@ constexpr EbmlRule<MkvAttachments> kAttachmentsRules[] = {
     {Element::AttachedFile, ReadFile},
 };
 
-QMFResult ReadAttachments(MkvSegment& segment, MkvAttachments& attachments) {
-  EbmlReader reader(*segment.file, segment.memory, kLimits);
-  EbmlElement element;
-  if (FindMkvSection(segment, reader, kSectionAttachments, element) != QMF_OK) return QMF_OK;
-  if (WalkInto<kAttachmentsRules>(attachments, reader, element) != QMF_FAILURE) return QMF_OK;
-  attachments.files.clear();
-  return QMF_ERR_QF3_PARSE_ATTACHMENTS;
-}
-
 }  // namespace
 
 const MkvAttachments& MkvAttachmentsOf(MkvSegment& segment) {
   if (!segment.attachments) {
     MkvAttachments& attachments = segment.attachments.emplace(segment.memory);
-    attachments.result = ReadAttachments(segment, attachments);
+    attachments.result = ReadMkvSection<kAttachmentsRules>(segment, kSectionAttachments, kLimits,
+                                                           QMF_ERR_QF3_PARSE_ATTACHMENTS, attachments);
   }
   return *segment.attachments;
 }

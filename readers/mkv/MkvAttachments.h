@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "framework/InfoRecords.h"
+#include "framework/QueryTable.h"
 #include "readers/mkv/EbmlReader.h"
 
 namespace qmf {
@@ -39,7 +39,6 @@ const MkvAttachments& MkvAttachmentsOf(MkvSegment& segment);
 /// of a kind. An attachment that is not there gives QMF_ERR_INDEX_OUT_OF_RANGE, a track
 /// QMF_ERR_INVALID_STREAM, a link QMF_ERR_ATTACHMENT_LINK_INVALID, any other identifier
 /// QMF_ERR_UNSUPPORTED_QID.
-QMFResult AnswerMkvAttachmentQuery(MkvSegment& segment, std::uint32_t qid, QMFQueryData& data,
-                                   std::uint32_t index);
+QMFResult AnswerMkvAttachmentQuery(MkvSegment& segment, const QueryCall& call);
 
 }  // namespace qmf

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "framework/QueryAnswer.h"
+#include "framework/QueryTable.h"
 #include "framework/ReturnIf.h"
 #include "readers/mkv/MkvChapters.h"
 #include "readers/mkv/MkvRecords.h"
@@ -12,13 +12,9 @@ namespace {
 
 constexpr std::uint64_t kNanosecondsPerUnit = 100;
 
-struct Query {
+struct Query : QueryCall {
   const MkvSegment& segment;
-  std::uint32_t qid;
-  QMFQueryData& data;
-  std::uint32_t index;
 
-  QMFResult Number(std::uint64_t value) const { return AnswerNumber(data, qid, value); }
   const MkvEdition* Edition() const {
     return segment.selectedPlaylist < segment.editions.size() ? &segment.editions[segment.selectedPlaylist]
                                                               : nullptr;
@@ -43,9 +39,9 @@ QMFResult EditionProp(const Query& query) {
   if (query.index >= query.segment.editions.size()) return QMF_ERR_INDEX_OUT_OF_RANGE;
   const MkvEdition& edition = query.segment.editions[query.index];
   const bool ordered = (edition.flags & MkvEdition::kOrdered) != 0;
-  return AnswerRecord(
-      query.data, QMFPlaylistProp{edition.uid, ordered ? edition.OrderedDuration() / kNanosecondsPerUnit : 0,
-                                  edition.flags, static_cast<std::uint32_t>(edition.chapters.size())});
+  return query.SizedRecord(
+      QMFPlaylistProp{edition.uid, ordered ? edition.OrderedDuration() / kNanosecondsPerUnit : 0,
+                      edition.flags, static_cast<std::uint32_t>(edition.chapters.size())});
 }
 
 QMFResult EditionOrdered(const Query& query) {
@@ -67,7 +63,7 @@ QMFResult ChapterProp(const Query& query, const MkvChapter& chapter) {
   std::ranges::copy(chapter.segmentUid.value_or(MkvSegmentUid{}), prop.segmentUid);
   prop.flags = (chapter.hidden ? 1U : 0U) | (chapter.enabled ? 2U : 0U);
   prop.level = chapter.level;
-  return AnswerRecord(query.data, prop);
+  return query.SizedRecord(prop);
 }
 
 // Whether there is a chapter `index`, so that chapters can be walked without knowing their number.
@@ -108,12 +104,7 @@ QMFResult ChapterCountry(const Query& query, const MkvChapter& chapter) {
   return query.Number(PackedCode(chapter.country));
 }
 
-struct QueryRow {
-  std::uint32_t qid;
-  QMFResult (*answer)(const Query&);
-};
-
-constexpr QueryRow kQueries[] = {
+constexpr QueryRow<Query> kQueries[] = {
     {QMF_QID_PLAYLISTS_GET_COUNT, EditionCount},
     {QMF_QID_PLAYLISTS_GET_PROP, EditionProp},
     {QMF_QID_EDITION_ORDERED, EditionOrdered},
@@ -130,12 +121,11 @@ constexpr QueryRow kQueries[] = {
 
 }  // namespace
 
-QMFResult AnswerMkvChapterQuery(MkvSegment& segment, std::uint32_t qid, QMFQueryData& data,
-                                std::uint32_t index) {
-  const auto row = std::ranges::find(kQueries, qid, &QueryRow::qid);
-  if (row == std::end(kQueries)) return QMF_ERR_UNSUPPORTED_QID;
+QMFResult AnswerMkvChapterQuery(MkvSegment& segment, const QueryCall& call) {
+  const auto* const row = FindQueryRow(kQueries, call.qid);
+  if (row == nullptr) return QMF_ERR_UNSUPPORTED_QID;
   QMF_RETURN_IF_NONZERO(ReadMkvChapters(segment));
-  return row->answer({segment, qid, data, index});
+  return row->answer({call, segment});
 }
 
 QMFResult SetMkvChapterInfo(MkvSegment& segment, std::uint32_t qid, const QMFQueryData& data) {

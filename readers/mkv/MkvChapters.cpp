@@ -3,8 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "readers/mkv/EbmlRules.h"
-#include "readers/mkv/MkvSegment.h"
+#include "readers/mkv/MkvSections.h"
 
 namespace qmf {
 namespace {
@@ -116,12 +115,10 @@ std::uint32_t DefaultEdition(const MkvSegment& segment) {
 }
 
 QMFResult ReadEditions(MkvSegment& segment) {
-  EbmlReader reader(*segment.file, segment.memory, kLimits);
-  EbmlElement element;
-  if (FindMkvSection(segment, reader, kSectionChapters, element) != QMF_OK) return QMF_OK;
-  if (WalkInto<kChaptersRules>(segment, reader, element) != QMF_FAILURE) return QMF_OK;
-  segment.editions.clear();
-  return QMF_ERR_QF3_PARSE_CHAPTERS;
+  const QMFResult result =
+      ReadMkvSection<kChaptersRules>(segment, kSectionChapters, kLimits, QMF_ERR_QF3_PARSE_CHAPTERS, segment);
+  if (result != QMF_OK) segment.editions.clear();
+  return result;
 }
 
 }  // namespace

@@ -5,39 +5,28 @@
 #include <span>
 #include <string_view>
 
-#include "framework/QueryAnswer.h"
+#include "framework/QueryTable.h"
 #include "framework/ReturnIf.h"
 #include "readers/mkv/CodecTable.h"
 #include "readers/mkv/MkvChapterQueries.h"
 #include "readers/mkv/MkvFormats.h"
 #include "readers/mkv/MkvFrames.h"
 #include "readers/mkv/MkvSync.h"
+#include "readers/mkv/MkvTagQueries.h"
 #include "streamlib/AvcConfiguration.h"
 
 namespace qmf {
 namespace {
 
 // One question to a title, and one to its current segment.
-struct TitleQuery {
+struct TitleQuery : QueryCall {
   MkvTitle& title;
-  std::uint32_t qid;
-  QMFQueryData& data;
-  std::uint32_t index;
 };
 
-struct Query {
+struct Query : QueryCall {
   const MkvTitle& title;
   const MkvSegment& segment;
-  std::uint32_t qid;
-  QMFQueryData& data;
-  std::uint32_t index;
 
-  QMFResult Number(std::uint64_t value) const { return AnswerNumber(data, qid, value); }
-  /// A text that the file lacks is the null answer.
-  QMFResult Text(std::u16string_view text) const {
-    return text.empty() ? Bytes({}) : AnswerText(data, qid, text);
-  }
-  QMFResult Bytes(std::span<const std::uint8_t> bytes) const { return AnswerBytes(data, qid, bytes); }
   std::size_t Count(MkvTrackType type) const { return segment.tracks.Of(type).size(); }
 };
 
@@ -180,15 +169,15 @@ QMFResult AudioFormat(const TitleQuery& query) {
 
 template <std::uint64_t value>
 QMFResult Constant(const TitleQuery& query) {
-  return AnswerNumber(query.data, query.qid, value);
+  return query.Number(value);
 }
 
 QMFResult Duration(const TitleQuery& query) {
-  return AnswerNumber(query.data, query.qid, MkvTitleDuration(query.title));
+  return query.Number(MkvTitleDuration(query.title));
 }
 
 QMFResult Delaces(const TitleQuery& query) {
-  return AnswerNumber(query.data, query.qid, query.title.delace ? 1 : 0);
+  return query.Number(query.title.delace ? 1 : 0);
 }
 
 // The sizes in bytes of the frames in the stream's last delivered block, 32 bits each.
@@ -197,15 +186,14 @@ QMFResult LaceInfo(const TitleQuery& query) {
   if (segment == nullptr) return QMF_FAILURE;
   if (query.index >= segment->tracks.Of(kTrackAudio).size()) return QMF_ERR_INVALID_STREAM;
   const auto sizes = std::as_bytes(query.title.Blocks().LaceOf(kBlockAudio, query.index));
-  return AnswerBytes(query.data, query.qid,
-                     {reinterpret_cast<const std::uint8_t*>(sizes.data()), sizes.size()});
+  return query.Bytes({reinterpret_cast<const std::uint8_t*>(sizes.data()), sizes.size()});
 }
 
 template <auto find>
 QMFResult SyncTime(const TitleQuery& query) {
   std::uint64_t time = query.data.value;
   QMF_RETURN_IF_NONZERO(find(query.title, query.index, time));
-  return AnswerNumber(query.data, query.qid, time);
+  return query.Number(time);
 }
 
 // The same by frame numbers of the video stream. Times in the file are rounded to ticks, so frames are
@@ -219,14 +207,8 @@ QMFResult SyncPoint(const TitleQuery& query) {
   if (track.defaultDuration == 0) return QMF_FAILURE;
   std::uint64_t time = MkvMiddleOfFrame(track, static_cast<std::uint32_t>(query.data.value));
   QMF_RETURN_IF_NONZERO(find(query.title, query.index, time));
-  return AnswerNumber(query.data, query.qid, MkvFrameCount(track, time));
+  return query.Number(MkvFrameCount(track, time));
 }
-
-template <class Query>
-struct QueryRow {
-  std::uint32_t qid;
-  QMFResult (*answer)(const Query&);
-};
 
 // Answered before a title is selected as well.
 constexpr QueryRow<TitleQuery> kTitleQueries[] = {
@@ -305,23 +287,19 @@ QMFResult CombineFields(const MkvTitle& title, const QMFQueryData& data, std::ui
   return QMF_OK;
 }
 
-template <class Query, std::size_t count>
-const QueryRow<Query>* FindRow(const QueryRow<Query> (&rows)[count], std::uint32_t qid) {
-  const auto row = std::ranges::find(rows, qid, &QueryRow<Query>::qid);
-  return row == std::end(rows) ? nullptr : row;
-}
-
 }  // namespace
 
 QMFResult AnswerMkvQuery(MkvTitle& title, std::uint32_t qid, QMFQueryData& data, std::uint32_t index) {
-  if (const auto* const row = FindRow(kTitleQueries, qid)) return row->answer({title, qid, data, index});
+  const QueryCall call{qid, data, index};
+  if (const auto* const row = FindQueryRow(kTitleQueries, qid)) return row->answer({call, title});
   MkvSegment* const segment = title.Current();
   if (segment == nullptr) return QMF_FAILURE;
-  if (const auto* const row = FindRow(kSegmentQueries, qid)) {
-    return row->answer({title, *segment, qid, data, index});
+  if (const auto* const row = FindQueryRow(kSegmentQueries, qid)) return row->answer({call, title, *segment});
+  for (const auto answer : {AnswerMkvChapterQuery, AnswerMkvAttachmentQuery, AnswerMkvTagQuery}) {
+    const QMFResult result = answer(*segment, call);
+    if (result != QMF_ERR_UNSUPPORTED_QID) return result;
   }
-  const QMFResult result = AnswerMkvChapterQuery(*segment, qid, data, index);
-  return result == QMF_ERR_UNSUPPORTED_QID ? AnswerMkvAttachmentQuery(*segment, qid, data, index) : result;
+  return QMF_ERR_UNSUPPORTED_QID;
 }
 
 QMFResult SetMkvInfo(MkvTitle& title, std::uint32_t qid, QMFQueryData& data, std::uint32_t index) {
@@ -332,8 +310,11 @@ QMFResult SetMkvInfo(MkvTitle& title, std::uint32_t qid, QMFQueryData& data, std
       title.delace = static_cast<std::uint32_t>(data.value) != 0;
       return QMF_OK;
     default:
-      return title.Current() != nullptr ? SetMkvChapterInfo(*title.Current(), qid, data) : QMF_FAILURE;
+      break;
   }
+  if (title.Current() == nullptr) return QMF_FAILURE;
+  const QMFResult result = SetMkvChapterInfo(*title.Current(), qid, data);
+  return result == QMF_ERR_UNSUPPORTED_QID ? SetMkvTagInfo(*title.Current(), qid, data) : result;
 }
 
 }  // namespace qmf

@@ -40,4 +40,20 @@ struct QMFAttachmentInfo {
 };
 static_assert(sizeof(QMFAttachmentInfo) == 1184);
 
+/// Answer of QMF_QID_TAGS_GET_SIMPLETAGINFO_BYINDEX and _BYID. Sizes are in bytes, of texts with their
+/// terminator and 0 where there is none.
+struct QMFSimpleTagInfo {
+  std::uint32_t id;  ///< Counts the simple tags of all tags, in file order, each before those inside it.
+  std::uint32_t parentId;  ///< 0xFFFFFFFF for one directly in its tag.
+  std::uint32_t tagIndex;
+  std::uint32_t childCount;
+  std::uint32_t nameSize;
+  std::uint32_t stringSize;
+  std::uint32_t languageSize;
+  std::uint32_t binarySize;
+  std::uint32_t targetTypeValue;  ///< The level that the tag speaks of, from 10 (shot) to 70 (collection).
+  std::uint32_t flags;            ///< 0x01 original language.
+};
+static_assert(sizeof(QMFSimpleTagInfo) == 40);
+
 }  // namespace qmf

@@ -11,6 +11,7 @@
 #include "readers/mkv/MkvChapters.h"
 #include "readers/mkv/MkvCues.h"
 #include "readers/mkv/MkvInfo.h"
+#include "readers/mkv/MkvTags.h"
 #include "readers/mkv/MkvTracks.h"
 
 namespace qmf {
@@ -62,6 +63,7 @@ struct MkvSegment {
 
   std::optional<MkvCues> cues;                ///< Empty until first needed.
   std::optional<MkvAttachments> attachments;  ///< Empty until first needed.
+  std::optional<MkvTags> tags;                ///< Empty until first needed.
 
   std::pmr::vector<MkvEdition> editions;
   std::uint32_t selectedPlaylist = 0;

@@ -4,7 +4,7 @@
 #include <iterator>
 #include <string>
 
-#include "framework/QueryAnswer.h"
+#include "framework/QueryTable.h"
 #include "framework/ReturnIf.h"
 #include "framework/Text.h"
 #include "readers/mp4/Mp4CodecTable.h"
@@ -15,19 +15,9 @@
 namespace qmf {
 namespace {
 
-struct Query {
+struct Query : QueryCall {
   CMP4Title& title;
   CMP4Blocks& blocks;
-  std::uint32_t qid;
-  QMFQueryData& data;
-  std::uint32_t index;
-
-  QMFResult Number(std::uint64_t value) const { return AnswerNumber(data, qid, value); }
-  /// A text that the file lacks is the null answer.
-  QMFResult Text(std::u16string_view text) const {
-    return text.empty() ? Bytes({}) : AnswerText(data, qid, text);
-  }
-  QMFResult Bytes(std::span<const std::uint8_t> bytes) const { return AnswerBytes(data, qid, bytes); }
 };
 
 template <std::uint64_t value>
@@ -214,12 +204,7 @@ QMFResult ChapterName(const Query& query, const CMP4Chapter& chapter) {
   return query.Text(chapter.name);
 }
 
-struct QueryRow {
-  std::uint32_t qid;
-  QMFResult (*answer)(const Query&);
-};
-
-constexpr QueryRow kRows[] = {
+constexpr QueryRow<Query> kRows[] = {
     {QMF_QID_NUM_CONTAINER_TITLE, Constant<1>},
     {QMF_QID_CONTAINER_TITLE_NAME, TitleText<&CMP4Texts::title>},
     {QMF_QID_CONTAINER_MUX_APP, TitleText<&CMP4Texts::encoder>},
@@ -283,10 +268,10 @@ constexpr QueryRow kRows[] = {
 
 QMFResult AnswerMp4Query(CMP4Title* title, CMP4Blocks* blocks, std::uint32_t qid, QMFQueryData& data,
                          std::uint32_t index) {
-  const auto* const row = std::ranges::find(kRows, qid, &QueryRow::qid);
-  if (row == std::end(kRows)) return QMF_ERR_UNSUPPORTED_QID;
+  const auto* const row = FindQueryRow(kRows, qid);
+  if (row == nullptr) return QMF_ERR_UNSUPPORTED_QID;
   if (title == nullptr || blocks == nullptr) return QMF_FAILURE;
-  return row->answer({*title, *blocks, qid, data, index});
+  return row->answer({{qid, data, index}, *title, *blocks});
 }
 
 }  // namespace qmf

@@ -42,11 +42,7 @@ class Film {
   QMFResult Seek(std::uint32_t type, std::int64_t& time) {
     return Module().SetPosition(m_file.Handle(), type, 0, &time);
   }
-  QMFResult Set(std::uint32_t qid, std::uint64_t value) {
-    QMFQueryData data;
-    data.value = value;
-    return Module().SetInfo(m_file.Handle(), qid, &data, 0);
-  }
+  QMFResult Set(std::uint32_t qid, std::uint64_t value) { return m_file.Set(qid, value); }
 
   Got Next(std::uint32_t capacity = 4096) {
     Got got;

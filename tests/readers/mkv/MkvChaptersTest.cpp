@@ -62,12 +62,6 @@ EbmlBuilder ChapteredFilm(const EbmlBuilder& chapters) {
       EbmlBuilder().Raw(test::Info().Done()).Master(Element::Tracks, {}).Raw(chapters.Done()).Void(50));
 }
 
-QMFResult Set(MkvFile& film, std::uint32_t qid, std::uint64_t value) {
-  QMFQueryData data;
-  data.value = value;
-  return kMkvModule.entryPoints->SetInfo(film.Handle(), qid, &data, 0);
-}
-
 template <class Record>
 Record RecordOf(MkvFile& film, std::uint32_t qid, std::uint32_t index) {
   const Bytes bytes = film.Bytes(qid, index);
@@ -90,8 +84,8 @@ TEST(MkvChapters, AreToldByEdition) {
   EXPECT_EQ(film.ResultOf(QMF_QID_PLAYLISTS_GET_PROP, 2), QMF_ERR_INDEX_OUT_OF_RANGE);
 
   EXPECT_EQ(film.Number(QMF_QID_EDITIONENTRY_GET_COUNT), 1U);
-  EXPECT_EQ(Set(film, QMF_QID_PLAYLISTS_SET_PLAYLIST_IDX, 2), QMF_ERR_INDEX_OUT_OF_RANGE);
-  EXPECT_EQ(Set(film, QMF_QID_PLAYLISTS_SET_PLAYLIST_IDX, 1), QMF_OK);
+  EXPECT_EQ(film.Set(QMF_QID_PLAYLISTS_SET_PLAYLIST_IDX, 2), QMF_ERR_INDEX_OUT_OF_RANGE);
+  EXPECT_EQ(film.Set(QMF_QID_PLAYLISTS_SET_PLAYLIST_IDX, 1), QMF_OK);
   EXPECT_EQ(film.Number(QMF_QID_EDITION_ORDERED), 1U);
   EXPECT_EQ(film.Number(QMF_QID_EDITIONENTRY_GET_COUNT), 4U);
   EXPECT_EQ(film.Number(QMF_QID_CHAPTERS_BEGIN, 3), 1U);
@@ -115,9 +109,9 @@ TEST(MkvChapters, AreToldByEdition) {
 TEST(MkvChapters, MakeTheDurationWhenTheirOrderIsPlayed) {
   MkvFile film(ChapteredFilm(Chapters()));
   EXPECT_EQ(film.Number(QMF_QID_TITLE_DURATION), 54'000'000'000U);
-  EXPECT_EQ(Set(film, QMF_QID_EDITIONENTRY_SET_PLAYLIST_IDX, 1), QMF_OK);
+  EXPECT_EQ(film.Set(QMF_QID_EDITIONENTRY_SET_PLAYLIST_IDX, 1), QMF_OK);
   EXPECT_EQ(film.Number(QMF_QID_TITLE_DURATION), 150'000'000U);
-  EXPECT_EQ(Set(film, QMF_QID_PLAYLISTS_SET_ALLOW_ORDERED_FLAG, 0), QMF_OK);
+  EXPECT_EQ(film.Set(QMF_QID_PLAYLISTS_SET_ALLOW_ORDERED_FLAG, 0), QMF_OK);
   EXPECT_EQ(film.Number(QMF_QID_TITLE_DURATION), 54'000'000'000U);
   // The default edition is selected from the start.
   MkvFile chosen(ChapteredFilm(EbmlBuilder().Master(

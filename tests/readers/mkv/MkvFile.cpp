@@ -71,6 +71,12 @@ QMFResult MkvFile::Ask(std::uint32_t qid, QMFQueryData& data, std::uint32_t inde
   return Module().GetInfo(m_handle, qid, &data, index);
 }
 
+QMFResult MkvFile::Set(std::uint32_t qid, std::uint64_t value, std::uint32_t index) {
+  QMFQueryData data;
+  data.value = value;
+  return Module().SetInfo(m_handle, qid, &data, index);
+}
+
 std::uint64_t MkvFile::Number(std::uint32_t qid, std::uint32_t index, std::uint64_t value) {
   QMFQueryData data;
   data.value = value;

@@ -45,6 +45,7 @@ class MkvFile {
   std::uint64_t BytesRead() const { return m_reader->BytesRead(); }
 
   QMFResult Ask(std::uint32_t qid, QMFQueryData& data, std::uint32_t index = 0);
+  QMFResult Set(std::uint32_t qid, std::uint64_t value, std::uint32_t index = 0);
   /// The answers of queries that must succeed; else what no file has: ~0, "!", or a lone 0xEE.
   std::uint64_t Number(std::uint32_t qid, std::uint32_t index = 0, std::uint64_t value = 0);
   std::u16string Text(std::uint32_t qid, std::uint32_t index = 0);

@@ -220,9 +220,7 @@ TEST(MkvQueries, CountFramesByTheirDuration) {
 
 TEST(MkvQueries, CombineFieldsOfInterlacedAvcOnly) {
   const auto combine = [](MkvFile& film, std::uint64_t value, std::uint32_t index = 0) {
-    QMFQueryData data;
-    data.value = value;
-    return kMkvModule.entryPoints->SetInfo(film.Handle(), QMF_QID_MKV_COMBINE_FIELDS, &data, index);
+    return film.Set(QMF_QID_MKV_COMBINE_FIELDS, value, index);
   };
   const auto film = [](std::string_view codecId, std::uint64_t interlaced) {
     return test::Film(
