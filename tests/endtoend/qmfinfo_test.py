@@ -2,14 +2,20 @@
 """How qmfinfo behaves as a program among others: lists, order, pipes, interrupts, and the shape of its JSON."""
 
 import argparse
+import contextlib
+import fcntl
 import json
 import os
 import pathlib
+import pty
 import shlex
 import signal
+import struct
 import subprocess
 import tempfile
+import termios
 import unittest
+from xml.etree import ElementTree
 
 import jsonschema
 
@@ -49,6 +55,7 @@ class QmfinfoTest(unittest.TestCase):
             commands += [("show", ["show", "--jsonl", path]), ("explain", ["explain", "--json", path])]
             commands += [("blocksLine", ["blocks", path]), ("probe", ["probe", path])]
             commands += [("query", ["query", path, qid]) for qid in queries]
+            commands.append(("query", ["query", path, queries[2], "--set", "QMF_QID_PLAYLISTS_SET_ALLOW_ORDERED_FLAG=0"]))
         for path in [*self.files[:4], "missing.mkv"]:
             commands.append(("compare", ["compare", "--json", path]))
         for table in ("results", "qids", "modules", "elements", "codecs", "fourccs"):
@@ -107,6 +114,28 @@ class QmfinfoTest(unittest.TestCase):
         self.assertEqual([entry["path"] for entry in json.loads(begin + rest)], [str(self.files[0])])
         self.assertIn(b"interrupted after 1 file", errors)
 
+    def run_in_terminal(self, columns, *arguments):
+        ours, theirs = pty.openpty()
+        fcntl.ioctl(theirs, termios.TIOCSWINSZ, struct.pack("HHHH", 24, columns, 0, 0))
+        process = subprocess.Popen([*self.qmfinfo.command, *map(str, arguments)], stdout=theirs, stderr=theirs)
+        os.close(theirs)
+        text = b""
+        with open(ours, "rb", buffering=0) as terminal:
+            with contextlib.suppress(OSError):  # How a terminal ends.
+                while part := terminal.read(4096):
+                    text += part
+        process.wait(timeout=60)
+        return text.decode().replace("\r\n", "\n")
+
+    def test_lines_keep_to_a_narrow_terminal(self):
+        refused = next(path for path in self.files if path.name == "vp9-opus.webm")
+        for command, begin in ((["show"], "  Video 0 "), (["explain"], "System.Video.FrameWidth")):
+            wide = self.run_in_terminal(300, *command, refused)
+            narrow = self.run_in_terminal(44, *command, refused)
+            self.assertEqual("".join(narrow.split()), "".join(wide.split()))
+            broken = narrow[narrow.index(begin) :].splitlines()[1:3]
+            self.assertTrue(all(line.startswith("    ") and len(line) <= 44 for line in broken), narrow)
+
     def test_a_reader_that_leaves_is_no_error(self):
         process = self.start("show", "--jsonl", *[self.files[0]] * 2000, stderr=subprocess.PIPE)
         self.addCleanup(process.stderr.close)
@@ -137,6 +166,22 @@ class QmfinfoTest(unittest.TestCase):
             wanted = "rule" if prop["name"] in ("System.Video.FrameRate", "System.Audio.SampleRate") else "same"
             self.assertEqual(prop["peers"]["ffprobe"]["verdict"], wanted)
             self.assertEqual(prop["peers"]["mkvmerge"]["verdict"], wanted)
+
+    def test_tags_are_those_of_mkvextract(self):
+        path = next(path for path in self.files if path.name == "h264-aac-mkvmerge.mkv")
+        extracted = subprocess.run(["mkvextract", path, "tags", "-"], capture_output=True, check=True).stdout
+        wanted = [(e.findtext("Name"), e.findtext("String")) for e in ElementTree.fromstring(extracted).iter("Simple")]
+        found = []
+        for number in range(len(wanted) + 1):
+            chosen = ["--set", f"QMF_QID_TAGS_SET_SIMPLETAGID={number}"]
+            texts = [
+                json.loads(self.qmfinfo.run("query", path, f"QMF_QID_TAGS_GET_SIMPLETAG_{what}", *chosen).stdout)
+                for what in ("NAME", "STRING")
+            ]
+            if texts[0]["result"] == 0:
+                found.append(tuple(text["data"] for text in texts))
+        self.assertGreater(len(wanted), 5)
+        self.assertEqual(found, wanted)
 
     def test_log_is_written_only_where_told(self):
         with tempfile.TemporaryDirectory() as folder:

@@ -20,6 +20,7 @@ class BlockPrinter {
 
   /// Prints the blocks and gives the result that ended the reading: 0 when the limit did.
   qmf::QMFResult Run() {
+    QMF_RETURN_IF_NONZERO(m_file.Apply(m_options.settings));
     QMF_RETURN_IF_NONZERO(ActivateStreams());
     QMF_RETURN_IF_NONZERO(SetPosition());
     if (!m_options.byStream) return PrintAll(nullptr);

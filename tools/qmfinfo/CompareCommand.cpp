@@ -8,6 +8,8 @@
 #include "tools/qmfinfo/Options.h"
 #include "tools/qmfinfo/Peers.h"
 #include "tools/qmfinfo/ReportFormats.h"
+#include "tools/qmfinfo/Terminal.h"
+#include "tools/qmfinfo/Wrap.h"
 
 namespace qmfinfo {
 namespace {
@@ -74,7 +76,8 @@ void PrintComparison(const ExplainedProperty& ours, const std::vector<PeerValues
     line += fmt::format("{:<14}", theirs ? fmt::format("{}{:.10g}", mark, *theirs) : "-");
     worst = std::max(worst, verdict);
   }
-  Print(line + (worst == Verdict::Same ? "" : ours.why) + "\n");
+  const std::size_t column = 2 + 26 + 14 * (1 + peers.size());
+  Print(line + (worst == Verdict::Same ? "" : Wrapped(ours.why, column, OutputWidth())) + "\n");
 }
 
 void PrintText(const Explanation& ours, const std::vector<PeerValues>& peers) {

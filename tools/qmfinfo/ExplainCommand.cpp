@@ -5,6 +5,8 @@
 #include "tools/qmfinfo/JsonRecords.h"
 #include "tools/qmfinfo/Options.h"
 #include "tools/qmfinfo/ReportFormats.h"
+#include "tools/qmfinfo/Terminal.h"
+#include "tools/qmfinfo/Wrap.h"
 
 namespace qmfinfo {
 namespace {
@@ -30,12 +32,13 @@ Json ExplanationJson(const Explanation& explanation) {
   return object;
 }
 
-void PrintProperty(const ExplainedProperty& explained) {
+void PrintProperty(const ExplainedProperty& explained, std::size_t width) {
   std::string text = explained.exact.empty() ? explained.why : explained.exact + ", " + explained.why;
   if (explained.result != qmf::QMF_OK)
     text += fmt::format(": {}: {}", explained.call, ResultText(explained.result));
   const std::string value = explained.value ? std::to_string(*explained.value) : "(none)";
-  Print(fmt::format("{:<26}{:<12}{}\n", qmf::PropertyName(explained.property), value, text));
+  Print(fmt::format("{:<26}{:<12}{}\n", qmf::PropertyName(explained.property), value,
+                    Wrapped(text, 38, width)));
 }
 
 }  // namespace
@@ -45,7 +48,7 @@ ExitCode RunExplain(const ExplainOptions& options) {
   if (options.json) {
     PrintLine(ExplanationJson(explanation));
   } else if (explanation.result == qmf::QMF_OK) {
-    for (const ExplainedProperty& explained : explanation.properties) PrintProperty(explained);
+    for (const ExplainedProperty& explained : explanation.properties) PrintProperty(explained, OutputWidth());
   } else {
     PrintError(FailureText(explanation.path, explanation.result));
   }

@@ -36,6 +36,15 @@ qmf::QMFResult MediaFile::Open(const std::u16string& path, std::optional<std::ui
   return title ? qmf::SetTitle(m_container, *title) : qmf::QMF_OK;
 }
 
+qmf::QMFResult MediaFile::Apply(const std::vector<Setting>& settings) const {
+  for (const Setting& setting : settings) {
+    qmf::QMFQueryData data;
+    data.value = setting.value;
+    QMF_RETURN_IF_NONZERO(qmf::SetInfo(m_container, setting.qid, &data, 0));
+  }
+  return qmf::QMF_OK;
+}
+
 std::uint32_t MediaFile::CountStreams(const StreamKind& kind) const {
   std::uint32_t count = 0;
   return qmf::CountStreams(m_container, kind.blockType, &count) == qmf::QMF_OK ? count : 0;

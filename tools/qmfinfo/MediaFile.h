@@ -30,6 +30,12 @@ struct StreamName {
 /// Reads "audio:1"; nothing when `text` is not of that form.
 std::optional<StreamName> ParseStreamName(std::string_view text);
 
+/// A number that SetInfo takes before anything is asked.
+struct Setting {
+  std::uint32_t qid;
+  std::uint64_t value;
+};
+
 /// A path opened as the Shell object opens it, closed with the object.
 class MediaFile {
  public:
@@ -44,6 +50,9 @@ class MediaFile {
   /// Opens and, where `title` is given, selects it. A warning of the selection is passed on; the file stays
   /// usable then.
   qmf::QMFResult Open(const std::u16string& path, std::optional<std::uint32_t> title);
+
+  /// Applies the settings in their order; the first that is refused ends this.
+  qmf::QMFResult Apply(const std::vector<Setting>& settings) const;
 
   qmf::QMFContainer* Container() const { return m_container; }
   bool IsOpen() const { return m_container != nullptr; }

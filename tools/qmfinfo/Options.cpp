@@ -79,6 +79,31 @@ void AddStreams(CLI::App& parser, const std::string& option, std::vector<StreamN
       ->type_name("KIND:N");
 }
 
+std::optional<Setting> ParseSetting(const std::string& word) {
+  const std::size_t sign = word.find('=');
+  const auto qid = ParseQueryId(word.substr(0, sign));
+  std::uint64_t value = 0;
+  if (!qid || sign == std::string::npos || !CLI::detail::lexical_cast(word.substr(sign + 1), value)) {
+    return std::nullopt;
+  }
+  return Setting{*qid, value};
+}
+
+void AddSettings(CLI::App& parser, std::vector<Setting>& settings) {
+  const auto convert = [&settings](const std::vector<std::string>& words) {
+    for (const std::string& word : words) {
+      const auto setting = ParseSetting(word);
+      if (!setting) throw CLI::ValidationError("--set", "'" + word + "' is not QID=NUMBER");
+      settings.push_back(*setting);
+    }
+  };
+  parser
+      .add_option_function<std::vector<std::string>>(
+          "--set", convert, "Hand this number over with SetInfo first (may be repeated)")
+      ->allow_extra_args(false)
+      ->type_name("QID=N");
+}
+
 CLI::App& AddShow(CLI::App& program, ShowOptions& show) {
   CLI::App& parser = *program.add_subcommand("show", "The seven properties and the streams");
   AddPathList(parser, show.list);
@@ -126,10 +151,12 @@ CLI::App& AddQuery(CLI::App& program, QueryOptions& query) {
   parser.add_option("--value", query.value, "Number handed over with the query")
       ->type_name("N")
       ->check(RefuseSign);
+  AddSettings(parser, query.settings);
   AddStreams(parser, "--activate", query.activate, "Activate this stream first");
   parser.footer(R"(Examples:
   qmfinfo query film.mkv QMF_QID_TITLE_DURATION
   qmfinfo query film.mkv QMF_QID_AUD_STREAM_FORMAT --index 1
+  qmfinfo query film.mkv QMF_QID_TAGS_GET_SIMPLETAG_NAME --set QMF_QID_TAGS_SET_SIMPLETAGID=3
   qmfinfo query film.avi 0x100003 --no-title)");
   return parser;
 }
@@ -138,6 +165,7 @@ CLI::App& AddBlocks(CLI::App& program, BlocksOptions& blocks) {
   CLI::App& parser = *program.add_subcommand("blocks", "The media blocks, one JSON object a line");
   AddPath(parser, blocks.path);
   AddTitle(parser, blocks.title);
+  AddSettings(parser, blocks.settings);
   AddStreams(parser, "--stream", blocks.streams, "Read only this stream (may be repeated)");
   parser.add_option("--from", blocks.from, "Start at this time, in 100-ns units")->type_name("TIME");
   parser.add_option("--limit", blocks.limit, "Stop after this many blocks")

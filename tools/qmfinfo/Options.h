@@ -38,12 +38,14 @@ struct QueryOptions {
   std::optional<std::uint32_t> title = 0;  ///< Nothing: ask before any title is selected.
   std::optional<std::uint32_t> size;       ///< Bytes of the caller's buffer.
   std::optional<std::uint64_t> value;
+  std::vector<Setting> settings;
   std::vector<StreamName> activate;
 };
 
 struct BlocksOptions {
   std::u16string path;
   std::uint32_t title = 0;
+  std::vector<Setting> settings;
   std::vector<StreamName> streams;   ///< Empty: all.
   std::optional<std::int64_t> from;  ///< 100-ns units.
   std::optional<std::uint64_t> limit;

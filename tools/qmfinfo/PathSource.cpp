@@ -47,8 +47,6 @@ bool IsLink(const std::filesystem::path& path) {
 
 }  // namespace
 
-PathSource::PathSource(const PathList& list) : m_list(list) {}
-
 std::optional<std::u16string> PathSource::Next() {
   for (;;) {
     if (auto path = NextOfFolder()) return path;
@@ -132,13 +130,13 @@ std::optional<std::u16string> PathSource::NextOfFolder() {
 
 void PathSource::Fail(const std::u16string& path, const std::string& why) {
   m_complete = false;
-  PrintError(qmf::ToUtf8(path) + ": " + why);
+  if (!m_silent) PrintError(qmf::ToUtf8(path) + ": " + why);
 }
 
 std::optional<std::uint64_t> CountPaths(const PathList& list) {
   if (list.filesFrom || std::ranges::count(list.paths, kStandardInput) > 0) return std::nullopt;
   std::uint64_t count = 0;
-  for (PathSource source(list); source.Next();) ++count;
+  for (PathSource source(list, true); source.Next();) ++count;
   return count;
 }
 

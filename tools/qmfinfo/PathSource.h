@@ -22,12 +22,13 @@ struct PathList {
 /// counts when some module knows its extension in lower or upper case.
 class PathSource {
  public:
-  explicit PathSource(const PathList& list);
+  /// What cannot be read is told on standard error, unless `silent`.
+  explicit PathSource(const PathList& list, bool silent = false) : m_list(list), m_silent(silent) {}
 
   /// The next path; nothing at the end. May wait for standard input.
   std::optional<std::u16string> Next();
 
-  /// False once a list or a folder could not be read; a message went to standard error.
+  /// False once a list or a folder could not be read.
   bool IsComplete() const { return m_complete; }
 
  private:
@@ -42,6 +43,7 @@ class PathSource {
   void Fail(const std::u16string& path, const std::string& why);
 
   const PathList& m_list;
+  const bool m_silent;
   std::size_t m_nextArgument = 0;
   bool m_beganFilesFrom = false;
   std::unique_ptr<std::istream> m_file;

@@ -42,6 +42,7 @@ Asked Prepare(const QueryOptions& options) {
 qmf::QMFResult Ask(const QueryOptions& options, Asked& asked) {
   MediaFile file;
   QMF_RETURN_IF_FAILURE(file.Open(options.path, options.title));
+  QMF_RETURN_IF_NONZERO(file.Apply(options.settings));
   for (const StreamName& stream : options.activate) {
     QMF_RETURN_IF_NONZERO(
         qmf::SetTitleActiveStream(file.Container(), stream.kind->blockType, stream.number, 1));

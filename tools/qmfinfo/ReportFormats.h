@@ -15,9 +15,15 @@ Json ReportJson(const FileReport& report);
 std::string ReportCsv(const FileReport& report);
 std::string ReportCsvHeader();
 
+/// How text for people is set.
+struct TextStyle {
+  bool colour = false;
+  std::size_t width = 0;  ///< Columns of the terminal; 0: lines are as long as they are.
+};
+
 /// The report for people: the file's name and a line for each thing known of it. Of a file that failed,
 /// nothing.
-std::string ReportText(const FileReport& report, bool colour);
+std::string ReportText(const FileReport& report, const TextStyle& style);
 
 /// The message and name of a result, or its number when it has neither.
 std::string ResultText(qmf::QMFResult result);

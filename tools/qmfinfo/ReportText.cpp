@@ -5,13 +5,25 @@
 #include "tools/qmfinfo/JsonRecords.h"
 #include "tools/qmfinfo/ReportFormats.h"
 #include "tools/qmfinfo/Units.h"
+#include "tools/qmfinfo/Wrap.h"
 
 namespace qmfinfo {
 namespace {
 
-std::string Line(const std::string& label, const std::string& text) {
-  return fmt::format("  {:<14}{}\n", label, text);
-}
+// The lines of a report below the file's name.
+class Lines {
+ public:
+  explicit Lines(std::size_t width) : m_width(width) {}
+
+  void Add(const std::string& label, const std::string& text) {
+    m_text += fmt::format("  {:<14}{}\n", label, Wrapped(text, 16, m_width));
+  }
+  const std::string& Text() const { return m_text; }
+
+ private:
+  const std::size_t m_width;
+  std::string m_text;
+};
 
 std::string Joined(const std::vector<std::string>& parts) {
   return fmt::format("{}", fmt::join(parts, ", "));
@@ -51,14 +63,12 @@ const char* PropertyLabel(qmf::PropertyId property) {
   return kLabels[property];
 }
 
-std::string PropertyLines(const FileReport& report) {
-  std::string lines;
+void AddProperties(Lines& lines, const FileReport& report) {
   for (std::size_t i = 0; i < report.properties.size(); ++i) {
     const auto property = static_cast<qmf::PropertyId>(i);
     if (report.properties[i])
-      lines += Line(PropertyLabel(property), PropertyText(property, *report.properties[i]));
+      lines.Add(PropertyLabel(property), PropertyText(property, *report.properties[i]));
   }
-  return lines;
 }
 
 std::string StreamText(const qmf::QMFVideoFormat& format) {
@@ -109,14 +119,12 @@ std::string StreamText(const qmf::QMFSubtitleFormat& format) {
 }
 
 template <class Format>
-std::string StreamLines(const char* kind, const std::vector<StreamReport<Format>>& streams) {
-  std::string lines;
+void AddStreams(Lines& lines, const char* kind, const std::vector<StreamReport<Format>>& streams) {
   for (std::size_t i = 0; i < streams.size(); ++i) {
     const bool known = streams[i].result == qmf::QMF_OK;
-    lines += Line(fmt::format("{} {}", kind, i),
-                  known ? StreamText(streams[i].format) : "no format: " + ResultText(streams[i].result));
+    lines.Add(fmt::format("{} {}", kind, i),
+              known ? StreamText(streams[i].format) : "no format: " + ResultText(streams[i].result));
   }
-  return lines;
 }
 
 std::string Advice(qmf::QMFResult result) {
@@ -142,12 +150,16 @@ std::string ResultText(qmf::QMFResult result) {
   return fmt::format("{} ({})", qmf::ToUtf8(row->message), qmf::ToUtf8(row->name));
 }
 
-std::string ReportText(const FileReport& report, bool colour) {
+std::string ReportText(const FileReport& report, const TextStyle& style) {
   if (qmf::IsFailure(report.result)) return {};
+  Lines lines(style.width);
+  lines.Add("Format", ModulesText(report));
+  AddProperties(lines, report);
+  AddStreams(lines, "Video", report.video);
+  AddStreams(lines, "Audio", report.audio);
+  AddStreams(lines, "Subtitle", report.subtitle);
   const std::string path = qmf::ToUtf8(report.path);
-  return (colour ? fmt::format("\x1b[1m{}\x1b[0m\n", path) : path + '\n') +
-         Line("Format", ModulesText(report)) + PropertyLines(report) + StreamLines("Video", report.video) +
-         StreamLines("Audio", report.audio) + StreamLines("Subtitle", report.subtitle);
+  return (style.colour ? fmt::format("\x1b[1m{}\x1b[0m\n", path) : path + '\n') + lines.Text();
 }
 
 std::string FailureText(const std::u16string& path, qmf::QMFResult result) {

@@ -39,7 +39,7 @@ Frame FrameOf(ShowFormat format) {
   return {};
 }
 
-Shown Render(const FileReport& report, ShowFormat format, bool colour) {
+Shown Render(const FileReport& report, ShowFormat format, const TextStyle& style) {
   switch (format) {
     case ShowFormat::JsonArray:
       return {report.result, ReportJson(report).dump(), {}};
@@ -51,7 +51,7 @@ Shown Render(const FileReport& report, ShowFormat format, bool colour) {
       break;
   }
   const bool failed = report.result != qmf::QMF_OK;
-  return {report.result, ReportText(report, colour), failed ? FailureText(report.path, report.result) : ""};
+  return {report.result, ReportText(report, style), failed ? FailureText(report.path, report.result) : ""};
 }
 
 class ShowRun {
@@ -64,11 +64,11 @@ class ShowRun {
                    IsErrorTerminal() ? CountPaths(options.list) : std::nullopt) {}
 
   ExitCode Run() {
-    const bool colour = WantsColour();
+    const TextStyle style{WantsColour(), OutputWidth()};
     OrderedRun<Shown> run;
     run.next = [this] { return WasInterrupted() ? std::nullopt : m_source.Next(); };
-    run.work = [this, colour](const std::u16string& path) {
-      return Render(ReadFileReport(path, m_options.title), m_options.format, colour);
+    run.work = [this, style](const std::u16string& path) {
+      return Render(ReadFileReport(path, m_options.title), m_options.format, style);
     };
     run.deliver = [this](const Shown& shown) { Deliver(shown); };
     Print(m_frame.begin);

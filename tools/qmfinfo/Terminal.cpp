@@ -7,7 +7,9 @@
 #include <cstdlib>
 #ifdef _WIN32
 #include <io.h>
+#include <windows.h>
 #else
+#include <sys/ioctl.h>
 #include <unistd.h>
 #endif
 
@@ -23,6 +25,12 @@ void OnInterrupt(int) {
 bool IsTerminal(std::FILE* file) {
   return _isatty(_fileno(file)) != 0;
 }
+std::size_t WidthOf(std::FILE* file) {
+  CONSOLE_SCREEN_BUFFER_INFO info;
+  const auto console = reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(file)));
+  if (!GetConsoleScreenBufferInfo(console, &info)) return 0;
+  return static_cast<std::size_t>(info.srWindow.Right - info.srWindow.Left + 1);
+}
 #else
 // A read of standard input that is about to begin must not wait either.
 void OnInterrupt(int) {
@@ -31,6 +39,10 @@ void OnInterrupt(int) {
 }
 bool IsTerminal(std::FILE* file) {
   return ::isatty(::fileno(file)) != 0;
+}
+std::size_t WidthOf(std::FILE* file) {
+  winsize size{};
+  return ::ioctl(::fileno(file), TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
 }
 #endif
 
@@ -42,6 +54,10 @@ bool IsOutputTerminal() {
 
 bool IsErrorTerminal() {
   return IsTerminal(stderr);
+}
+
+std::size_t OutputWidth() {
+  return WidthOf(stdout);
 }
 
 bool WantsColour() {
@@ -81,7 +97,9 @@ void Progress::Advance() {
   if (!m_shown || now - m_last < kPause) return;
   m_last = now;
   m_visible = true;
-  fmt::print(stderr, "\r\x1b[K{}", Line(now));
+  // A line that the terminal broke could not be taken back.
+  const std::size_t width = WidthOf(stderr);
+  fmt::print(stderr, "\r\x1b[K{}", Line(now).substr(0, width == 0 ? std::string::npos : width - 1));
   (void)std::fflush(stderr);
 }
 

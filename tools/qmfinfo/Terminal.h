@@ -11,6 +11,9 @@ namespace qmfinfo {
 bool IsOutputTerminal();
 bool IsErrorTerminal();
 
+/// Columns of the terminal that standard output goes to; 0 when it goes elsewhere.
+std::size_t OutputWidth();
+
 /// Whether standard output may carry colour: a terminal, and no NO_COLOR in the environment.
 bool WantsColour();
 
