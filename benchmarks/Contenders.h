@@ -10,7 +10,7 @@ namespace qmf::bench {
 struct Contender {
   const char* name;
   bool (*run)(const std::string& file);  ///< False when the file could not be read.
-  void (*tidy)() = nullptr;              ///< Undoes what runs leave behind; not measured.
+  void (*tidy)() = nullptr;              ///< Undoes what a run leaves behind; not measured.
 };
 
 /// A way to read a file's media data.

@@ -28,21 +28,19 @@ const std::filesystem::path& LogFolder() {
   return folder;
 }
 
-int created = 0;
-
-std::string CreatedName(int number) {
-  return LogFolder() / std::to_string(number);
+const std::string& CreatedName() {
+  static const std::string name = LogFolder() / "created";
+  return name;
 }
 
 // What a log cannot do without: a file that was not there before.
 bool CreateFile(const std::string&) {
-  const int descriptor = ::open(CreatedName(created).c_str(), O_WRONLY | O_CREAT | O_EXCL, 0600);
-  ++created;
+  const int descriptor = ::open(CreatedName().c_str(), O_WRONLY | O_CREAT | O_EXCL, 0600);
   return descriptor >= 0 && ::close(descriptor) == 0;
 }
 
 void RemoveCreated() {
-  while (created > 0) std::filesystem::remove(CreatedName(--created));
+  ::unlink(CreatedName().c_str());
 }
 
 bool ReadWithoutLog(const std::string& file) {

@@ -41,6 +41,7 @@ double TimeBatch(const Contender& contender, const std::string& file, int runs) 
 }
 
 int BatchSize(const Contender& contender, const std::string& file) {
+  if (contender.tidy != nullptr) return 1;
   TimeBatch(contender, file, 3);
   const double seconds = TimeBatch(contender, file, 3);
   return std::max(1, static_cast<int>(kBatchSeconds / seconds));

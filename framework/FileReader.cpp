@@ -9,7 +9,8 @@
 namespace qmf {
 namespace {
 
-// A header usually stands in the first page; whoever looks further is walking and gets the whole window.
+// Who comes to a place usually needs no more than a header there; who goes on from it is walking and gets the
+// whole window.
 constexpr std::size_t kFirstFill = 4096;
 
 std::atomic<std::uint64_t> totalOpens{0};
@@ -47,22 +48,16 @@ std::size_t FileReader::ReadSource(std::uint64_t offset, void* destination, std:
   return arrived;
 }
 
-std::span<const std::uint8_t> FileReader::Window(std::uint64_t offset, std::size_t count) const {
-  if (offset < m_windowOffset || offset - m_windowOffset >= m_windowFilled) return {};
-  const auto skipped = static_cast<std::size_t>(offset - m_windowOffset);
-  return {m_window + skipped, std::min(count, m_windowFilled - skipped)};
-}
-
-std::span<const std::uint8_t> FileReader::View(std::uint64_t offset, std::size_t count) {
+std::span<const std::uint8_t> FileReader::Fetch(std::uint64_t offset, std::size_t count) {
   count = std::min(count, kWindowSize);
   const std::span<const std::uint8_t> there = Window(offset, count);
   // At the end of the file there is no more to be had: walkers would fetch its last bytes again at every
   // step.
   const bool toTheEnd = !there.empty() && offset + there.size() >= Size();
   if (there.size() == count || toTheEnd) return there;
-  const bool first = m_bytesRead == 0;
+  const bool goesOn = m_windowFilled > 0 && offset - m_windowOffset <= m_windowFilled;
   m_windowOffset = offset;
-  m_windowFilled = ReadSource(offset, m_window, first ? std::max(count, kFirstFill) : kWindowSize);
+  m_windowFilled = ReadSource(offset, m_window, goesOn ? kWindowSize : std::max(count, kFirstFill));
   return Window(offset, count);
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -50,7 +51,10 @@ class FileReader {
 
   /// Up to `count` (at most kWindowSize) bytes at `offset` without copying; fewer at the end of the file.
   /// Valid until the next call.
-  [[nodiscard]] std::span<const std::uint8_t> View(std::uint64_t offset, std::size_t count);
+  [[nodiscard]] std::span<const std::uint8_t> View(std::uint64_t offset, std::size_t count) {
+    const std::span<const std::uint8_t> there = Window(offset, count);
+    return there.size() == count ? there : Fetch(offset, count);
+  }
 
   /// Bytes fetched from the source so far.
   std::uint64_t BytesRead() const { return m_bytesRead; }
@@ -62,7 +66,14 @@ class FileReader {
 
  private:
   std::size_t ReadSource(std::uint64_t offset, void* destination, std::size_t count);
-  std::span<const std::uint8_t> Window(std::uint64_t offset, std::size_t count) const;
+  std::span<const std::uint8_t> Fetch(std::uint64_t offset, std::size_t count);
+
+  // What the window has of these bytes. An offset before it wraps and so lies behind it.
+  std::span<const std::uint8_t> Window(std::uint64_t offset, std::size_t count) const {
+    const std::uint64_t skipped = offset - m_windowOffset;
+    if (skipped >= m_windowFilled) return {};
+    return {m_window + skipped, std::min<std::size_t>(count, m_windowFilled - skipped)};
+  }
 
   std::shared_ptr<FileSource> m_source;
   std::uint64_t m_windowOffset = 0;
