@@ -1,3 +1,4 @@
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -43,6 +44,14 @@ class PosixFileSource : public FileSource {
   const std::uint64_t m_size;
 };
 
+// A link is what it leads to; that it is no device is tested once more when it is opened.
+bool IsRegularFile(DIR* folder, const dirent& entry) {
+  if (entry.d_type == DT_REG) return true;
+  if (entry.d_type != DT_LNK && entry.d_type != DT_UNKNOWN) return false;
+  struct stat status {};
+  return ::fstatat(::dirfd(folder), entry.d_name, &status, 0) == 0 && S_ISREG(status.st_mode);
+}
+
 }  // namespace
 
 std::shared_ptr<FileSource> OpenPlatformFile(const char16_t* path, QMFAllocator* memory) {
@@ -62,6 +71,16 @@ std::shared_ptr<FileSource> OpenPlatformFile(const char16_t* path, QMFAllocator*
   } catch (...) {
     ::close(descriptor);
     throw;
+  }
+}
+
+void VisitPlatformFolder(std::u16string_view folder, std::size_t most, const FileNameVisitor& visit) {
+  const std::string name = folder.empty() ? "." : BytesFromPath(folder);
+  const std::unique_ptr<DIR, int (*)(DIR*)> opened(::opendir(name.c_str()), ::closedir);
+  if (opened == nullptr) return;
+  for (const dirent* entry = ::readdir(opened.get()); entry != nullptr && most > 0;
+       entry = ::readdir(opened.get()), --most) {
+    if (IsRegularFile(opened.get(), *entry) && !visit(PathFromBytes(entry->d_name))) return;
   }
 }
 

@@ -78,18 +78,32 @@ FileReader::Counters FileReader::TotalCounters() {
 }
 
 SharedFileScope::SharedFileScope(const char16_t* path, QMFAllocator* memory)
-    : m_path(path), m_outer(currentScope) {
+    : m_path(path), m_namesBytes(false), m_outer(currentScope) {
   m_result = FileReader::Open(path, memory, m_reader);
   currentScope = this;
 }
 
 SharedFileScope::SharedFileScope(const char16_t* path, std::shared_ptr<FileReader> reader)
-    : m_path(path), m_reader(std::move(reader)), m_outer(currentScope) {
+    : m_path(path), m_namesBytes(true), m_reader(std::move(reader)), m_outer(currentScope) {
   currentScope = this;
 }
 
 SharedFileScope::~SharedFileScope() {
   currentScope = m_outer;
+}
+
+bool SharedFileScope::NamesBytes(std::u16string_view path) {
+  for (const SharedFileScope* scope = currentScope; scope != nullptr; scope = scope->m_outer) {
+    if (scope->m_namesBytes && scope->m_path == path) return true;
+  }
+  return false;
+}
+
+void SharedFileScope::VisitFolder(std::u16string_view folder, const FileNameVisitor& visit) {
+  for (const SharedFileScope* scope = currentScope; scope != nullptr; scope = scope->m_outer) {
+    if (!scope->m_namesBytes || FolderOfPath(scope->m_path) != folder) continue;
+    if (!visit(std::u16string_view(scope->m_path).substr(folder.size()))) return;
+  }
 }
 
 std::size_t MemoryFileSource::ReadAt(std::uint64_t offset, void* destination, std::size_t count) noexcept {

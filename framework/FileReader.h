@@ -8,6 +8,7 @@
 #include <string>
 
 #include "framework/Allocator.h"
+#include "framework/Folder.h"
 #include "framework/ResultCodes.h"
 
 namespace qmf {
@@ -95,10 +96,16 @@ class SharedFileScope {
   SharedFileScope& operator=(const SharedFileScope&) = delete;
   ~SharedFileScope();
 
+  /// Whether a scope of this thread gives a reader of its own the name `path`.
+  static bool NamesBytes(std::u16string_view path);
+  /// Visits the names in `folder` (see FolderOfPath) that such scopes give.
+  static void VisitFolder(std::u16string_view folder, const FileNameVisitor& visit);
+
  private:
   friend class FileReader;
 
   const char16_t* const m_path;
+  const bool m_namesBytes;
   std::shared_ptr<FileReader> m_reader;
   QMFResult m_result = QMF_OK;
   SharedFileScope* const m_outer;

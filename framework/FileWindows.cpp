@@ -1,6 +1,7 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <memory>
 #include <string>
 
 #include "framework/FileReader.h"
@@ -50,6 +51,13 @@ std::wstring LongName(const char16_t* path) {
   return full.starts_with(L"\\\\") ? L"\\\\?\\UNC" + full.substr(1) : L"\\\\?\\" + full;
 }
 
+// To open a link, or a file that a cloud keeps, may ask a network.
+bool IsLocalFile(const WIN32_FIND_DATAW& entry) {
+  constexpr DWORD kRecalledOnAccess = 0x00440000;  // FILE_ATTRIBUTE_RECALL_ON_OPEN and _ON_DATA_ACCESS
+  return (entry.dwFileAttributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT |
+                                    FILE_ATTRIBUTE_OFFLINE | kRecalledOnAccess)) == 0;
+}
+
 }  // namespace
 
 std::shared_ptr<FileSource> OpenPlatformFile(const char16_t* path, QMFAllocator* memory) {
@@ -70,6 +78,19 @@ std::shared_ptr<FileSource> OpenPlatformFile(const char16_t* path, QMFAllocator*
   } catch (...) {
     ::CloseHandle(file);
     throw;
+  }
+}
+
+void VisitPlatformFolder(std::u16string_view folder, std::size_t most, const FileNameVisitor& visit) {
+  const std::u16string pattern = std::u16string(folder) + u"*";
+  WIN32_FIND_DATAW entry;
+  const HANDLE search = ::FindFirstFileExW(LongName(pattern.c_str()).c_str(), FindExInfoBasic, &entry,
+                                           FindExSearchNameMatch, nullptr, FIND_FIRST_EX_LARGE_FETCH);
+  if (search == INVALID_HANDLE_VALUE) return;
+  const std::unique_ptr<void, BOOL(WINAPI*)(HANDLE)> opened(search, ::FindClose);
+  for (bool found = true; found && most > 0; found = ::FindNextFileW(search, &entry) != 0, --most) {
+    const std::u16string_view name(reinterpret_cast<const char16_t*>(entry.cFileName));
+    if (IsLocalFile(entry) && !visit(name)) return;
   }
 }
 

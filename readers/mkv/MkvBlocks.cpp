@@ -1,69 +1,88 @@
 #include "readers/mkv/MkvBlocks.h"
 
-#include <algorithm>
-
 #include "readers/mkv/MkvEncodings.h"
-#include "readers/mkv/MkvSeek.h"
 
 namespace qmf {
+namespace {
 
-MkvBlocks::MkvBlocks(MkvSegment& segment, const bool& delace)
-    : m_segment(segment),
-      m_inFileOrder(segment),
-      m_byTrack(segment.memory),
-      m_delace(delace),
-      m_lace(segment.memory) {}
+// The kinds that have two numbers become the first of them.
+MkvStream StreamOf(std::uint32_t blockType, std::uint32_t stream) {
+  if (blockType == kBlockVideoAlternate) blockType = kBlockVideo;
+  if (blockType == kBlockSubtitleAlternate) blockType = kBlockSubtitle;
+  return {blockType, stream};
+}
 
-MkvFrameReader& MkvBlocks::ReaderOf(const MkvTrack& track) {
-  return m_byTrack.try_emplace(track.number, m_segment).first->second;
+}  // namespace
+
+MkvBlocks::MkvBlocks(MkvTitle& title)
+    : m_title(title),
+      m_inOrder(title, std::nullopt),
+      m_byStream(title.singleSegment->memory),
+      m_lace(title.singleSegment->memory) {}
+
+MkvPlayhead& MkvBlocks::HeadOf(const MkvStream& stream) {
+  const std::uint64_t key = std::uint64_t{stream.blockType} << 32 | stream.number;
+  return m_byStream.try_emplace(key, m_title, stream).first->second;
 }
 
 // What the writer transformed it transformed frame by frame, so such blocks are always taken apart.
-QMFResult MkvBlocks::Take(MkvFrameReader& reader, const MkvTrack& track, QMFBlock& block) {
-  const QMFResult result = reader.Take(track, !m_delace && !IsEncoded(track, kScopeBlocks), block);
-  if (result == QMF_OK) NoteLace(reader);
+QMFResult MkvBlocks::Take(MkvPlayhead& head, QMFBlock& block) {
+  const bool whole = !m_title.delace && !IsEncoded(head.Track(), kScopeBlocks);
+  const QMFResult result = head.Reader().Take(head.Track(), whole, block);
+  if (result == QMF_OK) NoteLace(head);
   return result;
 }
 
-void MkvBlocks::NoteLace(const MkvFrameReader& reader) {
-  m_lacedTrack = reader.Block().header.track;
+void MkvBlocks::NoteLace(MkvPlayhead& head) {
+  m_laced = head.Stream();
   m_lace.clear();
-  for (const std::uint64_t size : reader.FrameSizes()) m_lace.push_back(static_cast<std::uint32_t>(size));
+  for (const std::uint64_t size : head.Reader().FrameSizes())
+    m_lace.push_back(static_cast<std::uint32_t>(size));
 }
 
 QMFResult MkvBlocks::ReadNext(std::uint32_t& blockType, std::uint32_t& stream, QMFBlock& block) {
-  if (!m_segment.tracks.AnyActive()) return QMF_ERR_END_OF_STREAM;
-  const MkvTrack* track = nullptr;
-  QMF_RETURN_IF_NONZERO(m_inFileOrder.Load([&](std::uint64_t number) {
-    track = m_segment.tracks.FindNumber(number, blockType, stream);
-    return track != nullptr && track->active;
-  }));
-  return Take(m_inFileOrder, *track, block);
+  if (!m_title.singleSegment->tracks.AnyActive()) return QMF_ERR_END_OF_STREAM;
+  QMF_RETURN_IF_NONZERO(m_inOrder.Load());
+  blockType = m_inOrder.Stream().blockType;
+  stream = m_inOrder.Stream().number;
+  return Take(m_inOrder, block);
 }
 
 QMFResult MkvBlocks::ReadNextByStream(std::uint32_t blockType, std::uint32_t stream, QMFBlock& block) {
-  const MkvTrack* const track = m_segment.tracks.FindStream(blockType, stream);
-  if (track == nullptr) return QMF_ERR_INVALID_STREAM;
-  MkvFrameReader& reader = ReaderOf(*track);
-  QMF_RETURN_IF_NONZERO(reader.Load([&](std::uint64_t number) { return number == track->number; }));
-  return Take(reader, *track, block);
+  if (m_title.singleSegment->tracks.FindStream(blockType, stream) == nullptr) return QMF_ERR_INVALID_STREAM;
+  MkvPlayhead& head = HeadOf(StreamOf(blockType, stream));
+  QMF_RETURN_IF_NONZERO(head.Load());
+  return Take(head, block);
 }
 
-QMFResult MkvBlocks::SetPosition(std::uint32_t blockType, std::uint32_t stream, std::int64_t& time) {
-  const MkvTrack* const track = m_segment.tracks.FindStream(blockType, stream);
-  if (track == nullptr) return QMF_ERR_INVALID_STREAM;
-  const bool isVideo = track == m_segment.tracks.FindStream(kBlockVideo, stream);
-  MkvPlace place;
-  QMF_RETURN_IF_NONZERO(FindKeyFrame(m_segment, *track, isVideo, time, place, time));
-  m_inFileOrder.MoveTo(place);
-  ReaderOf(*track).MoveTo(place);
+QMFResult MkvBlocks::MoveInto(std::uint32_t part, const MkvStream& stream, std::int64_t& time) {
+  const MkvPart& played = m_title.parts[part];
+  MkvPlayhead::Start start;
+  QMF_RETURN_IF_NONZERO(FindStart(m_title, played, stream, played.ToSegment(played.Clamp(time)), start));
+  if (start.time >= played.to) return QMF_ERR_SEEK_FAILURE;
+  m_inOrder.MoveTo(part, start);
+  HeadOf(stream).MoveTo(part, start);
+  time = played.ToTitle(start.time);
   return QMF_OK;
 }
 
+// Where the part has no block of the stream, the nearest one before it that does, else the next one.
+QMFResult MkvBlocks::SetPosition(std::uint32_t blockType, std::uint32_t stream, std::int64_t& time) {
+  if (m_title.singleSegment->tracks.FindStream(blockType, stream) == nullptr) return QMF_ERR_INVALID_STREAM;
+  const MkvStream wanted = StreamOf(blockType, stream);
+  const std::uint32_t at = PartAt(m_title, time);
+  for (std::uint32_t part = at; part <= at; --part) {
+    if (MoveInto(part, wanted, time) == QMF_OK) return QMF_OK;
+  }
+  for (std::uint32_t part = at + 1; part < m_title.parts.size(); ++part) {
+    if (MoveInto(part, wanted, time) == QMF_OK) return QMF_OK;
+  }
+  return QMF_ERR_SEEK_FAILURE;
+}
+
 std::span<const std::uint32_t> MkvBlocks::LaceOf(std::uint32_t blockType, std::uint32_t stream) const {
-  const MkvTrack* const track = m_segment.tracks.FindStream(blockType, stream);
-  if (track == nullptr || track->number != m_lacedTrack) return {};
-  return m_lace;
+  return StreamOf(blockType, stream) == m_laced ? std::span<const std::uint32_t>(m_lace)
+                                                : std::span<const std::uint32_t>();
 }
 
 }  // namespace qmf

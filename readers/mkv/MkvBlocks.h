@@ -3,28 +3,28 @@
 #include <cstdint>
 #include <map>
 #include <memory_resource>
+#include <span>
+#include <vector>
 
 #include "framework/InfoRecords.h"
-#include "readers/mkv/MkvFrameReader.h"
+#include "readers/mkv/MkvPlayhead.h"
 
 namespace qmf {
 
-/// Delivers a segment's media blocks. Reading in file order and reading of each single stream have places of
-/// their own. Streams are numbered by kind; `blockType` is a QMFBlockType.
+/// Delivers a title's media blocks. Reading in order and reading of each single stream have places of their
+/// own. Streams are numbered by kind; `blockType` is a QMFBlockType.
 class MkvBlocks {
  public:
-  /// `delace` says, at any time, whether laced frames are delivered one by one or block by block.
-  MkvBlocks(MkvSegment& segment, const bool& delace);
+  /// Of an arranged title.
+  explicit MkvBlocks(MkvTitle& title);
 
-  const MkvSegment& Segment() const { return m_segment; }
-
-  /// The next frame of the active streams in file order.
+  /// The next frame of the active streams: in file order, part after part.
   QMFResult ReadNext(std::uint32_t& blockType, std::uint32_t& stream, QMFBlock& block);
 
   /// The next frame of one stream, active or not; others' payloads are not read.
   QMFResult ReadNextByStream(std::uint32_t blockType, std::uint32_t stream, QMFBlock& block);
 
-  /// Moves both reading in file order and reading of this stream to its key frame at or before `time` (100-ns
+  /// Moves both reading in order and reading of this stream to its key frame at or before `time` (100-ns
   /// units), or to its first one, and writes the time of that. QMF_ERR_SEEK_FAILURE for a stream without any.
   QMFResult SetPosition(std::uint32_t blockType, std::uint32_t stream, std::int64_t& time);
 
@@ -32,15 +32,15 @@ class MkvBlocks {
   std::span<const std::uint32_t> LaceOf(std::uint32_t blockType, std::uint32_t stream) const;
 
  private:
-  MkvFrameReader& ReaderOf(const MkvTrack& track);
-  QMFResult Take(MkvFrameReader& reader, const MkvTrack& track, QMFBlock& block);
-  void NoteLace(const MkvFrameReader& reader);
+  MkvPlayhead& HeadOf(const MkvStream& stream);
+  QMFResult Take(MkvPlayhead& head, QMFBlock& block);
+  void NoteLace(MkvPlayhead& head);
+  QMFResult MoveInto(std::uint32_t part, const MkvStream& stream, std::int64_t& time);
 
-  MkvSegment& m_segment;
-  MkvFrameReader m_inFileOrder;
-  std::pmr::map<std::uint64_t, MkvFrameReader> m_byTrack;  ///< By track number, made when first read.
-  const bool& m_delace;
-  std::uint64_t m_lacedTrack = 0;
+  MkvTitle& m_title;
+  MkvPlayhead m_inOrder;
+  std::pmr::map<std::uint64_t, MkvPlayhead> m_byStream;  ///< Made when first read.
+  MkvStream m_laced;
   std::pmr::vector<std::uint32_t> m_lace;
 };
 

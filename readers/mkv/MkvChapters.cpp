@@ -8,9 +8,6 @@
 namespace qmf {
 namespace {
 
-// Part of what selecting a title may cost, since the duration depends on chapters.
-constexpr EbmlLimits kLimits = {.elements = 100'000, .bytesRead = 1U << 20, .bytesKept = 2U << 20};
-
 struct Display {
   explicit Display(QMFAllocator* memory) : name(memory), language(memory), country(memory) {}
 
@@ -116,7 +113,7 @@ std::uint32_t DefaultEdition(const MkvSegment& segment) {
 
 QMFResult ReadEditions(MkvSegment& segment) {
   const QMFResult result =
-      ReadMkvSection<kChaptersRules>(segment, kSectionChapters, kLimits, QMF_ERR_QF3_PARSE_CHAPTERS, segment);
+      ReadMkvSection<kChaptersRules>(segment, kSectionChapters, segment.limits.chapters, QMF_ERR_QF3_PARSE_CHAPTERS, segment);
   if (result != QMF_OK) segment.editions.clear();
   return result;
 }

@@ -39,6 +39,8 @@ struct MkvEdition {
 
   std::uint64_t uid = 0;
   std::uint8_t flags = 0;
+  bool IsOrdered() const { return (flags & kOrdered) != 0; }
+
   std::pmr::vector<MkvChapter> chapters;  ///< In file order, each before the ones inside it.
 
   /// What playing the enabled chapters of the first level takes, in nanoseconds.

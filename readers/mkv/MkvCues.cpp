@@ -127,8 +127,8 @@ const MkvCuePoint* CueBefore(const MkvCues& cues, std::uint64_t track, std::uint
   return nullptr;
 }
 
-const MkvCuePoint* CueBehind(const MkvCues& cues, std::uint64_t track, std::uint64_t time) {
-  const auto first = std::ranges::upper_bound(cues.points, time, {}, &MkvCuePoint::time);
+const MkvCuePoint* CueFrom(const MkvCues& cues, std::uint64_t track, std::uint64_t time) {
+  const auto first = std::ranges::lower_bound(cues.points, time, {}, &MkvCuePoint::time);
   const auto point = std::ranges::find(first, cues.points.end(), track, &MkvCuePoint::track);
   return point == cues.points.end() ? nullptr : &*point;
 }

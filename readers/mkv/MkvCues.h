@@ -32,7 +32,7 @@ const MkvCues& MkvCuesOf(MkvSegment& segment);
 /// The last entry of track `track` at or before `time` (ticks), or null.
 const MkvCuePoint* CueBefore(const MkvCues& cues, std::uint64_t track, std::uint64_t time);
 
-/// The first entry of track `track` behind `time` (ticks), or null.
-const MkvCuePoint* CueBehind(const MkvCues& cues, std::uint64_t track, std::uint64_t time);
+/// The first entry of track `track` at or behind `time` (ticks), or null.
+const MkvCuePoint* CueFrom(const MkvCues& cues, std::uint64_t track, std::uint64_t time);
 
 }  // namespace qmf

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <utility>
 
 #include "framework/ReturnIf.h"
 #include "readers/mkv/EbmlReader.h"
@@ -37,15 +38,20 @@ class MkvCursor {
   const MkvPlace& Place() const { return m_place; }
   void MoveTo(const MkvPlace& place) { m_place = place; }
 
-  /// Goes behind the next block of which `wants(trackNumber)` is true; other blocks are passed by their
-  /// headers. Where bytes make no sense the walk goes on at the next cluster. QMF_ERR_END_OF_STREAM at the
-  /// end of the segment, and where the file is cut.
-  template <class Wants>
-  QMFResult Next(Wants&& wants, MkvFoundBlock& block) {
-    do {
+  /// What is to be done with a block: to stop before it ends the walk.
+  enum Verdict { kPass, kTake, kEnd };
+
+  /// Goes behind the next block that `judge(block)` takes; other blocks are passed by their headers. Where
+  /// bytes make no sense the walk goes on at the next cluster. QMF_ERR_END_OF_STREAM at the end of the
+  /// segment, where the file is cut, and where the walk is ended.
+  template <class Judge>
+  QMFResult Next(Judge&& judge, MkvFoundBlock& block) {
+    for (;;) {
       QMF_RETURN_IF_NONZERO(NextAny(block));
-    } while (!wants(block.header.track));
-    return QMF_OK;
+      const Verdict verdict = judge(std::as_const(block));
+      if (verdict == kTake) return QMF_OK;
+      if (verdict == kEnd) return QMF_ERR_END_OF_STREAM;
+    }
   }
 
   /// Searches for the first cluster from `at` on that begins before `end`, gives the place before it and its

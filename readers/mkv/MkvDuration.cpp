@@ -5,23 +5,20 @@
 namespace qmf {
 namespace {
 
-bool PlaysOrdered(const MkvSegment& segment) {
-  return segment.selectedPlaylist < segment.editions.size() &&
-         (segment.editions[segment.selectedPlaylist].flags & MkvEdition::kOrdered) != 0 &&
-         segment.allowOrdered;
+// What is played of segment `index` in an order of its own, in ticks of the title's own segment; a tick of no
+// length cannot measure it.
+double PlayedTicks(const MkvTitle& title, std::uint32_t index) {
+  const auto tick = static_cast<double>(title.singleSegment->TickLength());
+  double nanoseconds = 0.0;
+  for (const MkvPart& part : title.parts) {
+    if (part.segment == index) nanoseconds += static_cast<double>(part.to - part.from) * 100;
+  }
+  return tick != 0 ? nanoseconds / tick : 0.0;
 }
 
-// A playlist's duration in ticks; a tick of no length cannot measure it.
-double PlaylistTicks(const MkvSegment& segment) {
-  const std::uint64_t duration = segment.editions[segment.selectedPlaylist].OrderedDuration();
-  const std::uint64_t length = segment.TickLength();
-  return length != 0 ? static_cast<double>(duration) / static_cast<double>(length) : 0.0;
-}
-
-// Broken chapters play nothing in an order of theirs.
-double SegmentTicks(MkvSegment& segment) {
-  (void)ReadMkvChapters(segment);
-  if (PlaysOrdered(segment)) return PlaylistTicks(segment);
+double SegmentTicks(const MkvTitle& title, std::uint32_t index) {
+  if (!title.parts.front().IsWhole()) return PlayedTicks(title, index);
+  const MkvSegment& segment = *title.segments[index];
   return segment.info ? segment.info->duration : 0.0;
 }
 
@@ -36,11 +33,12 @@ std::uint64_t WholeTicks(double ticks) {
 
 }  // namespace
 
-std::uint64_t MkvTitleDuration(const MkvTitle& title) {
+std::uint64_t MkvTitleDuration(MkvTitle& title) {
   const MkvSegment* const primary = title.singleSegment.get();
   if (primary == nullptr || !primary->info) return 0;
+  ArrangeMkvTitle(title);
   double ticks = 0.0;
-  for (const auto& segment : title.segments) ticks += SegmentTicks(*segment);
+  for (std::uint32_t index = 0; index < title.SegmentCount(); ++index) ticks += SegmentTicks(title, index);
   return WholeTicks(ticks) * primary->info->Scale100ns();
 }
 

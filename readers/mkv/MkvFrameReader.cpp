@@ -32,8 +32,12 @@ std::int64_t MkvBlockTime(const MkvSegment& segment, const MkvTrack& track, cons
   return static_cast<std::int64_t>((block.place.clusterTime + ticks) * segment.TickLength());
 }
 
-MkvFrameReader::MkvFrameReader(const MkvSegment& segment)
-    : m_segment(segment), m_cursor(segment), m_frames(segment.memory), m_encoded(segment.memory) {}
+MkvFrameReader::MkvFrameReader(const MkvSegment& segment, const MkvPart& part)
+    : m_segment(segment),
+      m_part(part),
+      m_cursor(segment),
+      m_frames(segment.memory),
+      m_encoded(segment.memory) {}
 
 void MkvFrameReader::MoveTo(const MkvPlace& place) {
   m_cursor.MoveTo(place);
@@ -89,8 +93,8 @@ void MkvFrameReader::SetTimes(const MkvTrack& track, bool whole, QMFBlock& block
   std::int64_t end = Add(time, whole ? frameDuration * (count - m_frame) : frameDuration);
   if (last && m_block.duration) end = Add(start, blockDuration);
   if (last) end = Add(end, -static_cast<std::uint64_t>(m_block.discardPadding));
-  block.time = time / kNanosecondsPerUnit;
-  block.endTime = end == time ? 0 : end / kNanosecondsPerUnit;
+  block.time = m_part.ToTitle(time / kNanosecondsPerUnit);
+  block.endTime = end == time ? 0 : m_part.ToTitle(std::min(end / kNanosecondsPerUnit, m_part.to));
 }
 
 QMFResult MkvFrameReader::Take(const MkvTrack& track, bool whole, QMFBlock& block) {

@@ -5,6 +5,7 @@
 
 #include "framework/InfoRecords.h"
 #include "readers/mkv/MkvCursor.h"
+#include "readers/mkv/MkvPlaylist.h"
 
 namespace qmf {
 
@@ -12,7 +13,8 @@ namespace qmf {
 /// transformed is restored.
 class MkvFrameReader {
  public:
-  explicit MkvFrameReader(const MkvSegment& segment);
+  /// Gives times as those of the title that plays `part` of the segment.
+  MkvFrameReader(const MkvSegment& segment, const MkvPart& part);
 
   MkvCursor& Cursor() { return m_cursor; }
   const MkvFoundBlock& Block() const { return m_block; }
@@ -22,13 +24,13 @@ class MkvFrameReader {
   /// Stands before the element at `place`.
   void MoveTo(const MkvPlace& place);
 
-  /// Makes sure that there is a frame to take, from the next block of which `wants(trackNumber)` is true. A
-  /// block whose lacing is broken is passed with QMF_ERR_BLOCK_READ_FAILURE.
-  template <class Wants>
-  QMFResult Load(Wants&& wants) {
-    if (m_frame < m_frames.size() && wants(m_block.header.track)) return QMF_OK;
+  /// Makes sure that there is a frame to take, from the next block that `judge` takes (see MkvCursor::Next).
+  /// A block whose lacing is broken is passed with QMF_ERR_BLOCK_READ_FAILURE.
+  template <class Judge>
+  QMFResult Load(Judge&& judge) {
+    if (m_frame < m_frames.size() && judge(std::as_const(m_block)) == MkvCursor::kTake) return QMF_OK;
     m_frames.clear();
-    QMF_RETURN_IF_NONZERO(m_cursor.Next(wants, m_block));
+    QMF_RETURN_IF_NONZERO(m_cursor.Next(judge, m_block));
     return CutIntoFrames();
   }
 
@@ -43,6 +45,7 @@ class MkvFrameReader {
   void SetTimes(const MkvTrack& track, bool whole, QMFBlock& block) const;
 
   const MkvSegment& m_segment;
+  const MkvPart& m_part;
   MkvCursor m_cursor;
   MkvFoundBlock m_block;
   std::pmr::vector<std::uint64_t> m_frames;

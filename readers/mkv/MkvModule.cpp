@@ -5,6 +5,7 @@
 #include "framework/ModuleAdapter.h"
 #include "framework/PathSplitter.h"
 #include "readers/mkv/EbmlElements.h"
+#include "readers/mkv/MkvBlocks.h"
 #include "readers/mkv/MkvQueries.h"
 
 namespace qmf {
@@ -19,7 +20,10 @@ class MkvReader {
   explicit MkvReader(QMFAllocator* memory) : m_memory(memory), m_title(memory) {}
 
   static QMFResult Probe(std::int32_t& score, const char16_t* path, QMFAllocator* memory);
-  QMFResult Open(const char16_t* path) { return FileReader::Open(path, m_memory, m_file); }
+  QMFResult Open(const char16_t* path) {
+    m_title.path = path;
+    return FileReader::Open(path, m_memory, m_file);
+  }
   QMFResult SetTitle(std::uint32_t titleIndex);
   QMFResult SetMenu(std::uint32_t) { return QMF_ERR_NO_MENU_FOUND; }
   QMFResult GetInfo(std::uint32_t qid, QMFQueryData& data, std::uint32_t index) {
@@ -67,16 +71,13 @@ QMFResult MkvReader::SetTitle(std::uint32_t titleIndex) {
   auto segment = std::allocate_shared<MkvSegment>(std::pmr::polymorphic_allocator<MkvSegment>(m_memory),
                                                   m_file, m_memory);
   QMF_RETURN_IF_NONZERO(ReadMkvSegment(*segment));
-  m_title.blocks.reset();
-  m_title.segments.assign({segment});
-  m_title.singleSegment = std::move(segment);
-  m_title.currentSegment = 0;
+  m_title.Select(std::move(segment));
   return QMF_OK;
 }
 
 QMFResult MkvReader::SetTitleActiveStream(std::uint32_t blockType, std::uint32_t stream,
                                           std::uint32_t active) {
-  MkvSegment* const segment = m_title.Current();
+  MkvSegment* const segment = m_title.singleSegment.get();
   MkvTrack* const track = segment != nullptr ? segment->tracks.FindStream(blockType, stream) : nullptr;
   if (track == nullptr) return QMF_ERR_INVALID_STREAM;
   track->active = active != 0;
@@ -86,13 +87,13 @@ QMFResult MkvReader::SetTitleActiveStream(std::uint32_t blockType, std::uint32_t
 // Without a selected title there is no stream.
 
 QMFResult MkvReader::SetPosition(std::uint32_t blockType, std::uint32_t stream, std::int64_t& time) {
-  if (m_title.Current() == nullptr) return QMF_ERR_INVALID_STREAM;
+  if (m_title.singleSegment == nullptr) return QMF_ERR_INVALID_STREAM;
   return m_title.Blocks().SetPosition(blockType, stream, time);
 }
 
 QMFResult MkvReader::ReadNextBlock(std::uint32_t& blockType, std::uint32_t& stream, QMFBlock& block,
                                    std::int64_t& time) {
-  if (m_title.Current() == nullptr) return QMF_ERR_END_OF_STREAM;
+  if (m_title.singleSegment == nullptr) return QMF_ERR_END_OF_STREAM;
   QMF_RETURN_IF_NONZERO(m_title.Blocks().ReadNext(blockType, stream, block));
   time = block.time;
   return QMF_OK;
@@ -100,7 +101,7 @@ QMFResult MkvReader::ReadNextBlock(std::uint32_t& blockType, std::uint32_t& stre
 
 QMFResult MkvReader::ReadNextBlockByStream(std::uint32_t blockType, std::uint32_t stream, QMFBlock& block,
                                            std::int64_t& time) {
-  if (m_title.Current() == nullptr) return QMF_ERR_INVALID_STREAM;
+  if (m_title.singleSegment == nullptr) return QMF_ERR_INVALID_STREAM;
   QMF_RETURN_IF_NONZERO(m_title.Blocks().ReadNextByStream(blockType, stream, block));
   time = block.time;
   return QMF_OK;

@@ -8,6 +8,7 @@
 #include "framework/QueryTable.h"
 #include "framework/ReturnIf.h"
 #include "readers/mkv/CodecTable.h"
+#include "readers/mkv/MkvBlocks.h"
 #include "readers/mkv/MkvChapterQueries.h"
 #include "readers/mkv/MkvFormats.h"
 #include "readers/mkv/MkvFrames.h"
@@ -24,7 +25,7 @@ struct TitleQuery : QueryCall {
 };
 
 struct Query : QueryCall {
-  const MkvTitle& title;
+  MkvTitle& title;
   const MkvSegment& segment;
 
   std::size_t Count(MkvTrackType type) const { return segment.tracks.Of(type).size(); }
@@ -313,8 +314,10 @@ QMFResult SetMkvInfo(MkvTitle& title, std::uint32_t qid, QMFQueryData& data, std
       break;
   }
   if (title.Current() == nullptr) return QMF_FAILURE;
-  const QMFResult result = SetMkvChapterInfo(*title.Current(), qid, data);
-  return result == QMF_ERR_UNSUPPORTED_QID ? SetMkvTagInfo(*title.Current(), qid, data) : result;
+  const QMFResult result = SetMkvChapterInfo(*title.singleSegment, qid, data);
+  if (result == QMF_ERR_UNSUPPORTED_QID) return SetMkvTagInfo(*title.Current(), qid, data);
+  if (result == QMF_OK) title.Rearrange();
+  return result;
 }
 
 }  // namespace qmf

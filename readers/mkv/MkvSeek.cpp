@@ -68,7 +68,9 @@ class KeyFrameSearch {
   // Remembers the last key frame at or before the time; at the first cluster also the first one behind it.
   void Scan(const MkvPlace& start) {
     m_cursor.MoveTo(start);
-    const auto wanted = [&](std::uint64_t number) { return number == m_track.number; };
+    const auto wanted = [&](const MkvFoundBlock& each) {
+      return each.header.track == m_track.number ? MkvCursor::kTake : MkvCursor::kPass;
+    };
     MkvFoundBlock block;
     while (m_cursor.Next(wanted, block) == QMF_OK) {
       const std::int64_t time = MkvBlockTime(m_segment, m_track, block) / kNanosecondsPerUnit;

@@ -80,6 +80,10 @@ bool IsComplete(const MkvSegment& segment) {
   return segment.info && segment.hasTracks;
 }
 
+bool HasInfo(const MkvSegment& segment) {
+  return segment.info.has_value();
+}
+
 QMFResult ApplySectionRule(MkvSegment& segment, EbmlReader& reader, const EbmlElement& element) {
   for (const auto& rule : kSectionRules) {
     if (element.Is(rule.kind)) return rule.read(segment, reader, element);
@@ -124,19 +128,19 @@ bool NextSection(MkvSegment& segment, EbmlReader& reader, EbmlElement& child) {
   return true;
 }
 
-// Walks the segment's children until information and tracks are known. At the first cluster the seek head is
+// Walks the segment's children until enough of them is known. At the first cluster the seek head is
 // asked for what is missing; without its help the walk goes on from cluster to cluster, by their headers. The
 // children of a cluster of unknown size are met here as well.
-QMFResult ScanSections(MkvSegment& segment, EbmlReader& reader) {
+QMFResult ScanSections(MkvSegment& segment, EbmlReader& reader, bool (*isEnough)(const MkvSegment&)) {
   segment.scannedTo = segment.element.payload;
   EbmlElement child;
-  while (!IsComplete(segment) && NextSection(segment, reader, child)) {
+  while (!isEnough(segment) && NextSection(segment, reader, child)) {
     const bool firstCluster = child.Is(Element::Cluster) && segment.sections[kSectionCluster] == 0;
     NoteSection(segment, child);
     if (firstCluster) QMF_RETURN_IF_NONZERO(FollowSeekHead(segment, reader));
     QMF_RETURN_IF_NONZERO(ApplySectionRule(segment, reader, child));
   }
-  return IsComplete(segment) ? QMF_OK : FollowSeekHead(segment, reader);
+  return isEnough(segment) ? QMF_OK : FollowSeekHead(segment, reader);
 }
 
 // Goes on to the first cluster, noting what stands before it.
@@ -158,9 +162,16 @@ std::uint64_t MkvSegment::TickAt(std::int64_t time) const {
 }
 
 QMFResult ReadMkvSegment(MkvSegment& segment) {
-  EbmlReader reader(*segment.file, segment.memory);
+  segment.wasRead = true;
+  EbmlReader reader(*segment.file, segment.memory, segment.limits.header);
   QMF_RETURN_IF_NONZERO(ReadMkvHeader(reader, segment));
-  return ScanSections(segment, reader);
+  return ScanSections(segment, reader, IsComplete);
+}
+
+QMFResult ReadMkvSegmentInfo(MkvSegment& segment, const EbmlLimits& limits) {
+  EbmlReader reader(*segment.file, segment.memory, limits);
+  QMF_RETURN_IF_NONZERO(ReadMkvHeader(reader, segment));
+  return ScanSections(segment, reader, HasInfo);
 }
 
 QMFResult FindMkvSection(MkvSegment& segment, EbmlReader& reader, MkvSection section, EbmlElement& element) {

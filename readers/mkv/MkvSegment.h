@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <memory>
@@ -30,13 +31,32 @@ enum MkvSection : std::size_t {
   kSectionCount,
 };
 
+/// What reading a segment up to its tracks may cost, and its chapters.
+struct MkvLimits {
+  EbmlLimits header;
+  EbmlLimits chapters;
+};
+/// Selecting a title costs one segment of the first kind, and its duration some of the second.
+inline constexpr MkvLimits kMkvOwnLimits = {
+    .header = {}, .chapters = {.elements = 100'000, .bytesRead = 1U << 20, .bytesKept = 2U << 20}};
+inline constexpr MkvLimits kMkvLinkedLimits = {
+    .header = {.elements = 20'000, .bytesRead = 256U << 10, .bytesKept = 256U << 10},
+    .chapters = {.elements = 20'000, .bytesRead = 256U << 10, .bytesKept = 256U << 10}};
+
 /// What is known of one segment, which is one file.
 struct MkvSegment {
-  MkvSegment(std::shared_ptr<FileReader> openedFile, QMFAllocator* allocator)
-      : memory(allocator), file(std::move(openedFile)), tracks(allocator), editions(allocator) {}
+  MkvSegment(std::shared_ptr<FileReader> openedFile, QMFAllocator* allocator,
+             const MkvLimits& costs = kMkvOwnLimits)
+      : memory(allocator),
+        file(std::move(openedFile)),
+        limits(costs),
+        tracks(allocator),
+        editions(allocator) {}
 
   QMFAllocator* const memory;
   const std::shared_ptr<FileReader> file;
+  const MkvLimits& limits;
+  bool wasRead = false;  ///< By ReadMkvSegment.
   bool isWebm = false;
   std::uint32_t maxSizeLength = 8;  ///< Bytes that an element's size may take in this file.
   EbmlElement element;              ///< The segment itself; its end may lie beyond the file's.
@@ -56,6 +76,12 @@ struct MkvSegment {
     return static_cast<std::int64_t>(tick * TickLength()) / 100;
   }
 
+  /// Half a tick in 100-ns units: by so much the time of a block is in doubt.
+  std::int64_t HalfTick() const {
+    constexpr std::uint64_t kSecond = 1'000'000'000;
+    return static_cast<std::int64_t>(std::min(TickLength(), kSecond)) / 200;
+  }
+
   /// Where clusters begin, as far as that is known: nothing before is one.
   std::uint64_t FirstCluster() const {
     return sections[kSectionCluster] != 0 ? sections[kSectionCluster] : scannedTo;
@@ -69,6 +95,11 @@ struct MkvSegment {
   std::uint32_t selectedPlaylist = 0;
   bool allowOrdered = true;
   std::optional<QMFResult> chaptersResult;  ///< Of reading the editions; empty until first needed.
+
+  /// The edition that is selected, or null.
+  const MkvEdition* SelectedEdition() const {
+    return selectedPlaylist < editions.size() ? &editions[selectedPlaylist] : nullptr;
+  }
 };
 
 /// Reads what the properties need: the EBML header, the segment's information and its tracks, through the
@@ -77,6 +108,14 @@ struct MkvSegment {
 /// QMF_ERR_BAD_STRUCTURE; broken elements give the parse errors of their own. A file that ends early, or
 /// lacks elements, succeeds with what it has.
 QMFResult ReadMkvSegment(MkvSegment& segment);
+
+/// Reads it unless that was done; what is wrong with it leaves it without tracks.
+inline void EnsureMkvSegment(MkvSegment& segment) {
+  if (!segment.wasRead) (void)ReadMkvSegment(segment);
+}
+
+/// Reads no further than to the segment's information, within `limits`. What it reads is not to be read on.
+QMFResult ReadMkvSegmentInfo(MkvSegment& segment, const EbmlLimits& limits);
 
 /// Finds a section of a segment that was read: before the clusters, or where a seek head says.
 /// QMF_ERR_END_OF_STREAM when there is none.

@@ -5,138 +5,21 @@
 
 #include <numeric>
 
-#include "tests/readers/mkv/MkvFile.h"
+#include "tests/readers/mkv/MkvPlayer.h"
 
 namespace qmf {
 namespace {
 
+using test::BlockBytes;
+using test::Cluster;
+using test::ClusterChildren;
 using test::EbmlBuilder;
-using test::MkvFile;
+using test::Got;
+using test::Group;
+using test::Simple;
+using test::WithClusters;
 using Bytes = EbmlBuilder::Bytes;
-
-constexpr std::uint8_t kKeyFlag = 0x80;
-
-// One delivered block, as tests compare it.
-struct Got {
-  std::uint32_t type = 0;
-  std::uint32_t stream = 0;
-  std::int64_t time = 0;
-  std::int64_t endTime = 0;
-  bool key = false;
-  std::string bytes;
-  QMFResult result = QMF_OK;
-};
-
-class Film {
- public:
-  explicit Film(const EbmlBuilder& file) : m_file(file) {
-    for (const std::uint32_t type : {kBlockVideo, kBlockAudio, kBlockSubtitle}) {
-      for (std::uint32_t stream = 0; stream < 3; ++stream) (void)Activate(type, stream, 1);
-    }
-  }
-
-  MkvFile& File() { return m_file; }
-  QMFResult Activate(std::uint32_t type, std::uint32_t stream, std::uint32_t active) {
-    return Module().SetTitleActiveStream(m_file.Handle(), type, stream, active);
-  }
-  QMFResult Seek(std::uint32_t type, std::int64_t& time) {
-    return Module().SetPosition(m_file.Handle(), type, 0, &time);
-  }
-  QMFResult Set(std::uint32_t qid, std::uint64_t value) { return m_file.Set(qid, value); }
-
-  Got Next(std::uint32_t capacity = 4096) {
-    Got got;
-    std::string buffer(capacity, '\0');
-    QMFBlock block = Into(buffer);
-    got.result = Module().ReadNextBlock(m_file.Handle(), &got.type, &got.stream, &block, &got.time);
-    return Filled(got, block, buffer);
-  }
-
-  Got NextOf(std::uint32_t type, std::uint32_t stream) {
-    Got got;
-    got.type = type;
-    got.stream = stream;
-    std::string buffer(4096, '\0');
-    QMFBlock block = Into(buffer);
-    got.result = Module().ReadNextBlockByStream(m_file.Handle(), type, stream, &block, &got.time);
-    return Filled(got, block, buffer);
-  }
-
-  std::vector<Got> All() {
-    std::vector<Got> all;
-    for (Got got = Next(); got.result == QMF_OK; got = Next()) all.push_back(got);
-    return all;
-  }
-
-  std::string AllBytes() {
-    std::string text;
-    for (const Got& got : All()) text += got.bytes + " ";
-    return text;
-  }
-
- private:
-  static const QMFModuleEntryPoints& Module() { return *kMkvModule.entryPoints; }
-  static QMFBlock Into(std::string& buffer) {
-    QMFBlock block;
-    block.data = reinterpret_cast<std::uint8_t*>(buffer.data());
-    block.capacity = static_cast<std::uint32_t>(buffer.size());
-    return block;
-  }
-  static Got Filled(Got got, const QMFBlock& block, const std::string& buffer) {
-    EXPECT_LE(block.size, block.capacity);
-    got.bytes = buffer.substr(0, block.size);
-    got.key = block.key == QMFBlock::kKey;
-    got.endTime = block.endTime;
-    return got;
-  }
-
-  MkvFile m_file;
-};
-
-Bytes BlockBytes(std::uint8_t track, std::int16_t ticks, std::uint8_t flags, std::string_view data) {
-  return EbmlBuilder()
-      .BigEndian(0x80U | track, 1)
-      .BigEndian(static_cast<std::uint16_t>(ticks), 2)
-      .BigEndian(flags, 1)
-      .Raw(data)
-      .Done();
-}
-
-EbmlBuilder Simple(std::uint8_t track, std::int16_t ticks, std::string_view data,
-                   std::uint8_t flags = kKeyFlag) {
-  return EbmlBuilder().Binary(Element::SimpleBlock, BlockBytes(track, ticks, flags, data));
-}
-
-EbmlBuilder Group(std::uint8_t track, std::int16_t ticks, std::string_view data,
-                  const EbmlBuilder& more = {}) {
-  return EbmlBuilder().Master(
-      Element::BlockGroup,
-      EbmlBuilder().Binary(Element::Block, BlockBytes(track, ticks, 0, data)).Raw(more.Done()));
-}
-
-EbmlBuilder ClusterChildren(std::uint64_t time, const std::vector<EbmlBuilder>& blocks) {
-  EbmlBuilder children = EbmlBuilder().Unsigned(Element::Timecode, time);
-  for (const EbmlBuilder& block : blocks) children.Raw(block.Done());
-  return children;
-}
-
-EbmlBuilder Cluster(std::uint64_t time, const std::vector<EbmlBuilder>& blocks) {
-  return EbmlBuilder().Master(Element::Cluster, ClusterChildren(time, blocks));
-}
-
-// Track 1 is video, track 2 audio, with the elements of `audio` in its entry.
-EbmlBuilder Tracks(const EbmlBuilder& audio = {}) {
-  return EbmlBuilder().Master(
-      Element::Tracks, EbmlBuilder()
-                           .Raw(test::Track(1, test::kMatroskaVideo, "V_MPEG2", test::Picture(64, 48)).Done())
-                           .Raw(test::Track(2, test::kMatroskaAudio, "A_AC3", audio).Done()));
-}
-
-EbmlBuilder WithClusters(const EbmlBuilder& clusters, const EbmlBuilder& audio = {}) {
-  return test::Header().Master(
-      Element::Segment,
-      EbmlBuilder().Raw(test::Info().Done()).Raw(Tracks(audio).Done()).Raw(clusters.Done()));
-}
+using Film = test::MkvPlayer;
 
 TEST(MkvBlocks, ComeInFileOrderWithTheirTimes) {
   Film film(WithClusters(

@@ -57,8 +57,8 @@ EbmlBuilder Film(const EbmlBuilder& trackEntries) {
 
 MkvFile::MkvFile(std::vector<std::uint8_t> bytes)
     : m_bytes(std::move(bytes)),
-      m_reader(std::make_shared<FileReader>(std::make_shared<MemoryFileSource>(m_bytes))) {
-  const SharedFileScope named(u"film.mkv", m_reader);
+      m_reader(std::make_shared<FileReader>(std::make_shared<MemoryFileSource>(m_bytes))),
+      m_named(u"film.mkv", m_reader) {
   m_selected = Module().OpenContainer(&m_handle, u"film.mkv", nullptr);
   if (m_selected == QMF_OK) m_selected = Module().SetTitle(m_handle, 0);
 }

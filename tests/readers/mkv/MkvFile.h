@@ -31,7 +31,8 @@ EbmlBuilder Picture(std::uint64_t width, std::uint64_t height, const EbmlBuilder
 /// A whole file: header, information and one Tracks element with the entries given.
 EbmlBuilder Film(const EbmlBuilder& trackEntries);
 
-/// The bytes of a file as the module opens them, with title 0 selected.
+/// The bytes of a file as the module opens them, with title 0 selected. While it lives they are "film.mkv" in
+/// a folder of files in memory.
 class MkvFile {
  public:
   explicit MkvFile(const EbmlBuilder& file) : MkvFile(file.Done()) {}
@@ -59,6 +60,7 @@ class MkvFile {
  private:
   const std::vector<std::uint8_t> m_bytes;
   const std::shared_ptr<FileReader> m_reader;
+  const SharedFileScope m_named;
   QMFModuleHandle m_handle = nullptr;
   QMFResult m_selected = QMF_FAILURE;
 };

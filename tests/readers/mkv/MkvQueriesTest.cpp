@@ -48,36 +48,6 @@ TEST(MkvDuration, CutsToWholeTicksBeforeScaling) {
   EXPECT_EQ(uninformed.Number(QMF_QID_TITLE_DURATION), 0U);
 }
 
-TEST(MkvDuration, SumsSegmentsAndPrefersAnOrderedPlaylist) {
-  const auto segment = [](double ticks) {
-    auto made = std::make_shared<MkvSegment>(nullptr, std::pmr::new_delete_resource());
-    made->info.emplace(made->memory).duration = ticks;
-    made->chaptersResult = QMF_OK;
-    return made;
-  };
-  MkvTitle title(std::pmr::new_delete_resource());
-  title.singleSegment = segment(10.0);
-  EXPECT_EQ(MkvTitleDuration(title), 0U);  // the list is empty
-  title.segments = {title.singleSegment, segment(0.5), segment(0.75)};
-  EXPECT_EQ(MkvTitleDuration(title), 110'000U);
-  // The last one plays 90 ticks of chapters, in an edition of its own.
-  MkvSegment& last = *title.segments.back();
-  last.chaptersResult = QMF_OK;
-  for (const std::uint8_t flags : {std::uint8_t{0}, MkvEdition::kOrdered}) {
-    MkvEdition& edition = last.editions.emplace_back(last.memory);
-    edition.flags = flags;
-    edition.chapters.emplace_back(last.memory).end = 90'000'000;
-  }
-  EXPECT_EQ(MkvTitleDuration(title), 110'000U);
-  last.selectedPlaylist = 1;
-  EXPECT_EQ(MkvTitleDuration(title), 1'000'000U);
-  last.allowOrdered = false;
-  EXPECT_EQ(MkvTitleDuration(title), 110'000U);
-  last.allowOrdered = true;
-  last.selectedPlaylist = 2;
-  EXPECT_EQ(MkvTitleDuration(title), 110'000U);
-}
-
 TEST(MkvQueries, DescribeTheFileAndItsStreams) {
   const EbmlBuilder info = EbmlBuilder()
                                .Text(Element::Title, "Film")
