@@ -112,8 +112,8 @@ std::uint32_t DefaultEdition(const MkvSegment& segment) {
 }
 
 QMFResult ReadEditions(MkvSegment& segment) {
-  const QMFResult result =
-      ReadMkvSection<kChaptersRules>(segment, kSectionChapters, segment.limits.chapters, QMF_ERR_QF3_PARSE_CHAPTERS, segment);
+  const QMFResult result = ReadMkvSection<kChaptersRules>(segment, kSectionChapters, segment.limits.chapters,
+                                                          QMF_ERR_QF3_PARSE_CHAPTERS, segment);
   if (result != QMF_OK) segment.editions.clear();
   return result;
 }
