@@ -12,6 +12,13 @@ constexpr FourCC TwoLetters(char first, char second) {
 }
 constexpr FourCC kPaletteChange = TwoLetters('p', 'c');
 constexpr FourCC kIndexPart = TwoLetters('i', 'x');
+// What follows the stream's number in the id of a block: pictures, sound and texts.
+constexpr FourCC kBlockSuffixes[] = {TwoLetters('d', 'c'), TwoLetters('d', 'b'), TwoLetters('w', 'b'),
+                                     TwoLetters('t', 'x'), TwoLetters('s', 'b')};
+
+// Most bytes of garbage behind which a list is taken up again, and how many are looked at together.
+constexpr std::uint64_t kMaxResync = 1 << 20;
+constexpr std::size_t kResyncStep = 512;
 
 // Ids are printable; anything else is not the start of a chunk.
 bool IsPlausible(FourCC id) {
@@ -87,11 +94,30 @@ bool AviMovi::Next(std::uint64_t& position, AviMediaChunk& chunk) {
     position = std::max(position, piece.begin);
     while (position < piece.end) {
       std::optional<AviMediaChunk> found;
-      if (!Step(position, piece, found)) position = piece.end;
+      if (!Step(position, piece, found) && !Resync(position, piece)) position = piece.end;
       if (!found) continue;
       chunk = *found;
       return true;
     }
+  }
+  return false;
+}
+
+// Moves to the next header of a known stream's block that the list can hold.
+bool AviMovi::Resync(std::uint64_t& position, const Piece& piece) {
+  const std::uint64_t limit = std::min(position + kMaxResync, piece.end);
+  for (std::uint64_t at = position + 1; at < limit;) {
+    const std::span<const std::uint8_t> bytes = m_file.View(at, kResyncStep);
+    if (bytes.size() < AviChunk::kHeaderSize) return false;
+    const std::size_t headers = bytes.size() - AviChunk::kHeaderSize + 1;
+    for (std::size_t i = 0; i < headers && at + i < limit; ++i) {
+      const AviChunk chunk = {at + i, LoadLE32(&bytes[i]), LoadLE32(&bytes[i + 4]), 0};
+      if (std::ranges::find(kBlockSuffixes, chunk.id >> 16) == std::end(kBlockSuffixes)) continue;
+      if (!StreamOf(chunk.id) || chunk.End() > piece.end) continue;
+      position = chunk.offset;
+      return true;
+    }
+    at += headers;
   }
   return false;
 }

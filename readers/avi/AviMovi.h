@@ -28,8 +28,8 @@ class AviMovi {
   AviMovi(FileReader& file, const AviTitle& title, QMFAllocator* memory);
 
   /// Finds the first block of an admitted stream that starts at or behind `position` and moves `position`
-  /// behind it. False at the end of the data. A chunk that neither its list nor the file can hold ends the
-  /// list.
+  /// behind it. False at the end of the data. Garbage, and a chunk that neither its list nor the file can
+  /// hold, is passed over as far as the next block within 1 MiB; where there is none the list ends.
   bool Next(std::uint64_t& position, AviMediaChunk& chunk);
 
   /// Reads the block whose chunk header stands at `offset`, if one does.
@@ -47,6 +47,7 @@ class AviMovi {
   void AddPiece(std::uint64_t listOffset, std::uint32_t listSize);
   bool AddExtension();
   bool FindPiece(std::uint64_t position, Piece& piece);
+  bool Resync(std::uint64_t& position, const Piece& piece);
   bool Step(std::uint64_t& position, const Piece& piece, std::optional<AviMediaChunk>& found);
 
   FileReader& m_file;

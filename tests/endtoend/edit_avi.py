@@ -53,11 +53,23 @@ def cut(part):
     return cut_there
 
 
+def damage(part):
+    def damage_there(data):
+        begin, size = find(data, b"movi")
+        at, _, chunk = next(one for one in children(data, begin + 12) if one[0] > begin + size * part)
+        # The header and some of the chunk; then bytes that look like a header and are none.
+        data[at : at + min(chunk, 500)] = bytes([0xFE]) * min(chunk, 500)
+        data[at + 20 : at + 28] = b"00dc" + bytes([0xFF]) * 4
+
+    return damage_there
+
+
 WAYS = {
     "no-index": drop_index,
     "legacy-index": drop_open_dml,
     "absolute-index": absolute_index,
     "wrong-index": wrong_index,
+    **{f"damage-{percent}": damage(percent / 100) for percent in range(1, 100)},
     **{f"cut-{percent}": cut(percent / 100) for percent in range(1, 100)},
 }
 

@@ -60,6 +60,8 @@ RECIPES = [
     edited("no-index", "h264-ac3.avi", differs=NO_INDEX),
     *(edited(f"cut-{part}", "mjpeg-mp3.avi", differs=NO_INDEX) for part in (3, 17, 41, 68, 99)),
     *(edited(f"cut-{part}", "h264-ac3.avi", differs=NO_INDEX) for part in (29, 83)),
+    *(edited(f"damage-{part}", "mjpeg-mp3.avi") for part in (10, 55, 90)),
+    edited("damage-30", "h264-ac3.avi", differs=AC3),
     *(
         avi(
             f"rate-{rate.replace('/', '-')}.avi",

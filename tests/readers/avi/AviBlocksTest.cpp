@@ -231,16 +231,37 @@ TEST_F(AviBlocks, LastBlockOfACutFileIsWhatIsLeftOfIt) {
   }
 }
 
-TEST_F(AviBlocks, GarbageAndForeignChunksEndNothingButTheirList) {
+TEST_F(AviBlocks, ForeignChunksArePassedOverAndEveryListOfTheChainIsRead) {
   AviParts parts;
-  parts.movi = List("movi", Chunk("00dc", "frame0") + Chunk("07dc", "no such stream") +
-                                Chunk("00pc", "palette") + Chunk("00ix", "index") + Chunk("LIST", "junkxx") +
-                                Chunk("00db", "frame1") + Bytes(8, '\xFE') + Chunk("00dc", "frame2"));
-  parts.behindRiff = Riff("AVIX", Chunk("idx1", "") + List("movi", Chunk("00dc", "frame3"))) +
-                     Riff("AVIX", "") + Riff("AVIX", List("movi", Chunk("00dc", "frame4")));
+  parts.movi =
+      List("movi", Chunk("00dc", "frame0") + Chunk("07dc", "no such stream") + Chunk("00pc", "palette") +
+                       Chunk("00ix", "index") + Chunk("LIST", "junkxx") + Chunk("00db", "frame1"));
+  parts.behindRiff = Riff("AVIX", Chunk("idx1", "") + List("movi", Chunk("00dc", "frame2"))) +
+                     Riff("AVIX", "") + Riff("AVIX", List("movi", Chunk("00dc", "frame3")));
   OpenedFile avi(kAviModule, parts.Build());
   ASSERT_EQ(avi.SetTitle(), QMF_OK);
-  EXPECT_THAT(PayloadsOf(avi.RestOf(kBlockVideo)), ElementsAre("frame0", "frame1", "frame3", "frame4"));
+  EXPECT_THAT(PayloadsOf(avi.RestOf(kBlockVideo)), ElementsAre("frame0", "frame1", "frame2", "frame3"));
+}
+
+TEST_F(AviBlocks, GarbageIsPassedOverAsFarAsTheNextBlock) {
+  const std::pair<Bytes, bool> rows[] = {
+      {Bytes(1, '\xFE'), true},
+      {Bytes(5000, '\xFE') + "00dc" + Le(0x7FFFFFFF, 4) + "07dc" + Le(4, 4) + "00zz" + Le(4, 4), true},
+      {Chunk("JUNK", "x", 0x7FFFFFFF), true},
+      {Bytes((1 << 20) - 1, '\xFE'), true},
+      {Bytes(1 << 20, '\xFE'), false},
+  };
+  for (const auto& [garbage, isPassed] : rows) {
+    AviParts parts;
+    parts.movi = List("movi", Chunk("00dc", "frame0") + garbage + Chunk("00dc", "frame1"));
+    parts.behindRiff = Riff("AVIX", List("movi", Chunk("00dc", "frame2")));
+    OpenedFile avi(kAviModule, parts.Build());
+    ASSERT_EQ(avi.SetTitle(), QMF_OK);
+    const std::vector<Bytes> payloads = PayloadsOf(avi.RestOf(kBlockVideo));
+    EXPECT_EQ(std::ranges::count(payloads, "frame1"), isPassed ? 1 : 0) << garbage.size();
+    EXPECT_EQ(payloads.back(), "frame2");
+    EXPECT_EQ(payloads.size(), isPassed ? 3U : 2U);
+  }
 }
 
 TEST_F(AviBlocks, KeyFramesShowInTheirFirstBytes) {
