@@ -3,7 +3,9 @@
 #include <propertyhandler/QivoPropertyHandler.h>
 #include <propsys.h>
 
+#include <map>
 #include <thread>
+#include <vector>
 
 #include "tests/propertyhandler/Apartment.h"
 #include "tests/propertyhandler/Library.h"
@@ -51,58 +53,47 @@ class Registration : public testing::Test {
   Library m_library;
 };
 
+// Every key stands with its values: "Name=text", the default value without a name.
 RegistryContent ClassesOf(const std::wstring& library) {
-  const std::wstring classKey = std::wstring(L"CLSID\\") + kClass + L"\\";
-  const std::wstring proxyKey = std::wstring(L"CLSID\\") + kInterface + L"\\";
-  const std::wstring interfaceKey = std::wstring(L"Interface\\") + kInterface + L"\\";
-  const std::wstring application = std::wstring(L"AppID\\") + kApplication + L"\\";
-  RegistryContent expected = {
-      {application, L""},
-      {application + L"@", kName},
-      {L"AppID\\QivoPropertyHandler.DLL\\", L""},
-      {L"AppID\\QivoPropertyHandler.DLL\\@AppID", kApplication},
-      {L"Qivo.PropertyHandler.1\\", L""},
-      {L"Qivo.PropertyHandler.1\\@", kName},
-      {L"Qivo.PropertyHandler.1\\CLSID\\", L""},
-      {L"Qivo.PropertyHandler.1\\CLSID\\@", kClass},
-      {L"Qivo.PropertyHandler\\", L""},
-      {L"Qivo.PropertyHandler\\@", kName},
-      {L"Qivo.PropertyHandler\\CLSID\\", L""},
-      {L"Qivo.PropertyHandler\\CLSID\\@", kClass},
-      {L"Qivo.PropertyHandler\\CurVer\\", L""},
-      {L"Qivo.PropertyHandler\\CurVer\\@", L"Qivo.PropertyHandler.1"},
-      {classKey, L""},
-      {classKey + L"@", kName},
-      {classKey + L"ProgID\\", L""},
-      {classKey + L"ProgID\\@", L"Qivo.PropertyHandler.1"},
-      {classKey + L"VersionIndependentProgID\\", L""},
-      {classKey + L"VersionIndependentProgID\\@", L"Qivo.PropertyHandler"},
-      {classKey + L"InprocServer32\\", L""},
-      {classKey + L"InprocServer32\\@", library},
-      {classKey + L"InprocServer32\\@ThreadingModel", L"Free"},
-      {classKey + L"TypeLib\\", L""},
-      {classKey + L"TypeLib\\@", L"{}"},
+  const std::wstring classKey = std::wstring(L"CLSID\\") + kClass;
+  const std::wstring proxyKey = std::wstring(L"CLSID\\") + kInterface;
+  const std::wstring interfaceKey = std::wstring(L"Interface\\") + kInterface;
+  struct Row {
+    std::wstring key;
+    std::map<std::wstring, std::wstring> values;
+  };
+  std::vector<Row> rows = {
+      {std::wstring(L"AppID\\") + kApplication, {{L"", kName}}},
+      {L"AppID\\QivoPropertyHandler.DLL", {{L"AppID", kApplication}}},
+      {L"Qivo.PropertyHandler.1", {{L"", kName}}},
+      {L"Qivo.PropertyHandler.1\\CLSID", {{L"", kClass}}},
+      {L"Qivo.PropertyHandler", {{L"", kName}}},
+      {L"Qivo.PropertyHandler\\CLSID", {{L"", kClass}}},
+      {L"Qivo.PropertyHandler\\CurVer", {{L"", L"Qivo.PropertyHandler.1"}}},
+      {classKey, {{L"", kName}}},
+      {classKey + L"\\ProgID", {{L"", L"Qivo.PropertyHandler.1"}}},
+      {classKey + L"\\VersionIndependentProgID", {{L"", L"Qivo.PropertyHandler"}}},
+      {classKey + L"\\InprocServer32", {{L"", library}, {L"ThreadingModel", L"Free"}}},
+      {classKey + L"\\TypeLib", {{L"", L"{}"}}},
       // The proxy and stub, as the platform registers them.
-      {proxyKey, L""},
-      {proxyKey + L"@", L"PSFactoryBuffer"},
-      {proxyKey + L"InProcServer32\\", L""},
-      {proxyKey + L"InProcServer32\\@", library},
-      {proxyKey + L"InProcServer32\\@ThreadingModel", L"Both"},
-      {interfaceKey, L""},
-      {interfaceKey + L"@", L"IQivoPropertyHandlerObj"},
-      {interfaceKey + L"NumMethods\\", L""},
-      {interfaceKey + L"NumMethods\\@", L"3"},
-      {interfaceKey + L"ProxyStubClsid32\\", L""},
-      {interfaceKey + L"ProxyStubClsid32\\@", kInterface},
-      {L"SystemFileAssociations\\", L""},
+      {proxyKey, {{L"", L"PSFactoryBuffer"}}},
+      {proxyKey + L"\\InProcServer32", {{L"", library}, {L"ThreadingModel", L"Both"}}},
+      {interfaceKey, {{L"", L"IQivoPropertyHandlerObj"}}},
+      {interfaceKey + L"\\NumMethods", {{L"", L"3"}}},
+      {interfaceKey + L"\\ProxyStubClsid32", {{L"", kInterface}}},
+      {L"SystemFileAssociations", {}},
   };
   for (const wchar_t* const extension : {L".mkv", L".qivo"}) {
-    const std::wstring key = std::wstring(L"SystemFileAssociations\\") + extension + L"\\";
-    expected.insert({{key, L""},
-                     {key + L"@ExtendedTileInfo", kTile},
-                     {key + L"@FullDetails", kFullDetails},
-                     {key + L"@InfoTip", kTile},
-                     {key + L"@PreviewDetails", kPreviewDetails}});
+    rows.push_back({std::wstring(L"SystemFileAssociations\\") + extension,
+                    {{L"ExtendedTileInfo", kTile},
+                     {L"FullDetails", kFullDetails},
+                     {L"InfoTip", kTile},
+                     {L"PreviewDetails", kPreviewDetails}}});
+  }
+  RegistryContent expected;
+  for (const auto& [key, values] : rows) {
+    expected[key + L"\\"];
+    for (const auto& [name, text] : values) expected[key + L"\\@" + name] = text;
   }
   return expected;
 }
@@ -125,6 +116,7 @@ TEST_F(Registration, WritesExactlyWhatTheShellNeedsAndTakesItBack) {
   EXPECT_EQ(m_library.Call("DllRegisterServer"), S_OK) << "a second time";
   EXPECT_EQ(Added(classes, ReadRegistry(kClasses)), expected);
   EXPECT_EQ(m_library.Call("DllUnregisterServer"), S_OK);
+  m_library.Call("DllUnregisterServer");  // Where there is nothing, it takes nothing back.
   EXPECT_EQ(ReadRegistry(kClasses), classes);
   EXPECT_EQ(ReadRegistry(kWindows), windows);
 }
@@ -157,12 +149,6 @@ TEST_F(Registration, LeavesAloneWhatOthersWroteBesideIt) {
   EXPECT_EQ(ReadRegistry(kClasses), classesBefore);
 }
 
-TEST_F(Registration, TakesNothingBackWhereThereIsNothing) {
-  const RegistryContent classes = ReadRegistry(kClasses);
-  m_library.Call("DllUnregisterServer");
-  EXPECT_EQ(ReadRegistry(kClasses), classes);
-}
-
 TEST_F(Registration, WritesAnyPathOfTheLibrary) {
   const std::filesystem::path folder = std::filesystem::temp_directory_path() / L"it's \x00fc 100%";
   std::filesystem::create_directories(folder);
@@ -181,7 +167,8 @@ TEST_F(Registration, WritesAnyPathOfTheLibrary) {
 }
 
 TEST_F(Registration, LetsEveryKindOfApartmentCreateTheHandler) {
-  ASSERT_EQ(m_library.Call("DllRegisterServer"), S_OK);
+  // Registration itself needs no apartment of its caller.
+  std::thread([this] { ASSERT_EQ(m_library.Call("DllRegisterServer"), S_OK); }).join();
   for (const COINIT kind : {COINIT_MULTITHREADED, COINIT_APARTMENTTHREADED}) {
     std::thread([kind] {
       const Apartment apartment(kind);
@@ -194,13 +181,6 @@ TEST_F(Registration, LetsEveryKindOfApartmentCreateTheHandler) {
       EXPECT_EQ(initialize->Initialize(L"C:\\missing.mkv", STGM_READ), E_FAIL);
     }).join();
   }
-}
-
-TEST_F(Registration, NeedsNoApartmentOfItsCaller) {
-  std::thread([this] {
-    EXPECT_EQ(m_library.Call("DllRegisterServer"), S_OK);
-    EXPECT_EQ(m_library.Call("DllUnregisterServer"), S_OK);
-  }).join();
 }
 
 }  // namespace

@@ -2,9 +2,11 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstring>
 #include <mutex>
+#include <type_traits>
 
 #include "framework/LoggingModule.h"
 #include "framework/QueryIds.h"
@@ -27,40 +29,50 @@ const QMFModuleDescriptor descriptors[kFakes] = {
 const QMFModuleDescriptor* const kModules[] = {&descriptors[0], &descriptors[1], &descriptors[2],
                                                &kLoggingModule};
 
-int IdOf(const FakeModule& fake) {
-  return static_cast<int>(&fake - fakes) + 1;
+// A call's name as a template argument.
+struct CallName {
+  template <std::size_t size>
+  consteval CallName(const char (&name)[size]) {
+    std::copy_n(name, size, text);
+  }
+  char text[32] = {};
+};
+
+template <class Argument>
+std::string NumberText(const Argument& argument) {
+  if constexpr (std::is_pointer_v<Argument>)
+    return {};
+  else
+    return fmt::format(" {}", argument);
 }
 
-template <class... Arguments>
-QMFResult Record(const FakeModule& fake, const char* name, Arguments... arguments) {
-  std::string call = fmt::format("{}:{}", IdOf(fake), name);
-  ((call += fmt::format(" {}", arguments)), ...);
+// Records a call with its numbers; what pointers point to is left out.
+template <int n, CallName name, class... Arguments>
+QMFResult Recorded(QMFModuleHandle, Arguments... arguments) {
+  std::string call = fmt::format("{}:{}", n + 1, name.text) + (NumberText(arguments) + ... + "");
   const std::lock_guard lock(callsMutex);
   calls.push_back(std::move(call));
-  return fake.result;
+  return fakes[n].result;
 }
 
-bool AnswerCount(const FakeModule& fake, std::uint32_t qid, QMFQueryData& data) {
+template <int n>
+QMFResult Answer(QMFModuleHandle handle, std::uint32_t qid, QMFQueryData* data, std::uint32_t index) {
+  const FakeModule& fake = fakes[n];
+  const auto& counts = fake.streamCounts;
   switch (qid) {
     case QMF_QID_NUM_TITLEMEDIA_VIDEOMEDIA:
     case QMF_QID_NUM_TITLEMEDIA_AUDIOMEDIA:
     case QMF_QID_NUM_TITLEMEDIA_SUBTITLEMEDIA:
-      data.value = fake.streamCounts[StreamKindOf(qid)];
-      return true;
+      data->value = counts[StreamKindOf(qid)];
+      return QMF_OK;
+    case QMF_QID_GET_TITLE_MEDIA_PROP:
+      if (fake.result != QMF_OK) break;
+      *static_cast<QMFTitleMediaProp*>(data->pointer) = {n + 1, {counts[1], counts[2], counts[3]}};
+      return QMF_OK;
     default:
-      return false;
+      break;
   }
-}
-
-QMFResult Answer(const FakeModule& fake, std::uint32_t qid, QMFQueryData* data, std::uint32_t index) {
-  if (AnswerCount(fake, qid, *data)) return QMF_OK;
-  if (qid == QMF_QID_GET_TITLE_MEDIA_PROP && fake.result == QMF_OK) {
-    const QMFTitleMediaProp prop = {static_cast<std::uint8_t>(IdOf(fake)),
-                                    {fake.streamCounts[1], fake.streamCounts[2], fake.streamCounts[3]}};
-    std::memcpy(data->pointer, &prop, sizeof(prop));
-    return QMF_OK;
-  }
-  return Record(fake, "GetInfo", qid, index);
+  return Recorded<n, "GetInfo">(handle, qid, data, index);
 }
 
 QMFResult Deliver(FakeModule& fake, QMFBlock& block, std::int64_t& time) {
@@ -80,43 +92,36 @@ template <int n>
 QMFModuleEntryPoints MakeSlots() {
   static FakeModule& fake = fakes[n];
   QMFModuleEntryPoints slots;
-  const QMFUnnamedEntryPoint unnamed = [](QMFModuleHandle) { return Record(fake, "unnamed"); };
-  slots.slot0 = unnamed;
-  std::fill(std::begin(slots.slots4to6), std::end(slots.slots4to6), unnamed);
-  std::fill(std::begin(slots.slots19to27), std::end(slots.slots19to27), unnamed);
-  std::fill(std::begin(slots.slots32to33), std::end(slots.slots32to33), unnamed);
+  slots.slot0 = Recorded<n, "unnamed">;
+  std::ranges::fill(slots.slots4to6, slots.slot0);
+  std::ranges::fill(slots.slots19to27, slots.slot0);
+  std::ranges::fill(slots.slots32to33, slots.slot0);
   slots.GetModuleHeader = []() -> const QMFModuleHeader* { return &fake.header; };
   slots.ProbeContainer = [](std::int32_t* score, const char16_t*, QMFAllocator*) {
     *score = fake.score;
     return fake.probeResult;
   };
   slots.OpenContainer = [](QMFModuleHandle* handle, const char16_t* path, QMFAllocator*) {
-    (void)Record(fake, "OpenContainer", ToUtf8(path));
+    (void)Recorded<n, "OpenContainer">(nullptr, ToUtf8(path));
     if (IsFailure(fake.openResult)) return fake.openResult;
     ++openInstances;
     *handle = &fake;
     return fake.openResult;
   };
-  slots.CloseContainer = [](QMFModuleHandle) {
+  slots.CloseContainer = [](QMFModuleHandle handle) {
     --openInstances;
-    return Record(fake, "CloseContainer");
+    return Recorded<n, "CloseContainer">(handle);
   };
-  slots.SetTitle = [](QMFModuleHandle, std::uint32_t title) { return Record(fake, "SetTitle", title); };
-  slots.SetMenu = [](QMFModuleHandle, std::uint32_t menu) { return Record(fake, "SetMenu", menu); };
-  slots.GetInfo = [](QMFModuleHandle, std::uint32_t qid, QMFQueryData* data, std::uint32_t index) {
-    return Answer(fake, qid, data, index);
-  };
-  slots.SetInfo = [](QMFModuleHandle, std::uint32_t qid, QMFQueryData*, std::uint32_t index) {
-    return Record(fake, "SetInfo", qid, index);
-  };
-  slots.SetPosition = [](QMFModuleHandle, std::uint32_t type, std::uint32_t stream, std::int64_t* time) {
+  slots.SetTitle = Recorded<n, "SetTitle">;
+  slots.SetMenu = Recorded<n, "SetMenu">;
+  slots.GetInfo = Answer<n>;
+  slots.SetInfo = Recorded<n, "SetInfo">;
+  slots.SetPosition = [](QMFModuleHandle handle, std::uint32_t type, std::uint32_t stream,
+                         std::int64_t* time) {
     *time -= 1;
-    return Record(fake, "SetPosition", type, stream);
+    return Recorded<n, "SetPosition">(handle, type, stream);
   };
-  slots.SetTitleActiveStream = [](QMFModuleHandle, std::uint32_t type, std::uint32_t stream,
-                                  std::uint32_t active) {
-    return Record(fake, "SetTitleActiveStream", type, stream, active);
-  };
+  slots.SetTitleActiveStream = Recorded<n, "SetTitleActiveStream">;
   slots.ReadNextBlock = [](QMFModuleHandle, std::uint32_t* type, std::uint32_t* stream, QMFBlock* block,
                            std::int64_t* time) {
     if (!fake.blocks.empty()) {
@@ -125,22 +130,21 @@ QMFModuleEntryPoints MakeSlots() {
     }
     return Deliver(fake, *block, *time);
   };
-  slots.ReadNextBlockByStream = [](QMFModuleHandle, std::uint32_t type, std::uint32_t stream, QMFBlock* block,
-                                   std::int64_t* time) {
-    (void)Record(fake, "ReadNextBlockByStream", type, stream);
+  slots.ReadNextBlockByStream = [](QMFModuleHandle handle, std::uint32_t type, std::uint32_t stream,
+                                   QMFBlock* block, std::int64_t* time) {
+    (void)Recorded<n, "ReadNextBlockByStream">(handle, type, stream);
     return Deliver(fake, *block, *time);
   };
-  slots.WriteNextBlock = [](QMFModuleHandle, std::uint32_t type, std::int64_t time, std::uint32_t stream,
-                            const QMFBlock*) { return Record(fake, "WriteNextBlock", type, time, stream); };
-  slots.AddStream = [](QMFModuleHandle, std::uint32_t type, std::uint32_t* stream) {
+  slots.WriteNextBlock = Recorded<n, "WriteNextBlock">;
+  slots.AddStream = [](QMFModuleHandle handle, std::uint32_t type, std::uint32_t* stream) {
     *stream = 7;
-    return Record(fake, "AddStream", type);
+    return Recorded<n, "AddStream">(handle, type);
   };
-  slots.AddTitle = [](QMFModuleHandle, std::uint32_t* title) {
+  slots.AddTitle = [](QMFModuleHandle handle, std::uint32_t* title) {
     *title = 9;
-    return Record(fake, "AddTitle");
+    return Recorded<n, "AddTitle">(handle);
   };
-  slots.FinishTitle = [](QMFModuleHandle) { return Record(fake, "FinishTitle"); };
+  slots.FinishTitle = Recorded<n, "FinishTitle">;
   return slots;
 }
 
