@@ -2,6 +2,7 @@
 
 #include <utf8.h>
 
+#include <algorithm>
 #include <iterator>
 
 namespace qmf {
@@ -40,10 +41,17 @@ void AppendReplacement(char16_t, std::string& out) {
   utf8::append(kReplacement, std::back_inserter(out));
 }
 
-// Appends UTF-16; `lone` decides what a byte outside UTF-8 becomes.
+constexpr bool IsAscii(char byte) {
+  return static_cast<unsigned char>(byte) < 0x80;
+}
+
+// UTF-16 into an empty string; `lone` decides what a byte outside UTF-8 becomes.
 template <class String, class Lone>
 void Decode(std::string_view bytes, String& out, Lone&& lone) {
-  auto from = bytes.begin();
+  // Most texts are ASCII, and end here.
+  auto from = std::find_if_not(bytes.begin(), bytes.end(), IsAscii);
+  out.resize(static_cast<std::size_t>(from - bytes.begin()));
+  std::copy(bytes.begin(), from, out.begin());
   while (from != bytes.end()) {
     const auto invalid = utf8::find_invalid(from, bytes.end());
     utf8::utf8to16(from, invalid, std::back_inserter(out));

@@ -20,6 +20,9 @@ constexpr std::uint32_t kPossibleChain = 4;
 // What the first reading of a file brings: a search ends with it, so that files of other kinds are not read
 // for longer than their own readers do.
 constexpr std::size_t kSearched = 4096;
+// Of the byte behind 0xFF, the rest of the sync word and the layer, which tell most bytes of other files.
+constexpr std::uint8_t kSecondMask = 0xF6;
+constexpr std::uint8_t kSecondOfSync = 0xF0;
 
 constexpr std::uint8_t kAudioKind = 0x11;
 constexpr std::uint16_t kFormatTagAac = 0x00FF;
@@ -46,6 +49,8 @@ bool HasFramesBehindGarbage(FileReader& file, std::uint64_t start) {
     const void* const sync = std::memchr(rest.data(), 0xFF, rest.size());
     if (sync == nullptr) return false;
     at += static_cast<std::uint64_t>(static_cast<const std::uint8_t*>(sync) - rest.data());
+    const auto second = head.subspan(at - start + 1);
+    if (!second.empty() && (second[0] & kSecondMask) != kSecondOfSync) continue;
     std::uint64_t behind = 0;
     if (frames.CountChain(at, kPossibleChain, behind, end) == kPossibleChain) return true;
   }

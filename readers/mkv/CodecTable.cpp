@@ -40,7 +40,7 @@ std::uint32_t FindCodecIndex(std::u16string_view codecId) {
 }
 
 const char16_t* CodecIdOf(std::uint32_t index) {
-  return index < std::size(kRows) ? kRows[index].codecId : nullptr;
+  return index < std::size(kRows) ? kRows[index].codecId.data() : nullptr;
 }
 
 }  // namespace qmf

@@ -9,9 +9,9 @@ namespace qmf {
 /// One codec that Matroska files name. `index` is the row's position.
 struct MkvCodecRow {
   std::uint32_t index;
-  std::uint32_t formatTag;  ///< wFormatTag of WAVEFORMATEX; 0xFFFF for none.
-  bool flag;                ///< Whether video tracks of this codec are reported.
-  const char16_t* codecId;  ///< Matroska's CodecID.
+  std::uint32_t formatTag;      ///< wFormatTag of WAVEFORMATEX; 0xFFFF for none.
+  bool flag;                    ///< Whether video tracks of this codec are reported.
+  std::u16string_view codecId;  ///< Matroska's CodecID, zero-terminated.
 };
 
 /// Rows that the reader treats specially.

@@ -4,27 +4,6 @@
 
 namespace qmf {
 
-std::span<const std::uint8_t> CMP4Fields::Take(std::size_t count) {
-  if (count > m_bytes.size()) {
-    m_failed = true;
-    m_bytes = {};
-    return {};
-  }
-  const auto taken = m_bytes.first(count);
-  m_bytes = m_bytes.subspan(count);
-  return taken;
-}
-
-std::uint64_t CMP4Fields::Number(std::size_t width) {
-  const auto bytes = Take(width);
-  return bytes.empty() ? 0 : LoadBE(bytes.data(), width);
-}
-
-FourCC CMP4Fields::Code() {
-  const auto bytes = Take(4);
-  return bytes.empty() ? 0 : LoadLE32(bytes.data());
-}
-
 CMP4Fields CMP4Atom::Fields(std::size_t most) const {
   const std::uint64_t size = std::min<std::uint64_t>(Size(), most);
   return CMP4Fields(file->View(payload, static_cast<std::size_t>(size)));

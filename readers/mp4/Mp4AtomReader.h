@@ -24,11 +24,26 @@ class CMP4Fields {
   std::uint64_t U64() { return Number(8); }
   /// 32 bits, or 64 in atoms of version 1.
   std::uint64_t Sized(bool wide) { return Number(wide ? 8 : 4); }
-  std::uint64_t Number(std::size_t width);
-  FourCC Code();
+  std::uint64_t Number(std::size_t width) {
+    const auto bytes = Take(width);
+    return bytes.empty() ? 0 : LoadBE(bytes.data(), width);
+  }
+  FourCC Code() {
+    const auto bytes = Take(4);
+    return bytes.empty() ? 0 : LoadLE32(bytes.data());
+  }
   void Skip(std::size_t count) { Take(count); }
   /// The next `count` bytes; empty when fewer are left.
-  std::span<const std::uint8_t> Take(std::size_t count);
+  std::span<const std::uint8_t> Take(std::size_t count) {
+    if (count > m_bytes.size()) {
+      m_failed = true;
+      m_bytes = {};
+      return {};
+    }
+    const auto taken = m_bytes.first(count);
+    m_bytes = m_bytes.subspan(count);
+    return taken;
+  }
   std::span<const std::uint8_t> Rest() const { return m_bytes; }
   bool Failed() const { return m_failed; }
 
