@@ -53,12 +53,15 @@ class FileReader {
   /// Up to `count` (at most kWindowSize) bytes at `offset` without copying; fewer at the end of the file.
   /// Valid until the next call.
   [[nodiscard]] std::span<const std::uint8_t> View(std::uint64_t offset, std::size_t count) {
+    ++m_looks;
     const std::span<const std::uint8_t> there = Window(offset, count);
     return there.size() == count ? there : Fetch(offset, count);
   }
 
   /// Bytes fetched from the source so far.
   std::uint64_t BytesRead() const { return m_bytesRead; }
+  /// Calls of ReadAt and View so far, most of them answered by the window: at least one an element.
+  std::uint64_t Looks() const { return m_looks; }
 
   static Counters TotalCounters();
 
@@ -80,6 +83,7 @@ class FileReader {
   std::uint64_t m_windowOffset = 0;
   std::size_t m_windowFilled = 0;
   std::uint64_t m_bytesRead = 0;
+  std::uint64_t m_looks = 0;
   std::uint8_t m_window[kWindowSize];
 };
 

@@ -8,12 +8,13 @@
 #include "streamlib/AvcConfiguration.h"
 #include "streamlib/BitstreamReader.h"
 #include "streamlib/H264AccessUnits.h"
-#include "tests/fuzz/FuzzFile.h"
 #include "tests/streamlib/SlowBitReader.h"
+#include "tests/support/Contract.h"
 
 namespace qmf::fuzz {
 namespace {
 
+using test::Require;
 using Bytes = std::span<const std::uint8_t>;
 
 std::int32_t SizeOf(Bytes bytes) {

@@ -2,6 +2,8 @@
 
 #include <tuple>
 
+#include "tests/support/KeepFile.h"
+
 namespace qmf::test {
 namespace {
 
@@ -30,7 +32,8 @@ std::int32_t Score(const QMFModuleDescriptor& module, const char16_t* name,
 
 OpenedFile::OpenedFile(const QMFModuleDescriptor& module, std::shared_ptr<FileSource> source,
                        QMFAllocator* memory)
-    : m_module(*module.entryPoints), m_reader(std::make_shared<FileReader>(std::move(source))) {
+    : m_module(*module.entryPoints), m_reader(std::make_shared<FileReader>(source)) {
+  KeepFile(*source, module.moduleId);
   const SharedFileScope named(kName, m_reader);
   m_bid = Score(module, kName);
   m_opened = m_module.OpenContainer(&m_handle, kName, memory);

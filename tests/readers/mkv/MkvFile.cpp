@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+#include "tests/support/KeepFile.h"
+
 namespace qmf::test {
 namespace {
 
@@ -59,6 +61,8 @@ MkvFile::MkvFile(std::vector<std::uint8_t> bytes)
     : m_bytes(std::move(bytes)),
       m_reader(std::make_shared<FileReader>(std::make_shared<MemoryFileSource>(m_bytes))),
       m_named(u"film.mkv", m_reader) {
+  MemoryFileSource source(m_bytes);
+  KeepFile(source, kModuleMkv);
   m_selected = Module().OpenContainer(&m_handle, u"film.mkv", nullptr);
   if (m_selected == QMF_OK) m_selected = Module().SetTitle(m_handle, 0);
 }
