@@ -38,7 +38,7 @@ class EbmlWalk {
       if (result != QMF_OK) return;
       Require(child.start == at && child.payload > at && child.end >= child.payload,
               "an element that advances");
-      Require(child.end <= master.end, "a child within its parent");
+      Require(child.end <= master.end || child.end == EbmlElement::kOpenEnd, "a child within its parent");
       Enter(child);
     }
   }
