@@ -3,20 +3,13 @@
 #include <algorithm>
 #include <cmath>
 
+#include "framework/MediaTime.h"
+
 namespace qmf {
-namespace {
-
-constexpr std::uint64_t kSecond = 10'000'000;
-
-__extension__ typedef unsigned __int128 Wide;
-
-}  // namespace
 
 std::optional<std::int64_t> AviUnitsToTime(std::uint64_t units, const AviStreamHeader& header) {
   if (header.Rate() == 0) return std::nullopt;
-  // Saturated first: the largest product then still fits into 128 bits.
-  const Wide seconds = std::min<Wide>(Wide{units} * header.Scale(), Wide{1} << 100);
-  return static_cast<std::int64_t>(std::min<Wide>(seconds * kSecond / header.Rate(), INT64_MAX));
+  return UnitsToTime(units, header.Scale(), header.Rate());
 }
 
 namespace {
@@ -28,10 +21,10 @@ std::uint64_t CountsPerUnit(const AviStream& stream) {
 
 // The largest number of units that last no longer than `time`.
 std::uint64_t UnitsWithin(std::int64_t time, const AviStreamHeader& header) {
-  const Wide divisor = Wide{header.Scale()} * kSecond;
+  const Uint128 divisor = Uint128{header.Scale()} * kTimeUnitsPerSecond;
   if (divisor == 0 || header.Rate() == 0) return UINT64_MAX;
   const auto units =
-      std::min<Wide>(Wide{static_cast<std::uint64_t>(time)} * header.Rate() / divisor, UINT64_MAX - 1);
+      std::min<Uint128>(Uint128{static_cast<std::uint64_t>(time)} * header.Rate() / divisor, UINT64_MAX - 1);
   // Times are truncated: the next unit's may be this one all the same.
   const auto next = static_cast<std::uint64_t>(units) + 1;
   return AviUnitsToTime(next, header) <= time ? next : next - 1;
@@ -48,8 +41,8 @@ std::optional<std::uint64_t> AviCountAt(const AviStream& stream, std::int64_t ti
   const std::uint64_t units = UnitsWithin(std::max<std::int64_t>(time, 0), stream.header);
   const std::uint64_t start = stream.header.Start();
   if (units < start) return std::nullopt;
-  const Wide count = (Wide{units - start} + 1) * CountsPerUnit(stream) - 1;
-  return static_cast<std::uint64_t>(std::min<Wide>(count, UINT64_MAX));
+  const Uint128 count = (Uint128{units - start} + 1) * CountsPerUnit(stream) - 1;
+  return static_cast<std::uint64_t>(std::min<Uint128>(count, UINT64_MAX));
 }
 
 std::optional<std::int64_t> AviTitleDuration(const AviTitle& title) {
@@ -68,7 +61,7 @@ std::optional<std::uint32_t> AviFrameFromTime(const AviTitle& title, std::uint64
   if (time == 0) return 0;
   const AviStreamHeader& header = title.Video().header;
   // In double precision and truncated: 23.976 frames a second give 417083 units a frame.
-  const double duration = static_cast<double>(header.Scale()) * static_cast<double>(kSecond) / header.Rate();
+  const double duration = static_cast<double>(header.Scale()) * kTimeUnitsPerSecond / header.Rate();
   if (!std::isfinite(duration) || duration < 1) return std::nullopt;
   return static_cast<std::uint32_t>(time / static_cast<std::uint64_t>(duration));
 }

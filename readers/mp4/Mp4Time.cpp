@@ -6,15 +6,6 @@
 namespace qmf {
 namespace {
 
-constexpr std::uint64_t kMost = INT64_MAX;
-
-std::uint64_t RescaleMagnitude(std::uint64_t ticks, std::uint32_t from, std::uint32_t to) {
-  const std::uint64_t whole = ticks / from;
-  const std::uint64_t part = (ticks % from * to + from / 2) / from;
-  if (to != 0 && whole > (kMost - part) / to) return kMost;
-  return whole * to + part;
-}
-
 // One more term of the continued fraction that approximates the wanted one; false when it does not fit.
 bool Extend(std::uint64_t term, std::uint64_t& previous, std::uint64_t& current) {
   constexpr std::uint64_t kLimit = std::numeric_limits<std::uint32_t>::max();
@@ -30,10 +21,10 @@ bool Extend(std::uint64_t term, std::uint64_t& previous, std::uint64_t& current)
 
 std::int64_t Rescale(std::int64_t ticks, std::uint32_t from, std::uint32_t to) {
   if (from == 0) return 0;
-  if (ticks >= 0)
-    return static_cast<std::int64_t>(RescaleMagnitude(static_cast<std::uint64_t>(ticks), from, to));
-  const std::uint64_t magnitude = 0 - static_cast<std::uint64_t>(ticks);
-  return -static_cast<std::int64_t>(RescaleMagnitude(magnitude, from, to));
+  const std::uint64_t magnitude =
+      ticks < 0 ? 0 - static_cast<std::uint64_t>(ticks) : static_cast<std::uint64_t>(ticks);
+  const auto rescaled = static_cast<std::int64_t>(SaturateTime((Uint128{magnitude} * to + from / 2) / from));
+  return ticks < 0 ? -rescaled : rescaled;
 }
 
 std::int64_t AddTimes(std::int64_t a, std::int64_t b) {

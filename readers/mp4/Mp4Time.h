@@ -2,10 +2,9 @@
 
 #include <cstdint>
 
-namespace qmf {
+#include "framework/MediaTime.h"
 
-/// The framework's time unit: 100 ns.
-inline constexpr std::uint32_t kTimeUnitsPerSecond = 10'000'000;
+namespace qmf {
 
 /// Media times of a file stay within this many ticks; a larger one counts as this. Leaves room to add in.
 inline constexpr std::uint64_t kMaxMediaTime = INT64_MAX / 2;

@@ -111,7 +111,7 @@ class BlockPrinter {
 
 }  // namespace
 
-ExitCode RunBlocks(const BlocksOptions& options) {
+ExitCode Run(const BlocksOptions& options) {
   MediaFile file;
   const qmf::QMFResult opened = file.Open(options.path, options.title);
   if (qmf::IsFailure(opened)) {

@@ -103,7 +103,7 @@ void PrintJson(const Explanation& ours, const std::vector<PeerValues>& peers) {
 
 }  // namespace
 
-ExitCode RunCompare(const CompareOptions& options) {
+ExitCode Run(const CompareOptions& options) {
   bool allAnswered = true;
   PathSource source(options.list);
   while (const auto path = source.Next()) {

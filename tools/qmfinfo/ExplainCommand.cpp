@@ -43,7 +43,7 @@ void PrintProperty(const ExplainedProperty& explained, std::size_t width) {
 
 }  // namespace
 
-ExitCode RunExplain(const ExplainOptions& options) {
+ExitCode Run(const ExplainOptions& options) {
   const Explanation explanation = Explain(options.path);
   if (options.json) {
     PrintLine(ExplanationJson(explanation));

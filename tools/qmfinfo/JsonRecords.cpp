@@ -34,7 +34,11 @@ std::string Hex(std::span<const std::uint8_t> bytes) {
   return fmt::format("{:02x}", fmt::join(bytes, ""));
 }
 
-void AddVideoFormat(Json& object, const qmf::QMFVideoFormat& format) {
+namespace {
+
+// What the records of video and of subtitle pictures have in common.
+template <class Format>
+void AddPictureFormat(Json& object, const Format& format) {
   object["kind"] = format.kind;
   object["rate"] = format.rate;
   object["scale"] = format.scale;
@@ -44,6 +48,12 @@ void AddVideoFormat(Json& object, const qmf::QMFVideoFormat& format) {
   object["handler"] = FourCCText(format.handler);
   object["compression"] = FourCCText(format.compression);
   object["imageSize"] = format.imageSize;
+}
+
+}  // namespace
+
+void AddVideoFormat(Json& object, const qmf::QMFVideoFormat& format) {
+  AddPictureFormat(object, format);
   object["interlaced"] = format.interlaced;
   object["displayWidth"] = format.displayWidth;
   object["displayHeight"] = format.displayHeight;
@@ -67,15 +77,7 @@ void AddAudioFormat(Json& object, std::span<const std::uint8_t> bytes) {
 }
 
 void AddSubtitleFormat(Json& object, const qmf::QMFSubtitleFormat& format) {
-  object["kind"] = format.kind;
-  object["rate"] = format.rate;
-  object["scale"] = format.scale;
-  object["width"] = format.width;
-  object["height"] = format.height;
-  object["bitCount"] = format.bitCount;
-  object["handler"] = FourCCText(format.handler);
-  object["compression"] = FourCCText(format.compression);
-  object["imageSize"] = format.imageSize;
+  AddPictureFormat(object, format);
 }
 
 }  // namespace qmfinfo

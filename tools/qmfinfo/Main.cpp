@@ -7,28 +7,6 @@
 namespace qmfinfo {
 namespace {
 
-ExitCode Run(const ShowOptions& options) {
-  return RunShow(options);
-}
-ExitCode Run(const QueryOptions& options) {
-  return RunQuery(options);
-}
-ExitCode Run(const BlocksOptions& options) {
-  return RunBlocks(options);
-}
-ExitCode Run(const ProbeOptions& options) {
-  return RunProbe(options);
-}
-ExitCode Run(const ExplainOptions& options) {
-  return RunExplain(options);
-}
-ExitCode Run(const CompareOptions& options) {
-  return RunCompare(options);
-}
-ExitCode Run(const TablesOptions& options) {
-  return RunTables(options);
-}
-
 template <class Character>
 int Main(int count, Character** words) try {
   PrepareOutput();

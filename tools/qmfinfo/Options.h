@@ -78,15 +78,15 @@ using Options = std::variant<ShowOptions, QueryOptions, BlocksOptions, ProbeOpti
 /// help to standard output or what is wrong to standard error, and gives the exit code instead.
 std::variant<Options, ExitCode> ParseOptions(const std::vector<std::string>& arguments);
 
-/// The names that RunTables takes.
+/// The names that TablesOptions may hold.
 std::vector<std::string> TableNames();
 
-ExitCode RunShow(const ShowOptions& options);
-ExitCode RunQuery(const QueryOptions& options);
-ExitCode RunBlocks(const BlocksOptions& options);
-ExitCode RunProbe(const ProbeOptions& options);
-ExitCode RunExplain(const ExplainOptions& options);
-ExitCode RunCompare(const CompareOptions& options);
-ExitCode RunTables(const TablesOptions& options);
+ExitCode Run(const ShowOptions& options);
+ExitCode Run(const QueryOptions& options);
+ExitCode Run(const BlocksOptions& options);
+ExitCode Run(const ProbeOptions& options);
+ExitCode Run(const ExplainOptions& options);
+ExitCode Run(const CompareOptions& options);
+ExitCode Run(const TablesOptions& options);
 
 }  // namespace qmfinfo

@@ -30,7 +30,7 @@ bool PrintBids(const std::u16string& path) {
 
 }  // namespace
 
-ExitCode RunProbe(const ProbeOptions& options) {
+ExitCode Run(const ProbeOptions& options) {
   bool allWon = true;
   PathSource source(options.list);
   while (const auto path = source.Next()) {

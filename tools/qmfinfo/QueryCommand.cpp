@@ -116,7 +116,7 @@ Json DataJson(std::uint32_t qid, const Asked& asked) {
 
 }  // namespace
 
-ExitCode RunQuery(const QueryOptions& options) {
+ExitCode Run(const QueryOptions& options) {
   Asked asked = Prepare(options);
   const qmf::QMFResult result = Ask(options, asked);
   const char16_t* const name = qmf::QueryIdName(options.qid);

@@ -108,7 +108,7 @@ class ShowRun {
 
 }  // namespace
 
-ExitCode RunShow(const ShowOptions& options) {
+ExitCode Run(const ShowOptions& options) {
   CatchInterrupts();
   return ShowRun(options).Run();
 }

@@ -110,7 +110,7 @@ std::vector<std::string> TableNames() {
   return names;
 }
 
-ExitCode RunTables(const TablesOptions& options) {
+ExitCode Run(const TablesOptions& options) {
   for (const Table& table : kTables) {
     if (options.table != table.name) continue;
     const Json rows = table.rows();
