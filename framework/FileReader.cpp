@@ -52,9 +52,9 @@ std::span<const std::uint8_t> FileReader::Fetch(std::uint64_t offset, std::size_
   count = std::min(count, kWindowSize);
   const std::span<const std::uint8_t> there = Window(offset, count);
   // At the end of the file there is no more to be had: walkers would fetch its last bytes again at every
-  // step.
-  const bool toTheEnd = !there.empty() && offset + there.size() >= Size();
-  if (there.size() == count || toTheEnd) return there;
+  // step, and whoever looks behind it would lose the window.
+  const bool hasTail = !there.empty() && offset + there.size() >= Size();
+  if (there.size() == count || hasTail || offset >= Size()) return there;
   const bool goesOn = m_windowFilled > 0 && offset - m_windowOffset <= m_windowFilled;
   m_windowOffset = offset;
   m_windowFilled = ReadSource(offset, m_window, goesOn ? kWindowSize : std::max(count, kFirstFill));
