@@ -31,6 +31,12 @@ FILMS = {
     "tracks-64.mp4": "-t 5 -i {film.mp4} -map 0:v" + 63 * " -map 0:a" + " -c copy -movflags +faststart",
     "tracks-8.mkv": "-t 5 -i {film.mp4} -map 0:v" + 7 * " -map 0:a" + " -c copy",
 }
+# Made only for the section that walks them: pictures of a megabyte, and a film's frames of some kilobytes.
+WALKED = {
+    "gigabyte-raw.mkv": "-f lavfi -i testsrc2=s=1280x720:r=25:d=30.5 -f lavfi -i sine=d=30.5:r=48000 -c:v rawvideo"
+    " -pix_fmt yuv420p -c:a pcm_s16le",
+    "gigabyte-film.mkv": "-stream_loop 170 -i {film.mkv} -c copy",
+}
 GAP = 2 << 30
 
 
@@ -56,11 +62,19 @@ def put_gap_into_mp4(source, out):
 
 
 def make_film(name, folder):
-    words = shlex.split(FILMS[name])
+    words = shlex.split((FILMS | WALKED)[name])
     words = [str(folder / word[1:-1]) if word.startswith("{") else word for word in words]
     part = folder / ("part-" + name)
     subprocess.run(["ffmpeg", "-nostdin", "-v", "error", "-y", *words, str(part)], check=True)
     part.rename(folder / name)
+
+
+def make_walked(folder):
+    """The long films, made where they are missing; gives the paths by name."""
+    for name in WALKED:
+        if not (folder / name).exists():
+            make_film(name, folder)
+    return {name: folder / name for name in WALKED}
 
 
 def make_all(folder):

@@ -138,6 +138,19 @@ def blocks_section(bench):
     table("All media data (unparsed: av_read_frame told to leave packets as they are)", columns, rows)
 
 
+def walk_section(bench):
+    bench.files |= media.make_walked(bench.folder / "media")
+    rows = []
+    for name, seconds in bench.touch_bench("blocks", media.WALKED).items():
+        usage = subprocess.run(
+            ["/usr/bin/time", "-f", "%M", bench.programs / "qmfinfo", "blocks", bench.files[name]],
+            check=True, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True,
+        ).stderr if shutil.which("/usr/bin/time") else None
+        rates = [seconds["size"] / seconds[key] / 1e6 for key in ("read", "ours")]
+        rows.append([name, *map(number, rates), number(rates[1] / rates[0], 2), number(usage and int(usage))])
+    table("A gigabyte in the page cache, block by block", ["MB/s", "read()", "ours", "ours/read", "peak KB"], rows)
+
+
 def make_batch(bench, count):
     """A folder of `count` small files of all formats."""
     folder = bench.folder / f"batch-{count}"
@@ -222,6 +235,7 @@ SECTIONS = {
     "open": open_section,
     "counts": count_section,
     "blocks": blocks_section,
+    "walk": walk_section,
     "batch": batch_section,
     "growth": growth_section,
     "com": com_section,

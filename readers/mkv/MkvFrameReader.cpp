@@ -20,7 +20,8 @@ std::int64_t Add(std::int64_t a, std::uint64_t b) {
 
 // A track may stretch the ticks within a cluster.
 std::int64_t ScaledTicks(const MkvTrack& track, std::int16_t ticks) {
-  const float scale = track.timecodeScale.value_or(1.0F);
+  if (!track.timecodeScale) return ticks;
+  const float scale = *track.timecodeScale;
   if (!(scale > 0 && scale < 65536)) return ticks;
   return static_cast<std::int64_t>(std::lround(static_cast<float>(ticks) * scale));
 }
