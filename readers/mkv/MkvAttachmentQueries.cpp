@@ -13,11 +13,6 @@ struct Query : QueryCall {
   MkvSegment& segment;
 };
 
-template <std::size_t size>
-void CopyText(char16_t (&out)[size], std::u16string_view text) {
-  std::ranges::copy(text.substr(0, size - 1), out);
-}
-
 template <auto answer>
 QMFResult OfFile(const Query& query) {
   const MkvAttachments& attachments = MkvAttachmentsOf(query.segment);

@@ -11,8 +11,9 @@ namespace {
 constexpr std::u16string_view kLibmatroska081 = u"libmatroska v0.8.1";
 constexpr std::size_t kMostCharactersSearched = 512000;
 
+template <MkvSegmentUid MkvInfo::*member>
 QMFResult ReadUid(MkvInfo& info, EbmlReader& reader, const EbmlElement& element) {
-  return ReadMkvUid(reader, element, info.segmentUid);
+  return ReadMkvUid(reader, element, info.*member);
 }
 
 QMFResult ReadMuxingApp(MkvInfo& info, EbmlReader& reader, const EbmlElement& element) {
@@ -25,7 +26,9 @@ QMFResult ReadMuxingApp(MkvInfo& info, EbmlReader& reader, const EbmlElement& el
 constexpr EbmlRule<MkvInfo> kInfoRules[] = {
     {Element::TimecodeScale, ReadInto<&MkvInfo::timecodeScale>},
     {Element::Duration, ReadInto<&MkvInfo::duration>},
-    {Element::SegmentUid, ReadUid},
+    {Element::SegmentUid, ReadUid<&MkvInfo::segmentUid>},
+    {Element::PrevUid, ReadUid<&MkvInfo::prevUid>},
+    {Element::NextUid, ReadUid<&MkvInfo::nextUid>},
     {Element::Title, ReadInto<&MkvInfo::title>},
     {Element::FileName, ReadInto<&MkvInfo::fileName>},
     {Element::PrevFileName, ReadInto<&MkvInfo::prevFileName>},

@@ -24,6 +24,8 @@ struct MkvInfo {
   std::uint64_t timecodeScale = 1'000'000;  ///< Nanoseconds a tick.
   double duration = 0.0;                    ///< Ticks, as the file says.
   MkvSegmentUid segmentUid{};
+  MkvSegmentUid prevUid{};  ///< Of the segment that is played before this one; zeros for none.
+  MkvSegmentUid nextUid{};
   std::pmr::u16string title;
   std::pmr::u16string fileName;
   std::pmr::u16string prevFileName;

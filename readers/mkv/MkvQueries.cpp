@@ -12,6 +12,7 @@
 #include "readers/mkv/MkvChapterQueries.h"
 #include "readers/mkv/MkvFormats.h"
 #include "readers/mkv/MkvFrames.h"
+#include "readers/mkv/MkvLinkQueries.h"
 #include "readers/mkv/MkvSync.h"
 #include "readers/mkv/MkvTagQueries.h"
 #include "streamlib/AvcConfiguration.h"
@@ -230,8 +231,6 @@ constexpr QueryRow<TitleQuery> kTitleQueries[] = {
 constexpr QueryRow<Query> kSegmentQueries[] = {
     {QMF_QID_CONTAINER_TITLE_NAME, InfoText<&MkvInfo::title>},
     {QMF_QID_CONTAINER_FILE_NAME, InfoText<&MkvInfo::fileName>},
-    {QMF_QID_CONTAINER_PREV_NAME, InfoText<&MkvInfo::prevFileName>},
-    {QMF_QID_CONTAINER_NEXT_NAME, InfoText<&MkvInfo::nextFileName>},
     {QMF_QID_CONTAINER_MUX_APP, InfoText<&MkvInfo::muxingApp>},
     {QMF_QID_CONTAINER_WRITE_APP, InfoText<&MkvInfo::writingApp>},
     {QMF_QID_GET_CONTAINER_TYPE, ContainerType},
@@ -296,6 +295,9 @@ QMFResult AnswerMkvQuery(MkvTitle& title, std::uint32_t qid, QMFQueryData& data,
   MkvSegment* const segment = title.Current();
   if (segment == nullptr) return QMF_FAILURE;
   if (const auto* const row = FindQueryRow(kSegmentQueries, qid)) return row->answer({call, title, *segment});
+  if (const QMFResult result = AnswerMkvLinkQuery(title, *segment, call); result != QMF_ERR_UNSUPPORTED_QID) {
+    return result;
+  }
   for (const auto answer : {AnswerMkvChapterQuery, AnswerMkvAttachmentQuery, AnswerMkvTagQuery}) {
     const QMFResult result = answer(*segment, call);
     if (result != QMF_ERR_UNSUPPORTED_QID) return result;

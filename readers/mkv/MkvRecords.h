@@ -1,7 +1,9 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
 
 namespace qmf {
 
@@ -55,5 +57,22 @@ struct QMFSimpleTagInfo {
   std::uint32_t flags;            ///< 0x01 original language.
 };
 static_assert(sizeof(QMFSimpleTagInfo) == 40);
+
+/// Answer of QMF_QID_ENHANCEDTRACK and QMF_QID_GET_TRICK_TRACK_PROP, of QMF_QID_MASTERTRACK and
+/// QMF_QID_GET_MASTER_TRACK_PROP: the video track that video stream `index` names.
+struct QMFTrackLink {
+  std::uint64_t trackUid;
+  std::uint8_t segmentUid[16];  ///< Zeros where the file names none.
+  char16_t fileName[260];       ///< Of the file in the same folder where it was found, else as the file says.
+  std::uint32_t flags;          ///< 0x01 found in the same file, 0x02 in the other one.
+  std::uint32_t stream;         ///< Video stream that it is there; 0 where it was not found.
+};
+static_assert(sizeof(QMFTrackLink) == 552);
+
+/// Fills a record's text, which was zeros, and cuts it to fit.
+template <std::size_t size>
+void CopyText(char16_t (&out)[size], std::u16string_view text) {
+  std::ranges::copy(text.substr(0, size - 1), out);
+}
 
 }  // namespace qmf

@@ -122,6 +122,16 @@ constexpr EbmlRule<MkvTrack> kProtectionRules[] = {
     {Element::TracksDataDrmIcp, ReadInto<&MkvTrack::drmIcp>},
 };
 
+template <auto link, auto member>
+QMFResult ReadLink(MkvTrack& track, EbmlReader& reader, const EbmlElement& element) {
+  return reader.Read(element, (track.*link).*member);
+}
+
+template <auto link>
+QMFResult ReadLinkedSegment(MkvTrack& track, EbmlReader& reader, const EbmlElement& element) {
+  return ReadMkvUid(reader, element, (track.*link).segmentUid);
+}
+
 constexpr EbmlRule<MkvTrack> kTrackRules[] = {
     {Element::TrackNumber, ReadInto<&MkvTrack::number>},
     {Element::TrackType, ReadInto<&MkvTrack::type>},
@@ -139,6 +149,12 @@ constexpr EbmlRule<MkvTrack> kTrackRules[] = {
     {Element::Video, WalkInto<kVideoRules>},
     {Element::Audio, WalkInto<kAudioRules>},
     {Element::TracksData, WalkInto<kProtectionRules>},
+    {Element::EnhancedTrackUid, ReadLink<&MkvTrack::enhanced, &MkvTrackLink::trackUid>},
+    {Element::EnhancedTrackSegUid, ReadLinkedSegment<&MkvTrack::enhanced>},
+    {Element::EnhancedTrackFileName, ReadLink<&MkvTrack::enhanced, &MkvTrackLink::fileName>},
+    {Element::MasterTrackUid, ReadLink<&MkvTrack::master, &MkvTrackLink::trackUid>},
+    {Element::MasterTrackSegUid, ReadLinkedSegment<&MkvTrack::master>},
+    {Element::MasterTrackFileName, ReadLink<&MkvTrack::master, &MkvTrackLink::fileName>},
 };
 
 // The entry's type may come last, so the record is filled on its own and moved to its list at the end.
@@ -164,6 +180,8 @@ MkvTrack::MkvTrack(QMFAllocator* memory)
       codecName(memory),
       codecPrivate(memory),
       encodings(memory),
+      enhanced(memory),
+      master(memory),
       drmOld(memory),
       drmIcp(memory) {}
 

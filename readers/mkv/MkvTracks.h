@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "readers/mkv/EbmlReader.h"
+#include "readers/mkv/MkvInfo.h"
 
 namespace qmf {
 
@@ -33,6 +34,15 @@ struct MkvContentEncoding {
   std::pmr::vector<std::uint8_t> settings;
 };
 
+/// What a track names another track by, of the same kind in this file or another one.
+struct MkvTrackLink {
+  explicit MkvTrackLink(QMFAllocator* memory) : fileName(memory) {}
+
+  std::uint64_t trackUid = 0;  ///< 0 for none.
+  MkvSegmentUid segmentUid{};
+  std::pmr::u16string fileName;
+};
+
 /// One track entry. An optional field is empty when its element is absent.
 struct MkvTrack {
   explicit MkvTrack(QMFAllocator* memory);
@@ -49,6 +59,8 @@ struct MkvTrack {
   std::uint32_t codecIndex = 0;  ///< Row of MkvCodecTable().
   std::pmr::vector<std::uint8_t> codecPrivate;
   std::pmr::vector<MkvContentEncoding> encodings;
+  MkvTrackLink enhanced;  ///< The track that shows the same for fast playing.
+  MkvTrackLink master;    ///< The track that this one is the enhanced one of.
   bool lacing = true;
   bool active = false;  ///< Whether blocks are delivered.
 

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <cstring>
+
 #include "readers/mkv/MkvRecords.h"
 #include "tests/readers/mkv/MkvPlayer.h"
 
@@ -201,6 +203,50 @@ TEST(MkvLinked, LooksAtOtherFilesOnlyForAnOrderThatNeedsThem) {
   EXPECT_EQ(after({Atom(0, 1000)}, true), 0U);
   EXPECT_EQ(after({Atom(0, 1000, kOpening)}, false), 0U);
   EXPECT_GT(after({Atom(0, 1000, kOpening)}, true), 0U);
+}
+
+TEST(MkvLinked, NamesTheFilesAndTracksThatBelongToIt) {
+  const auto file = [](const EbmlBuilder& info, const EbmlBuilder& video) {
+    return test::Header().Master(
+        Element::Segment,
+        EbmlBuilder().Master(Element::SegmentInfo, info).Raw(test::Tracks({}, video).Done()).Void(100));
+  };
+  const auto uid = [](Element kind, const Bytes& bytes) { return EbmlBuilder().Binary(kind, bytes); };
+  const EbmlBuilder named = uid(Element::SegmentUid, kOpening);
+  const Neighbour next(u"part2.mkv", file(named, EbmlBuilder().Unsigned(Element::TrackUid, 22)));
+  test::MkvFile film(file(uid(Element::NextUid, kOpening).Raw(uid(Element::PrevUid, kNowhere).Done()),
+                          EbmlBuilder()
+                              .Unsigned(Element::TrackUid, 11)
+                              .Unsigned(Element::EnhancedTrackUid, 22)
+                              .Binary(Element::EnhancedTrackSegUid, kOpening)
+                              .Unsigned(Element::MasterTrackUid, 11)));
+  EXPECT_EQ(film.Text(QMF_QID_CONTAINER_NEXT_NAME), u"part2.mkv");
+  EXPECT_EQ(film.Text(QMF_QID_CONTAINER_PREV_NAME), u"");
+  test::MkvFile told(file(uid(Element::NextUid, kOpening).Text(Element::NextFileName, "as told.mkv"), {}));
+  EXPECT_EQ(told.Text(QMF_QID_CONTAINER_NEXT_NAME), u"as told.mkv");
+  EXPECT_EQ(told.ResultOf(QMF_QID_ENHANCEDTRACK), QMF_ERR_STREAM_DNE);
+  EXPECT_EQ(told.ResultOf(QMF_QID_MASTERTRACK, 1), QMF_ERR_INVALID_STREAM);
+
+  const auto link = [](test::MkvFile& of, std::uint32_t qid) {
+    QMFTrackLink found{};
+    QMFQueryData data;
+    data.size = sizeof(found);
+    data.pointer = &found;
+    EXPECT_EQ(of.Ask(qid, data), QMF_OK);
+    return std::pair(found.flags, std::u16string(found.fileName));
+  };
+  using Link = std::pair<std::uint32_t, std::u16string>;
+  EXPECT_EQ(link(film, QMF_QID_ENHANCEDTRACK), Link(2, u"part2.mkv"));
+  EXPECT_EQ(link(film, QMF_QID_GET_MASTER_TRACK_PROP), Link(1, u""));
+  const auto master = [](std::string_view name) {
+    return EbmlBuilder().Unsigned(Element::MasterTrackUid, 22).Text(Element::MasterTrackFileName, name);
+  };
+  test::MkvFile byName(file({}, master("Part2.MKV")));
+  EXPECT_EQ(link(byName, QMF_QID_MASTERTRACK), Link(2, u"part2.mkv"));
+  for (const char* const name : {"../part2.mkv", "//server/part2.mkv", "gone.mkv"}) {
+    test::MkvFile lost(file({}, master(name)));
+    EXPECT_EQ(link(lost, QMF_QID_MASTERTRACK), Link(0, std::u16string(name, name + std::strlen(name))));
+  }
 }
 
 }  // namespace
