@@ -25,10 +25,18 @@ void OnInterrupt(int) {
 bool IsTerminal(std::FILE* file) {
   return _isatty(_fileno(file)) != 0;
 }
+HANDLE ConsoleOf(std::FILE* file) {
+  return reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(file)));
+}
+// Consoles take escape sequences only when asked to, and old ones never.
+bool TakesEscapes(std::FILE* file) {
+  DWORD mode = 0;
+  const HANDLE console = ConsoleOf(file);
+  return GetConsoleMode(console, &mode) && SetConsoleMode(console, mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING);
+}
 std::size_t WidthOf(std::FILE* file) {
   CONSOLE_SCREEN_BUFFER_INFO info;
-  const auto console = reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(file)));
-  if (!GetConsoleScreenBufferInfo(console, &info)) return 0;
+  if (!GetConsoleScreenBufferInfo(ConsoleOf(file), &info)) return 0;
   return static_cast<std::size_t>(info.srWindow.Right - info.srWindow.Left + 1);
 }
 #else
@@ -40,6 +48,9 @@ void OnInterrupt(int) {
 bool IsTerminal(std::FILE* file) {
   return ::isatty(::fileno(file)) != 0;
 }
+bool TakesEscapes(std::FILE* file) {
+  return IsTerminal(file);
+}
 std::size_t WidthOf(std::FILE* file) {
   winsize size{};
   return ::ioctl(::fileno(file), TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
@@ -47,10 +58,6 @@ std::size_t WidthOf(std::FILE* file) {
 #endif
 
 }  // namespace
-
-bool IsOutputTerminal() {
-  return IsTerminal(stdout);
-}
 
 bool IsErrorTerminal() {
   return IsTerminal(stderr);
@@ -62,7 +69,7 @@ std::size_t OutputWidth() {
 
 bool WantsColour() {
   const char* const refused = std::getenv("NO_COLOR");
-  return IsOutputTerminal() && (refused == nullptr || *refused == '\0');
+  return (refused == nullptr || *refused == '\0') && TakesEscapes(stdout);
 }
 
 void CatchInterrupts() {
@@ -86,8 +93,8 @@ Progress::Progress(bool wanted, std::optional<std::uint64_t> total)
     : m_shown(wanted && IsErrorTerminal()), m_total(total) {}
 
 void Progress::Hide() noexcept {
-  if (m_visible) (void)std::fputs("\r\x1b[K", stderr);
-  m_visible = false;
+  if (m_columns > 0) (void)std::fprintf(stderr, "\r%*s\r", static_cast<int>(m_columns), "");
+  m_columns = 0;
 }
 
 void Progress::Advance() {
@@ -96,10 +103,12 @@ void Progress::Advance() {
   const Clock::time_point now = Clock::now();
   if (!m_shown || now - m_last < kPause) return;
   m_last = now;
-  m_visible = true;
+  Hide();
   // A line that the terminal broke could not be taken back.
   const std::size_t width = WidthOf(stderr);
-  fmt::print(stderr, "\r\x1b[K{}", Line(now).substr(0, width == 0 ? std::string::npos : width - 1));
+  const std::string line = Line(now).substr(0, width == 0 ? std::string::npos : width - 1);
+  (void)std::fputs(line.c_str(), stderr);
+  m_columns = line.size();
   (void)std::fflush(stderr);
 }
 

@@ -7,14 +7,13 @@
 
 namespace qmfinfo {
 
-/// Whether a person sees standard output or standard error as it comes.
-bool IsOutputTerminal();
+/// Whether a person sees standard error as it comes.
 bool IsErrorTerminal();
 
 /// Columns of the terminal that standard output goes to; 0 when it goes elsewhere.
 std::size_t OutputWidth();
 
-/// Whether standard output may carry colour: a terminal, and no NO_COLOR in the environment.
+/// Whether standard output may carry colour: a terminal that knows it, and no NO_COLOR in the environment.
 bool WantsColour();
 
 /// From now on the first Ctrl-C only makes WasInterrupted true; the second ends the program.
@@ -44,7 +43,7 @@ class Progress {
   const Clock::time_point m_start = Clock::now();
   Clock::time_point m_last = m_start;
   std::uint64_t m_done = 0;
-  bool m_visible = false;
+  std::size_t m_columns = 0;  ///< Of the line that is to be seen.
 };
 
 }  // namespace qmfinfo
