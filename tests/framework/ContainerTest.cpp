@@ -95,9 +95,9 @@ TEST_F(ContainerTest, OpensPiecesInOrderAndRefusesWhatItCannotHold) {
 
   EXPECT_EQ(Open(u"1;2;3;4;5;6;7;8;9;10"), QMF_OK);
   EXPECT_EQ(CloseContainer(std::exchange(m_container, nullptr)), QMF_OK);
-  EXPECT_EQ(Open(u"1;2;3;4;5;6;7;8;9;10;11"), QMF_ERR_OPEN_CONTAINER);
-  EXPECT_EQ(Open(u""), QMF_ERR_OPEN_CONTAINER);
-  EXPECT_EQ(Open(u";;"), QMF_ERR_OPEN_CONTAINER);
+  for (const char16_t* const path : {u"1;2;3;4;5;6;7;8;9;10;11", u"", u";;"}) {
+    EXPECT_EQ(Open(path), QMF_ERR_OPEN_CONTAINER);
+  }
   EXPECT_EQ(Open(nullptr), QMF_ERR_INVALID_HANDLER);
   EXPECT_EQ(OpenContainer(nullptr, u"a", nullptr), QMF_ERR_INVALID_HANDLER);
   Fake(1).openResult = QMF_ERR_INVALID_MENU_VERSION;  // A warning is a success.

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "streamlib/AACHdrADTS.h"
 #include "streamlib/AACHdrAudioSpecificConfig.h"
 #include "streamlib/AACHdrProgramConfig.h"
@@ -37,14 +39,10 @@ void WriteProgramConfig(BitWriter& w) {
 TEST(AACHdrADTS, ReadsTheHeader) {
   const AACHdrADTS plain = ParsedFrame(AdtsFrame());
   EXPECT_TRUE(plain.IsValid());
-  EXPECT_EQ(plain.SampleRate(), 44100U);
-  EXPECT_EQ(plain.channel_configuration, 2);
-  EXPECT_EQ(plain.profile_ObjectType, 1);
-  EXPECT_EQ(plain.frame_length, 27);
-  EXPECT_EQ(plain.adts_buffer_fullness, 0x7FF);
-  EXPECT_EQ(plain.HeaderSize(), 7U);
-  EXPECT_EQ(plain.SampleCount(), 1024U);
-
+  EXPECT_EQ(
+      std::tuple(plain.SampleRate(), plain.channel_configuration, plain.profile_ObjectType,
+                 plain.frame_length, plain.adts_buffer_fullness, plain.HeaderSize(), plain.SampleCount()),
+      std::tuple(44100U, 2, 1, 27, 0x7FF, 7U, 1024U));
   const AACHdrADTS full = ParsedFrame(AdtsFrame({.id = 1, .hasChecksum = true, .blocksLessOne = 3}));
   EXPECT_EQ(full.HeaderSize(), 15U);
   EXPECT_EQ(full.SampleCount(), 4096U);
@@ -87,13 +85,12 @@ TEST(AACHdrAudioSpecificConfig, ReadsSignalling) {
   for (const Row& row : kRows) {
     const AACHdrAudioSpecificConfig config = ParsedConfig(row.config);
     EXPECT_TRUE(config.IsValid()) << row.name;
-    EXPECT_EQ(config.audio_object_type, row.type) << row.name;
-    EXPECT_EQ(config.sampling_frequency, row.frequency) << row.name;
-    EXPECT_EQ(config.channels, row.channels) << row.name;
-    EXPECT_EQ(config.samples_per_frame, row.samples) << row.name;
-    EXPECT_EQ(config.extension_sampling_frequency, row.extension) << row.name;
-    EXPECT_EQ(config.sbr_present, row.extension != 0) << row.name;
-    EXPECT_EQ(config.ps_present, row.ps) << row.name;
+    EXPECT_EQ(std::tuple(config.audio_object_type, config.sampling_frequency, config.channels,
+                         config.samples_per_frame, config.extension_sampling_frequency, config.sbr_present,
+                         config.ps_present),
+              std::tuple(row.type, row.frequency, row.channels, row.samples, row.extension,
+                         row.extension != 0, row.ps))
+        << row.name;
   }
   EXPECT_FALSE(ParsedConfig({}).IsValid());
   EXPECT_FALSE(ParsedConfig({0x11}).IsValid());

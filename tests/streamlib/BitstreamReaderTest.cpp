@@ -13,6 +13,8 @@ namespace {
 using SPL::BitstreamReader;
 using Bytes = std::vector<std::uint8_t>;
 
+const Bytes kNine = {0x01, 0x23, 0x45, 0x67, 0x89, 0xAB, 0xCD, 0xEF, 0x01};
+
 BitstreamReader Over(const Bytes& bytes, bool strip = false) {
   BitstreamReader bits(strip);
   bits.Init(bytes.data(), static_cast<std::int32_t>(bytes.size()));
@@ -26,85 +28,70 @@ Bytes ReadBytes(const Bytes& bytes, bool strip) {
   return out;
 }
 
-TEST(BitstreamReader, ReadsFieldsInStreamOrderUpToTheLastBitAndThenOnes) {
-  const Bytes one = {0xA5};
-  BitstreamReader bits = Over(one);
-  for (const bool expected : {true, false, true, false, false, true, false, true}) {
-    EXPECT_EQ(bits.ReadBit(), expected);
-  }
-  EXPECT_FALSE(bits.IsUnderrun());
-  EXPECT_TRUE(bits.ReadBit());
-  EXPECT_TRUE(bits.IsUnderrun());
-  EXPECT_EQ(bits.ReadBits(32), 1U);
-  EXPECT_EQ(bits.ReadUE(), 0U);
-
-  const Bytes nine = {0x01, 0x23, 0x45, 0x67, 0x89, 0xAB, 0xCD, 0xEF, 0x01};
-  bits = Over(nine);
+TEST(BitstreamReader, ReadsUpToTheLastBitAndThenOnes) {
+  BitstreamReader bits = Over(kNine);
   bits.SkipBits(28);
   EXPECT_EQ(bits.ReadBits(8), 0x78U);  // across the first two words
   EXPECT_EQ(bits.ReadBits(32), 0x9ABCDEF0U);
   bits.SkipBits(0);
+  EXPECT_FALSE(bits.IsUnderrun());
   EXPECT_EQ(bits.ReadBits(5), 1U);  // one bit short
   EXPECT_TRUE(bits.IsUnderrun());
-}
-
-TEST(BitstreamReader, EmptyBuffersLeaveItAsItWas) {
-  const Bytes bytes = {0xC0, 0x00};
-  BitstreamReader bits = Over(bytes);
-  (void)bits.ReadBit();
-  bits.Init(bytes.data(), 0);
-  bits.Init(nullptr, -1);
   EXPECT_TRUE(bits.ReadBit());
-  EXPECT_FALSE(bits.ReadBit());
+  EXPECT_EQ(bits.ReadUE(), 0U);
+  // Empty buffers leave a reader as it was.
+  bits = Over(kNine);
+  bits.SkipBits(8);
+  bits.Init(kNine.data(), 0);
+  bits.Init(nullptr, -1);
+  EXPECT_EQ(bits.ReadBits(8), 0x23U);
 }
 
 TEST(BitstreamReader, ExpGolombCodes) {
-  const Bytes codes = BitWriter().Bits(0b1'010'011'00111, 12).Bits(0b010'011'00100, 11).Trailing().Bytes();
+  const Bytes codes = BitWriter()
+                          .UE(0)
+                          .UE(6)
+                          .SE(1)
+                          .SE(-1)
+                          .SE(2)
+                          .UE(0xFFFFFFFE)
+                          .UE(0xFFFFFFFF)
+                          .SE(-0x7FFFFFFF)
+                          .SE(0x7FFFFFFF)
+                          .Bytes();
   BitstreamReader bits = Over(codes);
-  for (const std::uint32_t expected : {0U, 1U, 2U, 6U}) EXPECT_EQ(bits.ReadUE(), expected);
+  EXPECT_EQ(bits.ReadUE(), 0U);
+  EXPECT_EQ(bits.ReadUE(), 6U);
   for (const std::int32_t expected : {1, -1, 2}) EXPECT_EQ(bits.ReadSE(), expected);
-
-  const Bytes extremes = BitWriter().UE(0xFFFFFFFE).UE(0xFFFFFFFF).SE(-0x7FFFFFFF).SE(0x7FFFFFFF).Bytes();
-  bits = Over(extremes);
   EXPECT_EQ(bits.ReadUE(), 0xFFFFFFFEU);
   EXPECT_EQ(bits.ReadUE(), 0xFFFFFFFFU);
   EXPECT_EQ(bits.ReadSE(), -0x7FFFFFFF);
   EXPECT_EQ(bits.ReadSE(), 0x7FFFFFFF);
   EXPECT_FALSE(bits.IsUnderrun());
-}
-
-TEST(BitstreamReader, ExpGolombCodesOfMoreThan32ZerosKeepTheirLowBits) {
+  // Of more than 32 zeros the code keeps its low bits.
   const Bytes code = BitWriter().Bits(0, 40).Bits(1, 1).Bits(0xAB12345678, 40).Bits(0x5, 7).Bytes();
-  BitstreamReader bits = Over(code);
+  bits = Over(code);
   EXPECT_EQ(bits.ReadUE(), 0x12345677U);
   EXPECT_EQ(bits.ReadBits(7), 5U);
-  const Bytes zeros(1000);
-  bits = Over(zeros);
-  EXPECT_EQ(bits.ReadUE(), 0U);  // 2 to the 8000
-  EXPECT_TRUE(bits.IsUnderrun());
-  const Bytes cut = {0x01};
-  bits = Over(cut);
-  EXPECT_EQ(bits.ReadUE(), 128U);
 }
 
-TEST(BitstreamReader, RemovesEmulationPreventionBehindTheFirstWord) {
-  const Bytes bytes = {0x11, 0x22, 0x33, 0x44, 0x00, 0x00, 0x03, 0x01};
-  EXPECT_EQ(ReadBytes(bytes, true), (Bytes{0x11, 0x22, 0x33, 0x44, 0x00, 0x00, 0x01, 0x00}));
-  EXPECT_EQ(ReadBytes(bytes, false), bytes);
-  const Bytes early = {0x00, 0x00, 0x03, 0x01, 0x05};
-  EXPECT_EQ(ReadBytes(early, true), early);
-  // Across the border of two words, with the following bytes moving up.
-  EXPECT_EQ(ReadBytes({1, 2, 3, 0, 0, 3, 1, 0, 0, 3, 2, 9}, true),
-            (Bytes{1, 2, 3, 0, 0, 1, 0, 0, 2, 9, 0, 0}));
-}
-
-// The checks go over a word once, last place first, and do not ask what stood between two zeros. No parameter
-// set in use has the runs of zeros that this takes.
-TEST(BitstreamReader, EmulationPreventionHasItsLimits) {
-  // The byte that moves up behind a removal is not looked at again.
-  EXPECT_EQ(ReadBytes({1, 2, 3, 0, 0, 3, 0, 0, 3, 1}, true), (Bytes{1, 2, 3, 0, 0, 0, 0, 3, 1, 0}));
-  // A zero on either side of a removed byte counts as a pair.
-  EXPECT_EQ(ReadBytes({1, 2, 3, 4, 5, 0, 0, 3, 0, 3, 7}, true), (Bytes{1, 2, 3, 4, 5, 0, 0, 0, 7, 0, 0}));
+// Emulation prevention is removed behind the first word. The checks go over a word once, last place first,
+// and do not ask what stood between two zeros; no parameter set in use has the runs of zeros that this takes.
+TEST(BitstreamReader, RemovesEmulationPreventionWithItsLimits) {
+  const std::pair<Bytes, Bytes> rows[] = {
+      {{0x11, 0x22, 0x33, 0x44, 0, 0, 3, 1}, {0x11, 0x22, 0x33, 0x44, 0, 0, 1, 0}},
+      {{0, 0, 3, 1, 5}, {0, 0, 3, 1, 5}},
+      // Across the border of two words, with the following bytes moving up.
+      {{1, 2, 3, 0, 0, 3, 1, 0, 0, 3, 2, 9}, {1, 2, 3, 0, 0, 1, 0, 0, 2, 9, 0, 0}},
+      // The byte that moves up behind a removal is not looked at again.
+      {{1, 2, 3, 0, 0, 3, 0, 0, 3, 1}, {1, 2, 3, 0, 0, 0, 0, 3, 1, 0}},
+      // A zero on either side of a removed byte counts as a pair.
+      {{1, 2, 3, 4, 5, 0, 0, 3, 0, 3, 7}, {1, 2, 3, 4, 5, 0, 0, 0, 7, 0, 0}},
+  };
+  for (const auto& [coded, stripped] : rows) {
+    EXPECT_EQ(ReadBytes(coded, true), stripped);
+    EXPECT_EQ(ReadBytes(coded, false), coded);
+  }
 }
 
 TEST(BitstreamReader, AgreesWithTheSlowReaderOnRandomData) {

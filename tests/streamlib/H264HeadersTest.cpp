@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <tuple>
 
 #include "streamlib/H264AccessUnits.h"
 #include "streamlib/H264HdrAccessUD.h"
@@ -48,13 +49,11 @@ TEST(H264HdrPictParSet, ReadsOverTheMapsOfSliceGroups) {
     w.UE(3).UE(1).Bits(1, 1).Bits(2, 2).SE(-5).SE(4).SE(-12).Bits(0b101, 3).Trailing();
     const auto pps = Parsed<H264HdrPictParSet>(NalUnit(0x68, w.Bytes()));
     EXPECT_TRUE(pps.IsValid()) << type;
-    EXPECT_EQ(pps.pic_parameter_set_id, 200U);
-    EXPECT_EQ(pps.seq_parameter_set_id, 31U);
-    EXPECT_EQ(pps.num_slice_groups_minus1, 2U);
-    EXPECT_EQ(pps.num_ref_idx_l0_default_active_minus1, 3U) << type;
-    EXPECT_EQ(pps.weighted_bipred_idc, 2);
-    EXPECT_EQ(pps.chroma_qp_index_offset, -12) << type;
-    EXPECT_EQ(pps.redundant_pic_cnt_present_flag, 1);
+    EXPECT_EQ(std::tuple(pps.pic_parameter_set_id, pps.seq_parameter_set_id, pps.num_slice_groups_minus1,
+                         pps.num_ref_idx_l0_default_active_minus1, pps.weighted_bipred_idc,
+                         pps.chroma_qp_index_offset, pps.redundant_pic_cnt_present_flag),
+              std::tuple(200U, 31U, 2U, 3U, 2, -12, 1))
+        << type;
   }
 }
 
@@ -82,14 +81,10 @@ TEST(H264HdrSlice, ReadsWhatTheParameterSetsSay) {
   w.UE(17).UE(7).UE(0).Bits(2, 2).Bits(0x55, 7).Bits(0b11, 2).UE(9).SE(-3).Trailing();
   const auto slice = Parsed<H264HdrSlice>(NalUnit(0x65, w.Bytes()), stream);
   EXPECT_TRUE(slice.IsValid());
-  EXPECT_EQ(slice.first_mb_in_slice, 17U);
-  EXPECT_EQ(slice.slice_type, 7U);
-  EXPECT_EQ(slice.colour_plane_id, 2);
-  EXPECT_EQ(slice.frame_num, 0x55U);
-  EXPECT_EQ(slice.bottom_field_flag, 1);
-  EXPECT_EQ(slice.idr_pic_id, 9U);
-  EXPECT_EQ(slice.delta_pic_order_cnt[0], -3);
   EXPECT_TRUE(slice.IsIdr());
+  EXPECT_EQ(std::tuple(slice.first_mb_in_slice, slice.slice_type, slice.colour_plane_id, slice.frame_num,
+                       slice.bottom_field_flag, slice.idr_pic_id, slice.delta_pic_order_cnt[0]),
+            std::tuple(17U, 7U, 2, 0x55U, 1, 9U, -3));
 
   EXPECT_FALSE(Parsed<H264HdrSlice>(SliceUnit({.ppsId = 1}), stream).IsValid());
   EXPECT_FALSE(Parsed<H264HdrSlice>(SliceUnit({.sliceType = 10}), stream).IsValid());
@@ -142,13 +137,10 @@ TEST(H264HdrSEI, FindsRecoveryPointAndPictureTimingAmongOtherMessages) {
   w.Bits(6, 8).Bits(1, 8).UE(2).Bits(1, 1).Bits(1, 1).Bits(2, 2).Bits(0, 1).Trailing();
   const auto sei = Parsed<H264HdrSEI>(NalUnit(0x06, w.Bytes()), stream);
   EXPECT_TRUE(sei.pic_timing_present);
-  EXPECT_EQ(sei.cpb_removal_delay, 513U);
-  EXPECT_EQ(sei.dpb_output_delay, 33U);
-  EXPECT_EQ(sei.pic_struct, 5);
   EXPECT_TRUE(sei.recovery_point_present);
-  EXPECT_EQ(sei.recovery_frame_cnt, 2U);
-  EXPECT_EQ(sei.broken_link_flag, 1);
-  EXPECT_EQ(sei.changing_slice_group_idc, 2);
+  EXPECT_EQ(std::tuple(sei.cpb_removal_delay, sei.dpb_output_delay, sei.pic_struct, sei.recovery_frame_cnt,
+                       sei.broken_link_flag, sei.changing_slice_group_idc),
+            std::tuple(513U, 33U, 5, 2U, 1, 2));
 
   // Sizes beyond the unit, and a unit that ends within a message.
   EXPECT_FALSE(Parsed<H264HdrSEI>(NalUnit(0x06, Bytes{6, 0xFF, 0xFF, 0xFF, 0xFF}), stream).IsValid());

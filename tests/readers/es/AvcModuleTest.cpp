@@ -96,18 +96,6 @@ TEST(AvcModule, FindsStartCodesAcrossAllBordersOfItsBuffers) {
   }
 }
 
-TEST(AvcModule, KeepsABlockThatDoesNotFit) {
-  const Bytes stream = PlainStream();
-  StartedFile file = Opened(stream);
-  const ReadBlock small = file.Next(10);
-  EXPECT_EQ(small.result, QMF_ERR_BLOCK_BUFFER_TOO_SMALL);
-  const std::uint32_t required = small.required;
-  const ReadBlock block = file.Next(required);
-  EXPECT_EQ(block.result, QMF_OK);
-  EXPECT_EQ(block.bytes.size(), required);
-  EXPECT_EQ(block.time, 0);
-}
-
 TEST(AvcModule, CountsFieldsAsHalfFrames) {
   H264HdrSeqParSet sps = PlainSps();
   sps.frame_mbs_only_flag = 0;

@@ -196,7 +196,9 @@ TEST(SrtModule, SeeksByTimeInFileOrder) {
 TEST(SrtModule, KeepsABlockThatDoesNotFit) {
   const std::string text = One("Hello\nWorld\n");
   StartedFile file = Opened(text);
-  EXPECT_EQ(file.Next(10).required, 11U);
+  const ReadBlock small = file.Next(10);
+  EXPECT_EQ(small.result, QMF_ERR_BLOCK_BUFFER_TOO_SMALL);
+  EXPECT_EQ(small.required, 11U);
   EXPECT_EQ(file.Next(11).result, QMF_OK);
 }
 
