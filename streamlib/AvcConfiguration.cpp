@@ -23,6 +23,16 @@ Bytes UnitAt(Bytes bytes) {
   return size <= bytes.size() - 2 ? bytes.subspan(2, size) : Bytes();
 }
 
+// Visits the counted units at the front of `bytes` and gives what is behind them.
+Bytes VisitUnits(Bytes bytes, int count, const std::function<void(Bytes)>& visit) {
+  for (; count > 0 && !bytes.empty(); --count) {
+    const Bytes unit = UnitAt(bytes);
+    if (!unit.empty()) visit(unit);
+    bytes = From(bytes, 2 + unit.size());
+  }
+  return bytes;
+}
+
 }  // namespace
 
 Bytes FirstSequenceParameterSet(Bytes record) {
@@ -33,11 +43,21 @@ Bytes FirstSequenceParameterSet(Bytes record) {
 
 Bytes FirstPictureParameterSet(Bytes record) {
   if (record.size() <= kCountOfSequenceSets) return {};
-  Bytes rest = From(record, kCountOfSequenceSets + 1);
-  for (int sets = record[kCountOfSequenceSets] & kSequenceCountMask; sets > 0; --sets) {
-    rest = From(rest, 2 + UnitAt(rest).size());
-  }
+  const Bytes rest = VisitUnits(From(record, kCountOfSequenceSets + 1),
+                                record[kCountOfSequenceSets] & kSequenceCountMask, [](Bytes) {});
   return rest.empty() || rest[0] == 0 ? Bytes() : UnitAt(From(rest, 1));
+}
+
+std::size_t NalLengthSize(Bytes record) {
+  constexpr std::size_t kLengthSize = 4;
+  return record.size() > kLengthSize ? (record[kLengthSize] & 3U) + 1 : 4;
+}
+
+void VisitParameterSets(Bytes record, const std::function<void(Bytes unit)>& visit) {
+  if (record.size() <= kCountOfSequenceSets) return;
+  const Bytes rest = VisitUnits(From(record, kCountOfSequenceSets + 1),
+                                record[kCountOfSequenceSets] & kSequenceCountMask, visit);
+  if (!rest.empty()) (void)VisitUnits(From(rest, 1), rest[0], visit);
 }
 
 }  // namespace SPL

@@ -18,7 +18,8 @@ MkvBlocks::MkvBlocks(MkvTitle& title)
     : m_title(title),
       m_inOrder(title, std::nullopt),
       m_byStream(title.singleSegment->memory),
-      m_lace(title.singleSegment->memory) {}
+      m_lace(title.singleSegment->memory),
+      m_fields(title.singleSegment->memory) {}
 
 MkvPlayhead& MkvBlocks::HeadOf(const MkvStream& stream) {
   const std::uint64_t key = std::uint64_t{stream.blockType} << 32 | stream.number;
@@ -28,9 +29,12 @@ MkvPlayhead& MkvBlocks::HeadOf(const MkvStream& stream) {
 // What the writer transformed it transformed frame by frame, so such blocks are always taken apart.
 QMFResult MkvBlocks::Take(MkvPlayhead& head, QMFBlock& block) {
   const bool whole = !m_title.delace && !IsEncoded(head.Track(), kScopeBlocks);
-  const QMFResult result = head.Reader().Take(head.Track(), whole, block);
-  if (result == QMF_OK) NoteLace(head);
-  return result;
+  QMF_RETURN_IF_NONZERO(head.Reader().Take(head.Track(), whole, block));
+  NoteLace(head);
+  const MkvStream& stream = head.Stream();
+  const MkvTrack* const own = m_title.singleSegment->tracks.FindStream(stream.blockType, stream.number);
+  if (!own->combineFields || head.Reader().FrameSizes().size() != 1) return QMF_OK;
+  return m_fields.AddSecondField(m_title.Segment(head.Part().segment), head, block);
 }
 
 void MkvBlocks::NoteLace(MkvPlayhead& head) {

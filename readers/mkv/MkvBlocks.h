@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "framework/InfoRecords.h"
+#include "readers/mkv/MkvFields.h"
 #include "readers/mkv/MkvPlayhead.h"
 
 namespace qmf {
@@ -42,6 +43,7 @@ class MkvBlocks {
   std::pmr::map<std::uint64_t, MkvPlayhead> m_byStream;  ///< Made when first read.
   MkvStream m_laced;
   std::pmr::vector<std::uint32_t> m_lace;
+  MkvFieldJoiner m_fields;
 };
 
 }  // namespace qmf

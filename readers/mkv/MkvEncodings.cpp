@@ -81,6 +81,7 @@ QMFResult Undo(const MkvContentEncoding& encoding, std::size_t limit, Bytes& byt
     case kZlib:
       return Inflate(limit, bytes);
     case kHeaderStripping:
+      if (encoding.settings.size() > limit - std::min(limit, bytes.size())) return QMF_ERR_BLOCK_READ_FAILURE;
       bytes.insert(bytes.begin(), encoding.settings.begin(), encoding.settings.end());
       return QMF_OK;
     default:

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstring>
 #include <numeric>
+#include <utility>
 
 #include "readers/mkv/MkvEncodings.h"
 
@@ -109,7 +110,8 @@ QMFResult MkvFrameReader::Take(const MkvTrack& track, bool whole, QMFBlock& bloc
     block.compositionOffset = 0;
     SetTimes(track, whole, block);
   }
-  m_offset += size;
+  m_takenOffset = std::exchange(m_offset, m_offset + size);
+  m_takenFrame = m_frame;
   m_frame = whole ? m_frames.size() : m_frame + 1;
   return result;
 }

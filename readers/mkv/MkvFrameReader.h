@@ -34,6 +34,9 @@ class MkvFrameReader {
     return CutIntoFrames();
   }
 
+  /// Makes the frame that was taken last the next one again.
+  void PutBack() { m_frame = m_takenFrame, m_offset = m_takenOffset; }
+
   /// Takes the frame, or with `whole` all frames of the block that are left, into the caller's buffer. With
   /// QMF_ERR_BLOCK_BUFFER_TOO_SMALL it is still there to take; with every other failure it is passed.
   QMFResult Take(const MkvTrack& track, bool whole, QMFBlock& block);
@@ -51,6 +54,8 @@ class MkvFrameReader {
   std::pmr::vector<std::uint64_t> m_frames;
   std::size_t m_frame = 0;     ///< The next to take.
   std::uint64_t m_offset = 0;  ///< Of its first byte.
+  std::size_t m_takenFrame = 0;
+  std::uint64_t m_takenOffset = 0;
   std::pmr::vector<std::uint8_t> m_encoded;
 };
 

@@ -16,6 +16,7 @@ constexpr std::int64_t kLongestDisorder = 20'000'000;
 void MkvPlayhead::MoveTo(std::uint32_t part, const Start& start) {
   m_part = part;
   m_start = start;
+  m_passed.clear();
   m_reader.emplace(m_title.Segment(Part().segment), Part());
   m_reader->MoveTo(start.place);
 }
@@ -33,6 +34,7 @@ std::optional<MkvStream> MkvPlayhead::Lead() const {
 
 void MkvPlayhead::Enter() {
   m_start.reset();
+  m_passed.clear();
   m_reader.emplace(m_title.Segment(Part().segment), Part());
   if (Part().IsWhole() || Part().from == 0) return;
   const std::optional<MkvStream> lead = Lead();
@@ -53,6 +55,7 @@ MkvCursor::Verdict MkvPlayhead::Judge(const MkvFoundBlock& block) {
   MkvSegment& segment = m_title.Segment(Part().segment);
   m_track = Wanted(segment, block.header.track);
   if (m_track == nullptr) return MkvCursor::kPass;
+  if (!m_passed.empty() && std::erase(m_passed, block.element.start) != 0) return MkvCursor::kPass;
   if (Part().IsWhole()) return MkvCursor::kTake;
   const std::int64_t time = MkvBlockTime(segment, *m_track, block) / 100 + segment.HalfTick();
   if (Part().Holds(time)) return MkvCursor::kTake;

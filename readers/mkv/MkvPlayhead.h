@@ -21,7 +21,8 @@ struct MkvStream {
 class MkvPlayhead {
  public:
   /// Reads the blocks of `only`, or with none those of the active streams. A title must be arranged.
-  MkvPlayhead(MkvTitle& title, std::optional<MkvStream> only) : m_title(title), m_only(only) {}
+  MkvPlayhead(MkvTitle& title, std::optional<MkvStream> only)
+      : m_title(title), m_only(only), m_passed(title.singleSegment->memory) {}
 
   /// Makes sure that there is a frame to take. Results as of MkvFrameReader::Load.
   QMFResult Load();
@@ -30,6 +31,10 @@ class MkvPlayhead {
   MkvFrameReader& Reader() { return *m_reader; }
   const MkvTrack& Track() const { return *m_track; }
   const MkvStream& Stream() const { return m_stream; }
+  const MkvPart& Part() const { return m_title.parts[m_part]; }
+
+  /// The block at `offset` was delivered with the one before it: it is passed when it is met.
+  void PassBlockAt(std::uint64_t offset) { m_passed.push_back(offset); }
 
   /// Stands where decoding of `stream` starts for `time` (100-ns units of the part's segment).
   struct Start {
@@ -40,7 +45,6 @@ class MkvPlayhead {
   void MoveTo(std::uint32_t part, const Start& start);
 
  private:
-  const MkvPart& Part() const { return m_title.parts[m_part]; }
   const MkvTrack* Wanted(MkvSegment& segment, std::uint64_t number);
   std::optional<MkvStream> Lead() const;
   void Enter();
@@ -53,6 +57,7 @@ class MkvPlayhead {
   std::optional<Start> m_start;
   const MkvTrack* m_track = nullptr;
   MkvStream m_stream;
+  std::pmr::vector<std::uint64_t> m_passed;
 };
 
 /// Finds where decoding of `stream` starts to show `time` (100-ns units of the part's segment): its key frame

@@ -276,8 +276,8 @@ constexpr QueryRow<Query> kSegmentQueries[] = {
 // Fields can be combined where the stream stores each of them as a block of its own, which of the codecs read
 // here only interlaced AVC does.
 QMFResult CombineFields(const MkvTitle& title, const QMFQueryData& data, std::uint32_t index) {
-  if (title.Current() == nullptr) return QMF_FAILURE;
-  auto& tracks = title.Current()->tracks.Of(kTrackVideo);
+  if (title.singleSegment == nullptr) return QMF_FAILURE;
+  auto& tracks = title.singleSegment->tracks.Of(kTrackVideo);
   if (index >= tracks.size()) return QMF_ERR_INVALID_STREAM;
   MkvTrack& track = tracks[index];
   const bool combine = static_cast<std::uint8_t>(data.value) != 0;

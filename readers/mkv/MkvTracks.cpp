@@ -2,14 +2,19 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
 #include <utility>
 
 #include "framework/InfoRecords.h"
 #include "readers/mkv/CodecTable.h"
 #include "readers/mkv/EbmlRules.h"
+#include "readers/mkv/MkvEncodings.h"
 
 namespace qmf {
 namespace {
+
+// Codec private data that were compressed are restored up to this size.
+constexpr std::size_t kMostCodecPrivate = 1U << 20;
 
 // 0 for numbers that are no block type.
 std::uint32_t TypeOfBlocks(std::uint32_t blockType) {
@@ -157,12 +162,23 @@ constexpr EbmlRule<MkvTrack> kTrackRules[] = {
     {Element::MasterTrackFileName, ReadLink<&MkvTrack::master, &MkvTrackLink::fileName>},
 };
 
+// What cannot be restored is as if it were not there: nobody could read it.
+QMFResult RestoreCodecPrivate(MkvTrack& track, EbmlReader& reader) {
+  std::ranges::stable_sort(track.encodings, std::greater(), &MkvContentEncoding::order);
+  if (track.codecPrivate.empty() || !IsEncoded(track, kScopeCodecPrivate)) return QMF_OK;
+  if (UndoEncodings(track, kScopeCodecPrivate, kMostCodecPrivate, track.codecPrivate) != QMF_OK) {
+    track.codecPrivate.clear();
+  }
+  return reader.Keep(track.codecPrivate.size());
+}
+
 // The entry's type may come last, so the record is filled on its own and moved to its list at the end.
 QMFResult ReadTrackEntry(MkvTracks& tracks, EbmlReader& reader, const EbmlElement& element) {
   QMF_RETURN_IF_NONZERO(reader.Keep(sizeof(MkvTrack)));
   MkvTrack track(reader.Memory());
   QMF_RETURN_IF_NONZERO(WalkInto<kTrackRules>(track, reader, element));
   if (element.end > reader.FileSize()) return QMF_ERR_END_OF_STREAM;
+  QMF_RETURN_IF_NONZERO(RestoreCodecPrivate(track, reader));
   tracks.Add(std::move(track));
   return QMF_OK;
 }

@@ -154,16 +154,31 @@ TEST(MkvLacing, ThatDoesNotFitItsBlockIsReportedAndPassed) {
   }
 }
 
+struct Transformation {
+  std::uint64_t algorithm;
+  Bytes settings = {};
+  std::uint64_t type = 0;
+  std::uint64_t scope = 1;
+};
+
+// In the order in which they are to be undone from the last to the first, whichever stands first.
+EbmlBuilder Encodings(const std::vector<Transformation>& transformations) {
+  EbmlBuilder all;
+  for (const Transformation& each : transformations) {
+    const EbmlBuilder compression = EbmlBuilder()
+                                        .Unsigned(Element::ContentCompAlgo, each.algorithm)
+                                        .Binary(Element::ContentCompSettings, each.settings);
+    all.Master(Element::ContentEncoding, EbmlBuilder()
+                                             .Unsigned(Element::ContentEncodingOrder, all.Size())
+                                             .Unsigned(Element::ContentEncodingScope, each.scope)
+                                             .Unsigned(Element::ContentEncodingType, each.type)
+                                             .Master(Element::ContentCompression, compression));
+  }
+  return EbmlBuilder().Master(Element::ContentEncodings, all);
+}
+
 EbmlBuilder Encoding(std::uint64_t algorithm, const Bytes& settings, std::uint64_t type = 0) {
-  return EbmlBuilder().Master(
-      Element::ContentEncodings,
-      EbmlBuilder().Master(
-          Element::ContentEncoding,
-          EbmlBuilder()
-              .Unsigned(Element::ContentEncodingType, type)
-              .Master(Element::ContentCompression, EbmlBuilder()
-                                                       .Unsigned(Element::ContentCompAlgo, algorithm)
-                                                       .Binary(Element::ContentCompSettings, settings))));
+  return Encodings({{algorithm, settings, type}});
 }
 
 std::string Deflated(std::string_view text) {
@@ -194,6 +209,32 @@ TEST(MkvEncodings, AreUndone) {
     Film film(WithClusters(Cluster(0, {Simple(2, 0, "?"), Simple(1, 0, "video")}), unknown));
     EXPECT_EQ(film.Next().result, QMF_ERR_CODEC_UNSUPPORTED);
     EXPECT_EQ(film.Next().bytes, "video");
+  }
+}
+
+// Whether the codec private data are transformed as well is the scope's second bit.
+TEST(MkvEncodings, AreUndoneOfCodecPrivateData) {
+  const Bytes strip = {'p', 'r'};
+  const Transformation zlibOfAll{0, {}, 0, 3};
+  const Transformation stripOfAll{3, strip, 0, 3};
+  struct {
+    std::vector<Transformation> transformations;
+    std::string stored;
+    std::string answered;
+  } const rows[] = {
+      {{{3, strip}}, "ivate", "ivate"},
+      {{{3, strip, 0, 2}}, "ivate", "private"},
+      {{zlibOfAll}, Deflated("private"), "private"},
+      {{stripOfAll, zlibOfAll}, Deflated("ivate"), "private"},
+      {{zlibOfAll}, "broken", ""},
+      {{{0, {}, 1, 3}}, "secret", ""},
+      {{zlibOfAll}, Deflated(std::string((1 << 20) + 1, 'x')), ""},
+  };
+  for (const auto& row : rows) {
+    test::MkvFile film(
+        WithClusters({}, Encodings(row.transformations).Text(Element::CodecPrivate, row.stored)));
+    EXPECT_EQ(film.Bytes(QMF_QID_AUDIO_CODEC_PRIVATE_DATA), Bytes(row.answered.begin(), row.answered.end()))
+        << row.stored;
   }
 }
 

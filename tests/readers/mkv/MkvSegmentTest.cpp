@@ -169,7 +169,7 @@ TEST(MkvSegment, KeepsTracksByType) {
   EXPECT_EQ(track.language, u"fre");
   EXPECT_EQ(track.codecName, u"codec");
   EXPECT_EQ(track.codecIndex, 23U);
-  EXPECT_EQ(std::vector(track.codecPrivate.begin(), track.codecPrivate.end()), (Bytes{1, 2}));
+  EXPECT_EQ(std::vector(track.codecPrivate.begin(), track.codecPrivate.end()), (Bytes{0xAA, 0xBB, 1, 2}));
   EXPECT_EQ(track.attachmentLinks.size(), 2U);
   EXPECT_FALSE(track.lacing);
   ASSERT_EQ(track.encodings.size(), 1U);
