@@ -209,6 +209,11 @@ AtomVerdict Keep(CMP4MovieAtom& movie, CMP4Atom& atom) {
   return AtomVerdict::kTaken;
 }
 
+AtomVerdict KeepMetadata(CMP4MovieAtom& movie, CMP4Atom& atom) {
+  movie.metadata = {atom.start, atom.end - atom.start};
+  return AtomVerdict::kTaken;
+}
+
 AtomVerdict KeepTrackUserData(CMP4MovieAtom& movie, CMP4Atom& atom) {
   movie.tracks.back().userData = PayloadOf(atom);
   return AtomVerdict::kTaken;
@@ -222,7 +227,7 @@ AtomVerdict BeginMovie(CMP4MovieAtom& movie, CMP4Atom& atom) {
   movie.fragmentDuration = 0;
   movie.extends.clear();
   movie.chapterTracks.clear();
-  movie.userData = movie.compressed = {};
+  movie.userData = movie.metadata = movie.compressed = {};
   return AtomVerdict::kTaken;
 }
 
@@ -262,6 +267,7 @@ constexpr Row kMovieRows[] = {
     {MakeFourCC("trak"), kRepeated, BeginTrack, kTrackRows, EndTrack},
     {MakeFourCC("mvex"), kOptional, BeginExtends, kExtendsRows},
     {MakeFourCC("udta"), kOptional, Keep<&CMP4MovieAtom::userData>},
+    {MakeFourCC("meta"), kOptional, KeepMetadata},
     {MakeFourCC("cmov"), kOptional, nullptr, kCompressedRows},
 };
 constexpr Row kFileRows[] = {{MakeFourCC("moov"), kRequired, BeginMovie, kMovieRows}};

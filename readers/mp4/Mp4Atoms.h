@@ -85,6 +85,7 @@ struct CMP4MovieAtom {
   std::pmr::vector<CMP4TrackExtendsAtom> extends;
   std::pmr::vector<std::uint32_t> chapterTracks;  ///< Ids of the tracks that name chapters of another.
   CMP4Bytes userData;
+  CMP4Bytes metadata;      ///< 'meta' of the movie itself, with its header.
   CMP4Bytes compressed;    ///< Payload of 'cmvd'.
   std::uint64_t next = 0;  ///< Offset of the atom after 'moov'.
 

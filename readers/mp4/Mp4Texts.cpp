@@ -1,6 +1,8 @@
 #include "readers/mp4/Mp4Texts.h"
 
 #include <algorithm>
+#include <array>
+#include <iterator>
 #include <string_view>
 
 #include "framework/Text.h"
@@ -8,10 +10,23 @@
 namespace qmf {
 namespace {
 
+// Names that 'keys' gives to texts.
+struct KeyedText {
+  std::string_view name;
+  CMP4Bytes CMP4Texts::*text;
+};
+constexpr KeyedText kKeyedTexts[] = {
+    {"title", &CMP4Texts::title},
+    {"com.apple.quicktime.title", &CMP4Texts::title},
+    {"encoder", &CMP4Texts::encoder},
+    {"com.apple.quicktime.software", &CMP4Texts::encoder},
+};
+
 // What a walk over user data looks for.
 struct Search {
   CMP4Texts texts;
   CMP4Bytes name;
+  std::array<FourCC, std::size(kKeyedTexts)> keys{};  ///< Types of the keyed texts' atoms; 0 when not named.
 };
 
 CMP4Bytes& At(Search& search, CMP4Bytes CMP4Texts::*member) {
@@ -49,6 +64,47 @@ AtomVerdict ReadPlainText(Search& search, CMP4Atom& atom) {
   return AtomVerdict::kTaken;
 }
 
+// As the type of an atom, a number stands in its big-endian bytes.
+constexpr FourCC TypeOfNumber(std::uint32_t number) {
+  return number >> 24 | (number >> 8 & 0xFF00) | (number << 8 & 0xFF0000) | number << 24;
+}
+
+// 'keys' names the children of the 'ilst' behind it, whose types are numbers from 1 on.
+AtomVerdict ReadKeys(Search& search, CMP4Atom& atom) {
+  constexpr std::size_t kHeader = 8;
+  CMP4Fields fields = atom.AllFields();
+  fields.Skip(kHeader);
+  for (std::uint32_t number = 1; !fields.Failed(); ++number) {
+    const std::uint32_t size = fields.U32();
+    if (size < kHeader) break;
+    fields.Skip(4);  // The namespace.
+    const std::span<const std::uint8_t> bytes = fields.Take(size - kHeader);
+    const std::string_view name(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+    const auto found = std::ranges::find(kKeyedTexts, name, &KeyedText::name);
+    if (found != std::end(kKeyedTexts))
+      search.keys[static_cast<std::size_t>(found - kKeyedTexts)] = TypeOfNumber(number);
+  }
+  return AtomVerdict::kTaken;
+}
+
+AtomVerdict ReadKeyedTexts(Search& search, CMP4Atom& list) {
+  constexpr std::uint64_t kDataHeader = 8;
+  constexpr int kMostItems = 1024;
+  CMP4Atom item{};
+  std::uint64_t at = list.payload;
+  for (int i = 0; i < kMostItems && ReadAtomHeader(*list.file, at, list.end, false, item);
+       ++i, at = item.end) {
+    const auto key = std::ranges::find(search.keys, item.type);
+    CMP4Atom data{};
+    if (item.type == 0 || key == search.keys.end()) continue;
+    if (!ReadAtomHeader(*list.file, item.payload, item.end, false, data)) continue;
+    if (data.type != MakeFourCC("data")) continue;
+    Keep(search.texts.*kKeyedTexts[static_cast<std::size_t>(key - search.keys.begin())].text,
+         data.payload + kDataHeader, data.end);
+  }
+  return AtomVerdict::kTaken;
+}
+
 // An ISO 'meta' has version and flags, QuickTime's has not.
 AtomVerdict BeginMeta(Search&, CMP4Atom& atom) {
   CMP4Fields fields = atom.Fields();
@@ -70,7 +126,10 @@ constexpr Row kListRows[] = {
     {kTitle, kOptional, nullptr, kTitleRows},
     {kEncoder, kOptional, nullptr, kEncoderRows},
 };
-constexpr Row kMetaRows[] = {{MakeFourCC("ilst"), kOptional, nullptr, kListRows}};
+constexpr Row kMetaRows[] = {
+    {MakeFourCC("keys"), kOptional, ReadKeys},
+    {MakeFourCC("ilst"), kOptional, ReadKeyedTexts, kListRows},
+};
 constexpr Row kUserDataRows[] = {
     {MakeFourCC("meta"), kOptional, BeginMeta, kMetaRows},
     {kTitle, kOptional, ReadUserText<&CMP4Texts::title>},
@@ -99,6 +158,7 @@ std::u16string HandlerName(FileReader& file, CMP4Bytes bytes) {
 void FindTexts(const CMP4MovieAtom& movie, CMP4Texts& texts) {
   Search search;
   Walk(*movie.file, movie.userData, search);
+  Walk(*movie.file, movie.metadata, search);
   texts = search.texts;
 }
 

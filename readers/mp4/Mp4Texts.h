@@ -6,7 +6,7 @@
 
 namespace qmf {
 
-/// Where texts about the title lie: iTunes-style metadata, or QuickTime's user data.
+/// Where texts about the title lie: iTunes-style or keyed metadata, or QuickTime's user data.
 struct CMP4Texts {
   CMP4Bytes title;
   CMP4Bytes encoder;

@@ -187,6 +187,20 @@ TEST(Mp4Queries, TellNamesAndTexts) {
     EXPECT_EQ(movie.Text(qid), answer);
   }
 
+  // QuickTime's metadata, whose texts go by numbers that 'keys' names.
+  AtomBuilder keyed;
+  keyed.Begin("meta").Begin("hdlr").Zeros(8).Code("mdta").Zeros(13).End().Begin("keys").U32(0).U32(3);
+  keyed.Begin("mdta").Code("other").End().Begin("mdta").Code("com.apple.quicktime.title").End();
+  keyed.Begin("mdta").Code("encoder").End().End().Begin("ilst").Raw(text({"\0\0\0\1", 4}, "wrong"));
+  keyed.Raw(text({"\0\0\0\3", 4}, "Phone")).Raw(text({"\0\0\0\2", 4}, "Keyed")).End().End();
+  const Bytes meta = keyed.Take();
+  for (const Bytes& extra : {meta, AtomBuilder().Begin("udta").Raw(meta).End().Take()}) {
+    spec.extra = extra;
+    StartedFile named(kMp4Module, MakeMovie(spec));
+    EXPECT_EQ(named.Text(QMF_QID_CONTAINER_TITLE_NAME), u"Keyed");
+    EXPECT_EQ(named.Text(QMF_QID_CONTAINER_WRITE_APP), u"Phone");
+  }
+
   AtomBuilder quickTime;
   quickTime.Begin("udta").Begin("\251nam").U16(5).U16(0).Code("Plain").U16(3).U16(1).Code("Two").End();
   spec.extra = quickTime.U32(0).End().Take();
