@@ -9,13 +9,18 @@ HANDLE AsHandle(std::intptr_t handle) {
   return reinterpret_cast<HANDLE>(handle);
 }
 
+// Asks for no more than is needed: all that can be known of a file takes many times as long.
 bool IsPlainFile(HANDLE file, bool& hasContent) {
-  BY_HANDLE_FILE_INFORMATION information{};
+  FILE_STANDARD_INFO standard{};
+  FILE_BASIC_INFO basic{};
   constexpr DWORD kRefused = FILE_ATTRIBUTE_REPARSE_POINT | FILE_ATTRIBUTE_DIRECTORY;
-  if (::GetFileType(file) != FILE_TYPE_DISK || !::GetFileInformationByHandle(file, &information))
+  if (::GetFileType(file) != FILE_TYPE_DISK ||
+      !::GetFileInformationByHandleEx(file, FileStandardInfo, &standard, sizeof(standard)) ||
+      !::GetFileInformationByHandleEx(file, FileBasicInfo, &basic, sizeof(basic))) {
     return false;
-  hasContent = (information.nFileSizeLow | information.nFileSizeHigh) != 0;
-  return (information.dwFileAttributes & kRefused) == 0 && information.nNumberOfLinks == 1;
+  }
+  hasContent = standard.EndOfFile.QuadPart > 0;
+  return (basic.FileAttributes & kRefused) == 0 && standard.NumberOfLinks == 1;
 }
 
 bool CutAt(HANDLE file, std::uint64_t length) {
@@ -43,12 +48,10 @@ LogFile::Outcome LogFile::Open(const std::u16string& path) {
 }
 
 bool LogFile::Append(std::span<const std::uint8_t> bytes) {
-  OVERLAPPED position{};
-  position.Offset = static_cast<DWORD>(m_length);
-  position.OffsetHigh = static_cast<DWORD>(m_length >> 32);
+  // The handle's own position is always the end of what is complete.
   DWORD written = 0;
   const BOOL done =
-      ::WriteFile(AsHandle(m_handle), bytes.data(), static_cast<DWORD>(bytes.size()), &written, &position);
+      ::WriteFile(AsHandle(m_handle), bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
   const bool complete = done && written == bytes.size();
   if (complete) m_length += bytes.size();
   if (complete && !m_hasOldContent) return true;
