@@ -7,7 +7,9 @@
 #include <fstream>
 #include <vector>
 
-#ifndef _WIN32
+#ifdef _WIN32
+#include <windows.h>
+#else
 #include <sys/stat.h>
 #endif
 
@@ -103,8 +105,15 @@ TEST_F(FileReaderTest, WhatIsNoRegularFileIsRefusedAtOnce) {
   EXPECT_EQ(Open(u""), QMF_FILE_NOT_OPENED);
   EXPECT_EQ(Open(u"http://host/film.mkv"), QMF_ERR_REMOTE_FILE_UNSUPPORTED);
 #ifdef _WIN32
-  EXPECT_EQ(Open(u"NUL"), QMF_FILE_NOT_OPENED);
-  EXPECT_EQ(Open(u"\\\\.\\pipe\\qmf-no-such-pipe"), QMF_FILE_NOT_OPENED);
+  const HANDLE pipe =
+      ::CreateNamedPipeW(L"\\\\.\\pipe\\qmf-file-reader-test", PIPE_ACCESS_OUTBOUND, 0, 1, 0, 0, 0, nullptr);
+  EXPECT_NE(pipe, INVALID_HANDLE_VALUE);
+  for (const char16_t* const name :
+       {u"NUL", u"\\\\.\\NUL", u"CONIN$", u"COM1", u"\\\\?\\", u"\\\\.\\pipe\\qmf-no-such-pipe",
+        u"\\\\.\\pipe\\qmf-file-reader-test"}) {
+    EXPECT_EQ(Open(name), QMF_FILE_NOT_OPENED);
+  }
+  ::CloseHandle(pipe);
 #else
   const std::filesystem::path pipe = m_folder / "pipe";
   ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);

@@ -103,28 +103,6 @@ TEST_F(OpenFiles, StayFreeToReadWriteRenameReplaceAndDelete) {
   }
 }
 
-TEST_F(OpenFiles, AreLetGoWithTheObject) {
-  const fs::path film = MakeFile("film.mkv");
-  auto handler = NewHandler();
-  ASSERT_EQ(Initialize(*handler.Get(), film.wstring()), S_OK);
-  const auto openAlone = [&] {
-    const HANDLE file = ::CreateFileW(film.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
-    return file != INVALID_HANDLE_VALUE && ::CloseHandle(file);
-  };
-  EXPECT_FALSE(openAlone());
-  handler.Reset();
-  EXPECT_TRUE(openAlone());
-}
-
-TEST_F(OpenFiles, MayHaveAnyNameThatAFileCanHave) {
-  for (const wchar_t* const name :
-       {L"\x00e4\x00f6\x00fc \x00df.mkv", L"\x65e5\x672c\x8a9e.mkv", L"\xd83c\xdfac film.mkv",
-        L"e\x0301 combining.mkv", L"100% #1 & 'two' (3) [4].mkv", L"\x0645\x0631\x062d\x0628\x0627.qivo",
-        L"no extension"}) {
-    EXPECT_EQ(TryOpen(MakeFile(name)), S_OK) << fs::path(name).u8string().size();
-  }
-}
-
 TEST_F(OpenFiles, MayLieBeyondTheClassicLimitOfPaths) {
   for (const std::size_t length : {247U, 248U, 259U, 260U, 261U, 400U, 1000U}) {
     fs::path name;
@@ -154,19 +132,6 @@ TEST_F(OpenFiles, MayBeNamedByShareAndFromTheCurrentFolder) {
   EXPECT_EQ(TryOpen(L"film.mkv"), S_OK);
   EXPECT_EQ(TryOpen(L".\\film.mkv"), S_OK);
   fs::current_path(before);
-}
-
-TEST_F(OpenFiles, AreFilesAndNothingElse) {
-  const HANDLE pipe =
-      ::CreateNamedPipeW(L"\\\\.\\pipe\\qivo-handler-test.mkv", PIPE_ACCESS_OUTBOUND, 0, 1, 0, 0, 0, nullptr);
-  EXPECT_NE(pipe, INVALID_HANDLE_VALUE);
-  for (const fs::path& path :
-       {m_folder, fs::path(L"\\\\.\\pipe\\qivo-handler-test.mkv"), fs::path(L"NUL"), fs::path(L"\\\\.\\NUL"),
-        fs::path(L"CONIN$"), fs::path(L"COM1"), fs::path(L"\\\\?\\"), m_folder / "missing.mkv",
-        fs::path(L"http://127.0.0.1/film.mkv")}) {
-    EXPECT_EQ(TryOpen(path), E_FAIL) << path;
-  }
-  ::CloseHandle(pipe);
 }
 
 }  // namespace

@@ -23,16 +23,14 @@ class SpsWriter {
     static constexpr std::uint8_t kProfiles[] = {66, 77, 88, 100, 110, 122, 144, 244, 44, 83, 86, 118, 128};
     if (m_random != nullptr) s.profile_idc = kProfiles[(*m_random)() % std::size(kProfiles)];
     w.Bits(s.profile_idc, 8);
-    for (std::uint8_t* const flag : {&s.constraint_set0_flag, &s.constraint_set1_flag,
-                                     &s.constraint_set2_flag, &s.constraint_set3_flag}) {
-      Flag(*flag);
-    }
+    Flag(s.constraint_set0_flag).Flag(s.constraint_set1_flag);
+    Flag(s.constraint_set2_flag).Flag(s.constraint_set3_flag);
     w.Bits(s.reserved_zero_4bits, 4).Bits(Draw(s.level_idc, 50, 10), 8);
     UE(s.seq_parameter_set_id, 32);
     if (IsHighProfile(s.profile_idc)) Chroma();
     PictureOrder();
     Geometry();
-    if (Flag(s.vui_parameters_present_flag)) Vui(hrdEntries);
+    if (Has(s.vui_parameters_present_flag)) Vui(hrdEntries);
     return NalUnit(static_cast<std::uint8_t>(0x60 | s.nal_unit_type), w.Trailing().Bytes());
   }
 
@@ -43,113 +41,95 @@ class SpsWriter {
       field = static_cast<Field>(first + static_cast<std::int64_t>((*m_random)() % count));
     return field;
   }
-  bool Flag(std::uint8_t& flag) {
-    w.Bits(Draw(flag, 2), 1);
-    return flag != 0;
-  }
   template <class Field>
-  void Fixed(Field& field, unsigned width) {
+  SpsWriter& Fixed(Field& field, unsigned width) {
     w.Bits(Draw(field, std::uint64_t{1} << width), width);
+    return *this;
   }
   template <class Field>
-  void UE(Field& field, std::uint32_t below) {
+  SpsWriter& UE(Field& field, std::uint32_t below) {
     w.UE(Draw(field, below));
+    return *this;
   }
+  SpsWriter& Flag(std::uint8_t& flag) { return Fixed(flag, 1); }
+  bool Has(std::uint8_t& flag) { return Flag(flag), flag != 0; }
 
   void Chroma() {
     UE(s.chroma_format_idc, 4);
     if (s.chroma_format_idc == 3) Flag(s.separate_colour_plane_flag);
-    UE(s.bit_depth_luma_minus8, 5);
-    UE(s.bit_depth_chroma_minus8, 5);
-    Flag(s.qpprime_y_zero_transform_bypass_flag);
-    if (!Flag(s.seq_scaling_matrix_present_flag)) return;
+    UE(s.bit_depth_luma_minus8, 5)
+        .UE(s.bit_depth_chroma_minus8, 5)
+        .Flag(s.qpprime_y_zero_transform_bypass_flag);
+    if (!Has(s.seq_scaling_matrix_present_flag)) return;
     for (std::size_t i = 0; i < (s.chroma_format_idc == 3 ? 12U : 8U); ++i) {
-      if (!Flag(s.seq_scaling_list_present_flag[i])) continue;
+      if (!Has(s.seq_scaling_list_present_flag[i])) continue;
       if (i < 6) ScalingList(s.scaling_list_4x4[i], s.use_default_scaling_matrix_4x4_flag[i]);
       if (i >= 6) ScalingList(s.scaling_list_8x8[i - 6], s.use_default_scaling_matrix_8x8_flag[i - 6]);
     }
   }
   // Wrapped deltas are as good as small ones: the reader takes them modulo 256.
   void ScalingList(std::span<std::uint16_t> list, std::uint8_t& useDefault) {
+    const bool drawsDefault = Draw(useDefault, 2) != 0;
+    if (drawsDefault && m_random != nullptr) std::ranges::fill(list, std::uint16_t{8});
+    if (drawsDefault) w.SE(-8);
     int last = 8;
-    if (Draw(useDefault, 2) != 0) {
-      w.SE(-last);
-      if (m_random != nullptr) std::ranges::fill(list, std::uint16_t{8});
-      return;
-    }
-    for (std::uint16_t& entry : list) {
-      w.SE(Draw(entry, 255, 1) - last);
-      last = entry;
-    }
+    for (std::size_t i = 0; !drawsDefault && i < list.size(); last = list[i++])
+      w.SE(Draw(list[i], 255, 1) - last);
   }
   void PictureOrder() {
-    UE(s.log2_max_frame_num_minus4, 29);
-    UE(s.pic_order_cnt_type, 3);
+    UE(s.log2_max_frame_num_minus4, 29).UE(s.pic_order_cnt_type, 3);
     if (s.pic_order_cnt_type == 0) UE(s.log2_max_pic_order_cnt_lsb_minus4, 13);
     if (s.pic_order_cnt_type != 1) return;
     Flag(s.delta_pic_order_always_zero_flag);
     w.SE(Draw(s.offset_for_non_ref_pic, 2000, -1000)).SE(Draw(s.offset_for_top_to_bottom_field, 1, -0x7FFF));
     UE(s.num_ref_frames_in_pic_order_cnt_cycle, 200);
     for (std::uint32_t i = 0; i < s.num_ref_frames_in_pic_order_cnt_cycle; ++i) {
-      std::int32_t further = 7;  // Read and dropped.
-      w.SE(Draw(i < H264HdrSeqParSet::kMaxStoredRefFrameOffsets ? s.offset_for_ref_frame[i] : further, 100,
-                -50));
+      std::int32_t dropped = 7;
+      const bool isKept = i < H264HdrSeqParSet::kMaxStoredRefFrameOffsets;
+      w.SE(Draw(isKept ? s.offset_for_ref_frame[i] : dropped, 100, -50));
     }
   }
   void Geometry() {
-    UE(s.num_ref_frames, 17);
-    Flag(s.gaps_in_frame_num_value_allowed_flag);
-    UE(s.pic_width_in_mbs_minus1, 0xFFFF);
-    UE(s.pic_height_in_map_units_minus1, 0xFFFF);
-    if (!Flag(s.frame_mbs_only_flag)) Flag(s.mb_adaptive_frame_field_flag);
+    UE(s.num_ref_frames, 17).Flag(s.gaps_in_frame_num_value_allowed_flag);
+    UE(s.pic_width_in_mbs_minus1, 0xFFFF).UE(s.pic_height_in_map_units_minus1, 0xFFFF);
+    if (!Has(s.frame_mbs_only_flag)) Flag(s.mb_adaptive_frame_field_flag);
     Flag(s.direct_8x8_inference_flag);
-    if (!Flag(s.frame_cropping_flag)) return;
-    for (std::uint32_t* const crop : {&s.frame_crop_left_offset, &s.frame_crop_right_offset,
-                                      &s.frame_crop_top_offset, &s.frame_crop_bottom_offset}) {
-      UE(*crop, 1000);
-    }
+    if (!Has(s.frame_cropping_flag)) return;
+    UE(s.frame_crop_left_offset, 1000).UE(s.frame_crop_right_offset, 1000);
+    UE(s.frame_crop_top_offset, 1000).UE(s.frame_crop_bottom_offset, 1000);
   }
   void Vui(std::uint32_t hrdEntries) {
-    if (Flag(s.aspect_ratio_info_present_flag)) {
-      if (m_random != nullptr && (*m_random)() % 2 != 0) {
-        w.Bits(s.aspect_ratio_idc = 255, 8);
-      } else {
-        Fixed(s.aspect_ratio_idc, 8);
-      }
+    if (Has(s.aspect_ratio_info_present_flag)) {
+      // Most drawn sets have an extended ratio.
+      if (Draw(s.aspect_ratio_idc, 512) > 16 && m_random != nullptr) s.aspect_ratio_idc = 255;
+      w.Bits(s.aspect_ratio_idc, 8);
       if (s.aspect_ratio_idc == 255) w.Bits(Draw(s.sar_width, 65536), 16).Bits(Draw(s.sar_height, 1, 7), 16);
     }
-    if (Flag(s.overscan_info_present_flag)) Flag(s.overscan_appropriate_flag);
+    if (Has(s.overscan_info_present_flag)) Flag(s.overscan_appropriate_flag);
     VideoSignal();
-    if (Flag(s.timing_info_present_flag)) {
-      Fixed(s.num_units_in_tick, 32);
-      Fixed(s.time_scale, 32);
-      Flag(s.fixed_frame_rate_flag);
+    if (Has(s.timing_info_present_flag)) {
+      Fixed(s.num_units_in_tick, 32).Fixed(s.time_scale, 32).Flag(s.fixed_frame_rate_flag);
     }
-    if (Flag(s.nal_hrd_parameters_present_flag)) Hrd(hrdEntries, true);
-    if (Flag(s.vcl_hrd_parameters_present_flag)) Hrd(hrdEntries, s.nal_hrd_parameters_present_flag == 0);
+    if (Has(s.nal_hrd_parameters_present_flag)) Hrd(hrdEntries, true);
+    if (Has(s.vcl_hrd_parameters_present_flag)) Hrd(hrdEntries, s.nal_hrd_parameters_present_flag == 0);
     if (s.nal_hrd_parameters_present_flag + s.vcl_hrd_parameters_present_flag > 0) Flag(s.low_delay_hrd_flag);
     Flag(s.pic_struct_present_flag);
-    if (!Flag(s.bitstream_restriction_flag)) return;
-    Flag(s.motion_vectors_over_pic_boundaries_flag);
-    for (std::uint32_t* const field :
-         {&s.max_bytes_per_pic_denom, &s.max_bits_per_mb_denom, &s.log2_max_mv_length_horizontal,
-          &s.log2_max_mv_length_vertical, &s.num_reorder_frames, &s.max_dec_frame_buffering}) {
-      UE(*field, 40);
-    }
+    if (!Has(s.bitstream_restriction_flag)) return;
+    Flag(s.motion_vectors_over_pic_boundaries_flag)
+        .UE(s.max_bytes_per_pic_denom, 40)
+        .UE(s.max_bits_per_mb_denom, 40);
+    UE(s.log2_max_mv_length_horizontal, 40).UE(s.log2_max_mv_length_vertical, 40);
+    UE(s.num_reorder_frames, 40).UE(s.max_dec_frame_buffering, 40);
   }
   void VideoSignal() {
-    if (Flag(s.video_signal_type_present_flag)) {
-      Fixed(s.video_format, 3);
-      Flag(s.video_full_range_flag);
-      if (Flag(s.colour_description_present_flag)) {
-        Fixed(s.colour_primaries, 8);
-        Fixed(s.transfer_characteristics, 8);
-        Fixed(s.matrix_coefficients, 8);
+    if (Has(s.video_signal_type_present_flag)) {
+      Fixed(s.video_format, 3).Flag(s.video_full_range_flag);
+      if (Has(s.colour_description_present_flag)) {
+        Fixed(s.colour_primaries, 8).Fixed(s.transfer_characteristics, 8).Fixed(s.matrix_coefficients, 8);
       }
     }
-    if (!Flag(s.chroma_loc_info_present_flag)) return;
-    UE(s.chroma_sample_loc_type_top_field, 6);
-    UE(s.chroma_sample_loc_type_bottom_field, 6);
+    if (!Has(s.chroma_loc_info_present_flag)) return;
+    UE(s.chroma_sample_loc_type_top_field, 6).UE(s.chroma_sample_loc_type_bottom_field, 6);
   }
   // Of two the second's lengths are kept, so both have the same.
   void Hrd(std::uint32_t entries, bool first) {
