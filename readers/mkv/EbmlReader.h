@@ -25,11 +25,11 @@ struct EbmlElement {
   std::uint64_t Size() const { return end - payload; }
 };
 
-/// What reading one file may cost, whatever the file says: with the windows and lists around them, at most
-/// 16 MiB read and as much memory.
+/// What reading one file may cost, whatever the file says: with chapters, the files that these name, and the
+/// windows and lists around them, at most 16 MiB read and as much memory.
 struct EbmlLimits {
   std::uint64_t elements = 250'000;
-  std::uint64_t bytesRead = 14U << 20;
+  std::uint64_t bytesRead = 9U << 20;
   std::uint64_t bytesKept = 7U << 20;  ///< Of strings, binary values and lists together.
 };
 

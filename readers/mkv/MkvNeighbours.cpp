@@ -1,6 +1,7 @@
 #include "readers/mkv/MkvNeighbours.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "framework/Folder.h"
 #include "framework/PathSplitter.h"
@@ -10,7 +11,8 @@ namespace qmf {
 namespace {
 
 constexpr std::size_t kMostEntriesListed = 4096;
-constexpr std::size_t kMostFilesRead = 256;
+// Files that are opened, for their UID or for good: as many as a title may have segments.
+constexpr std::size_t kMostOpened = 100;
 // Of each file that is asked for its UID.
 constexpr EbmlLimits kLimits = {.elements = 1000, .bytesRead = 16U << 10, .bytesKept = 16U << 10};
 
@@ -34,7 +36,7 @@ std::size_t CommonPrefix(std::u16string_view a, std::u16string_view b) {
 }  // namespace
 
 MkvNeighbours::MkvNeighbours(std::u16string_view path, QMFAllocator* memory)
-    : m_memory(memory), m_path(path, memory), m_readsLeft(kMostFilesRead), m_files(memory) {}
+    : m_memory(memory), m_path(path, memory), m_opensLeft(kMostOpened), m_files(memory) {}
 
 // The parts of a work have names that begin alike, so these come first; among equals the name decides, so
 // that the limits strike the same files everywhere.
@@ -54,12 +56,12 @@ void MkvNeighbours::List() {
 }
 
 void MkvNeighbours::ReadUid(File& file) {
-  if (file.read || m_readsLeft == 0) return;
-  --m_readsLeft;
+  if (file.read || m_opensLeft == 0) return;
   file.read = true;
-  const std::shared_ptr<FileReader> opened = Open(file);
-  if (opened == nullptr) return;
-  MkvSegment segment(opened, m_memory);
+  m_latest = Open(file);
+  m_latestFile = &file;
+  if (m_latest == nullptr) return;
+  MkvSegment segment(m_latest, m_memory);
   if (ReadMkvSegmentInfo(segment, kLimits) == QMF_OK && segment.info) file.uid = segment.info->segmentUid;
 }
 
@@ -70,6 +72,7 @@ const MkvNeighbours::File* MkvNeighbours::FindUid(const MkvSegmentUid& uid) {
     ReadUid(file);
     if (file.uid == uid) return &file;
   }
+  m_latest.reset();
   return nullptr;
 }
 
@@ -80,7 +83,11 @@ const MkvNeighbours::File* MkvNeighbours::FindName(std::u16string_view name) {
   return file == m_files.end() ? nullptr : &*file;
 }
 
-std::shared_ptr<FileReader> MkvNeighbours::Open(const File& file) const {
+// Whoever found a file by its UID gets the reader that found it.
+std::shared_ptr<FileReader> MkvNeighbours::Open(const File& file) {
+  if (m_latestFile == &file && m_latest != nullptr) return std::move(m_latest);
+  if (m_opensLeft == 0) return nullptr;
+  --m_opensLeft;
   std::pmr::u16string path(FolderOfPath(m_path), m_memory);
   path += file.name;
   std::shared_ptr<FileReader> reader;

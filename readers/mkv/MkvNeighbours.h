@@ -35,8 +35,8 @@ class MkvNeighbours {
   /// The file of this name, or null; letters of ASCII match in both cases.
   const File* FindName(std::u16string_view name);
 
-  /// Opens a file that was found; null when that fails.
-  std::shared_ptr<FileReader> Open(const File& file) const;
+  /// Opens a file that was found; null when that fails, and when a hundred were opened.
+  std::shared_ptr<FileReader> Open(const File& file);
 
  private:
   void List();
@@ -45,8 +45,10 @@ class MkvNeighbours {
   QMFAllocator* const m_memory;
   const std::pmr::u16string m_path;
   bool m_listed = false;
-  std::size_t m_readsLeft;
+  std::size_t m_opensLeft;
   std::pmr::vector<File> m_files;
+  std::shared_ptr<FileReader> m_latest;  ///< Of the file that was opened last.
+  const File* m_latestFile = nullptr;
 };
 
 }  // namespace qmf

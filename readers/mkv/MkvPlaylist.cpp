@@ -14,7 +14,7 @@ constexpr std::uint32_t kMostChaptersPlayed = 100'000;
 // Editions inside editions.
 constexpr std::size_t kMostNested = 8;
 // Editions of other segments: each costs reading that file's tracks and chapters.
-constexpr int kMostEditionsOfOthers = 8;
+constexpr int kMostEditionsOfOthers = 4;
 constexpr std::uint64_t kNanosecondsPerUnit = 100;
 // A sum of two does not overflow.
 constexpr std::int64_t kLongest = std::numeric_limits<std::int64_t>::max() / 2;

@@ -18,6 +18,7 @@ void UseFile(const FuzzInput& input, test::BudgetHeap& heap) {
   const auto reader = input.MakeReader();
   const test::ReadingCosts costs(*reader);
   const SharedFileScope named(kName, reader);
+  const SharedFileScope beside(u"beside.mkv", input.Second().MakeReader());
   QMFContainer* container = nullptr;
   const QMFResult opened = OpenContainer(&container, kName, &heap);
   test::RequireKnown(opened);

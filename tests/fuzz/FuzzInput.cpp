@@ -1,5 +1,7 @@
 #include "tests/fuzz/FuzzInput.h"
 
+#include <algorithm>
+
 namespace qmf::fuzz {
 namespace {
 
@@ -21,6 +23,12 @@ FuzzInput::FuzzInput(std::span<const std::uint8_t> input) : m_bytes(input) {
 
 std::shared_ptr<FileReader> FuzzInput::MakeReader() const {
   return std::make_shared<FileReader>(std::make_shared<test::FaultyFile>(m_bytes, m_faults));
+}
+
+FuzzInput FuzzInput::Second() const {
+  constexpr std::uint8_t kMagic[] = {0x1A, 0x45, 0xDF, 0xA3};
+  const auto from = m_bytes.begin() + std::min<std::ptrdiff_t>(1, std::ssize(m_bytes));
+  return FuzzInput({std::search(from, m_bytes.end(), std::begin(kMagic), std::end(kMagic)), m_bytes.end()});
 }
 
 std::uint32_t FuzzInput::Variant() const {

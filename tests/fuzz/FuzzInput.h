@@ -15,6 +15,8 @@ class FuzzInput {
   explicit FuzzInput(std::span<const std::uint8_t> input);
 
   std::shared_ptr<FileReader> MakeReader() const;
+  /// What begins like a second Matroska file inside the bytes, as a file of its own; else without bytes.
+  FuzzInput Second() const;
   /// Differs between inputs, for choices that nothing else makes.
   std::uint32_t Variant() const;
 
