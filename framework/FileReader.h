@@ -74,8 +74,8 @@ class FileReader {
 
   // What the window has of these bytes. An offset before it wraps and so lies behind it.
   std::span<const std::uint8_t> Window(std::uint64_t offset, std::size_t count) const {
-    const std::uint64_t skipped = offset - m_windowOffset;
-    if (skipped >= m_windowFilled) return {};
+    if (offset - m_windowOffset >= m_windowFilled) return {};
+    const auto skipped = static_cast<std::size_t>(offset - m_windowOffset);
     return {m_window + skipped, std::min<std::size_t>(count, m_windowFilled - skipped)};
   }
 

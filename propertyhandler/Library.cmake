@@ -1,13 +1,14 @@
 # QivoPropertyHandler.dll, the COM server around the seven values.
 
 # From the interface definition: header, class and interface ids, type library, proxy and stub.
-find_program(WIDL x86_64-w64-mingw32-widl REQUIRED)
+find_program(WIDL ${triplet}-widl REQUIRED)
+math(EXPR bits "8 * ${CMAKE_SIZEOF_VOID_P}")
 set(idl ${CMAKE_CURRENT_SOURCE_DIR}/QivoPropertyHandler.idl)
 set(generated ${CMAKE_CURRENT_BINARY_DIR}/generated)
 set(stem ${generated}/propertyhandler/QivoPropertyHandler)
 file(MAKE_DIRECTORY ${generated}/propertyhandler)
 # A fixed time of making: the same sources give the same library.
-set(widl ${CMAKE_COMMAND} -E env WIDL_TIME_OVERRIDE=0 ${WIDL} -m64 -I ${CMAKE_CURRENT_SOURCE_DIR}/midl)
+set(widl ${CMAKE_COMMAND} -E env WIDL_TIME_OVERRIDE=0 ${WIDL} -m${bits} -I ${CMAKE_CURRENT_SOURCE_DIR}/midl)
 add_custom_command(
   OUTPUT ${stem}.h ${stem}_i.c ${stem}.tlb ${stem}_p.c ${stem}_dlldata.c
   COMMAND ${widl} -h -H ${stem}.h ${idl}
@@ -44,16 +45,22 @@ add_library(qivo_server INTERFACE)
 target_sources(qivo_server INTERFACE $<TARGET_OBJECTS:qivo_handler> $<TARGET_OBJECTS:qivo_proxy>)
 target_link_libraries(qivo_server INTERFACE qmf_properties qivo_ids rpcrt4)
 
-set(resource_files AppId.rgs QivoPropertyHandlerObj.rgs QivoPropertyHandler.manifest)
+set(resource_files AppId.rgs QivoPropertyHandlerObj.rgs)
 add_library(QivoPropertyHandler SHARED QivoPropertyHandler.rc QivoPropertyHandler.def)
 qmf_target(QivoPropertyHandler)
 set_target_properties(QivoPropertyHandler PROPERTIES PREFIX "" LINKER_LANGUAGE CXX)
 target_link_libraries(QivoPropertyHandler PRIVATE qivo_server qmf)
 target_link_options(QivoPropertyHandler PRIVATE
-  -Wl,--dynamicbase,--high-entropy-va,--nxcompat,--no-insert-timestamp)
+  -Wl,--dynamicbase,--nxcompat $<IF:$<EQUAL:${bits},64>,-Wl$<COMMA>--high-entropy-va,-Wl$<COMMA>--enable-stdcall-fixup>)
+set(architecture x86)
+if(bits EQUAL 64)
+  set(architecture amd64)
+endif()
+set(manifest ${generated}/QivoPropertyHandler.manifest)
+configure_file(QivoPropertyHandler.manifest.in ${manifest} @ONLY)
 string(REPLACE "." "," version_numbers "${PROJECT_VERSION},0")
 list(TRANSFORM resource_files PREPEND ${CMAKE_CURRENT_SOURCE_DIR}/)
 set_source_files_properties(QivoPropertyHandler.rc PROPERTIES
-  OBJECT_DEPENDS "${resource_files};${stem}.tlb"
-  INCLUDE_DIRECTORIES "${PROJECT_SOURCE_DIR};${CMAKE_CURRENT_SOURCE_DIR};${generated}/propertyhandler"
+  OBJECT_DEPENDS "${resource_files};${manifest};${stem}.tlb"
+  INCLUDE_DIRECTORIES "${PROJECT_SOURCE_DIR};${CMAKE_CURRENT_SOURCE_DIR};${generated};${generated}/propertyhandler"
   COMPILE_DEFINITIONS "QIVO_VERSION_NUMBERS=${version_numbers};QIVO_VERSION=${PROJECT_VERSION}")

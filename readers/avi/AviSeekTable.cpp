@@ -53,7 +53,7 @@ void AviSeekTable::Note(const AviPosition& position, bool isKey) {
   if (m_frames == std::uint64_t{m_capacity} * m_framesPerEntry) HalveEntries();
   if (m_full) return;
   if (m_frames % m_framesPerEntry == 0) StartEntry(position);
-  m_entries[m_frames / m_framesPerEntry].keys.set(m_frames % m_framesPerEntry, isKey);
+  m_entries[m_frames / m_framesPerEntry].keys.set(PlaceInEntry(m_frames), isKey);
   ++m_frames;
 }
 
@@ -80,7 +80,7 @@ void AviSeekTable::HalveEntries() {
 }
 
 bool AviSeekTable::IsKey(std::uint64_t frame) const {
-  return frame < m_frames && m_entries[frame / m_framesPerEntry].keys[frame % m_framesPerEntry];
+  return frame < m_frames && m_entries[frame / m_framesPerEntry].keys[PlaceInEntry(frame)];
 }
 
 std::optional<std::uint64_t> AviSeekTable::LastKeyBeforeEntry(std::uint32_t entry) const {
@@ -100,7 +100,7 @@ std::optional<std::uint64_t> AviSeekTable::KeyAtOrBefore(std::uint64_t frame) co
   frame = std::min(frame, m_frames - 1);
   const auto entry = static_cast<std::uint32_t>(frame / m_framesPerEntry);
   const std::uint64_t first = std::uint64_t{entry} * m_framesPerEntry;
-  for (std::uint64_t i = frame - first + 1; i > 0; --i) {
+  for (std::uint32_t i = PlaceInEntry(frame) + 1; i > 0; --i) {
     if (m_entries[entry].keys[i - 1]) return first + i - 1;
   }
   return LastKeyBeforeEntry(entry);

@@ -57,6 +57,9 @@ class AviSeekTable {
   const AviPosition* BeforeCount(std::size_t place, std::uint64_t count) const;
 
  private:
+  std::uint32_t PlaceInEntry(std::uint64_t frame) const {
+    return static_cast<std::uint32_t>(frame % m_framesPerEntry);
+  }
   using Keys = std::bitset<448>;
   struct Entry {
     AviPosition first;

@@ -21,12 +21,11 @@ std::uint64_t CountsPerUnit(const AviStream& stream) {
 
 // The largest number of units that last no longer than `time`.
 std::uint64_t UnitsWithin(std::int64_t time, const AviStreamHeader& header) {
-  const Uint128 divisor = Uint128{header.Scale()} * kTimeUnitsPerSecond;
-  if (divisor == 0 || header.Rate() == 0) return UINT64_MAX;
-  const auto units =
-      std::min<Uint128>(Uint128{static_cast<std::uint64_t>(time)} * header.Rate() / divisor, UINT64_MAX - 1);
+  if (header.Scale() == 0 || header.Rate() == 0) return UINT64_MAX;
+  const std::uint64_t units = MultiplyDivide(static_cast<std::uint64_t>(time), header.Rate(),
+                                             std::uint64_t{header.Scale()} * kTimeUnitsPerSecond);
   // Times are truncated: the next unit's may be this one all the same.
-  const auto next = static_cast<std::uint64_t>(units) + 1;
+  const std::uint64_t next = std::min(units, UINT64_MAX - 1) + 1;
   return AviUnitsToTime(next, header) <= time ? next : next - 1;
 }
 
@@ -41,8 +40,12 @@ std::optional<std::uint64_t> AviCountAt(const AviStream& stream, std::int64_t ti
   const std::uint64_t units = UnitsWithin(std::max<std::int64_t>(time, 0), stream.header);
   const std::uint64_t start = stream.header.Start();
   if (units < start) return std::nullopt;
-  const Uint128 count = (Uint128{units - start} + 1) * CountsPerUnit(stream) - 1;
-  return static_cast<std::uint64_t>(std::min<Uint128>(count, UINT64_MAX));
+  // The last count of that unit.
+  const std::uint64_t perUnit = CountsPerUnit(stream);
+  std::uint64_t count = 0;
+  const bool tooMany = __builtin_mul_overflow(units - start, perUnit, &count) ||
+                       __builtin_add_overflow(count, perUnit - 1, &count);
+  return tooMany ? UINT64_MAX : count;
 }
 
 std::optional<std::int64_t> AviTitleDuration(const AviTitle& title) {

@@ -42,17 +42,16 @@ bool HasKnownExtension(const char16_t* path) {
 bool HasFramesBehindGarbage(FileReader& file, std::uint64_t start) {
   AdtsFrames frames(file);
   const auto head = file.View(start, kSearched);
-  const std::uint64_t end =
-      start + head.size() - std::min<std::size_t>(head.size(), SPL_AAC::AACHdrADTS::kFixedSize);
-  for (std::uint64_t at = start; at < end; ++at) {
-    const auto rest = head.subspan(at - start);
+  const std::size_t end = head.size() - std::min<std::size_t>(head.size(), SPL_AAC::AACHdrADTS::kFixedSize);
+  for (std::size_t at = 0; at < end; ++at) {
+    const auto rest = head.subspan(at);
     const void* const sync = std::memchr(rest.data(), 0xFF, rest.size());
     if (sync == nullptr) return false;
-    at += static_cast<std::uint64_t>(static_cast<const std::uint8_t*>(sync) - rest.data());
-    const auto second = head.subspan(at - start + 1);
+    at += static_cast<std::size_t>(static_cast<const std::uint8_t*>(sync) - rest.data());
+    const auto second = head.subspan(at + 1);
     if (!second.empty() && (second[0] & kSecondMask) != kSecondOfSync) continue;
     std::uint64_t behind = 0;
-    if (frames.CountChain(at, kPossibleChain, behind, end) == kPossibleChain) return true;
+    if (frames.CountChain(start + at, kPossibleChain, behind, start + end) == kPossibleChain) return true;
   }
   return false;
 }

@@ -56,7 +56,8 @@ QMFResult EbmlReader::CheckPresent(const EbmlElement& element) const {
 QMFResult EbmlReader::ReadHeader(std::uint64_t at, std::uint64_t parentEnd, EbmlElement& element) {
   QMF_RETURN_IF_NONZERO(SpendElement());
   if (at >= m_fileSize) return QMF_ERR_END_OF_STREAM;
-  const Bytes bytes = m_file.View(at, std::min<std::uint64_t>(kMaxHeaderLength, m_fileSize - at));
+  const Bytes bytes =
+      m_file.View(at, static_cast<std::size_t>(std::min<std::uint64_t>(kMaxHeaderLength, m_fileSize - at)));
   EbmlVarInt id;
   QMF_RETURN_IF_NONZERO(ReadVarInt(bytes, kMaxIdLength, id));
   if (id.IsAllOnes()) return QMF_FAILURE;
@@ -74,7 +75,7 @@ QMFResult EbmlReader::ReadIntegerBytes(const EbmlElement& element, std::uint64_t
   const std::uint64_t size = element.Size();
   if (size > sizeof(value)) return QMF_FAILURE;
   QMF_RETURN_IF_NONZERO(CheckPresent(element));
-  const Bytes bytes = m_file.View(element.payload, size);
+  const Bytes bytes = m_file.View(element.payload, static_cast<std::size_t>(size));
   if (bytes.size() != size) return QMF_ERR_END_OF_STREAM;
   value = LoadBE(bytes.data(), bytes.size());
   return QMF_OK;
@@ -116,10 +117,10 @@ QMFResult EbmlReader::Read(const EbmlElement& element, double& value) {
 }
 
 QMFResult EbmlReader::Read(const EbmlElement& element, std::pmr::u16string& value) {
-  const std::uint64_t size = element.Size();
-  if (size > kMaxTextSize) return QMF_FAILURE;
+  if (element.Size() > kMaxTextSize) return QMF_FAILURE;
+  const auto size = static_cast<std::size_t>(element.Size());
   QMF_RETURN_IF_NONZERO(CheckPresent(element));
-  QMF_RETURN_IF_NONZERO(Keep(size * sizeof(char16_t)));
+  QMF_RETURN_IF_NONZERO(Keep(std::uint64_t{size} * sizeof(char16_t)));
   Bytes bytes = m_file.View(element.payload, size);
   std::pmr::vector<std::uint8_t> large(m_memory);
   if (size > FileReader::kWindowSize) {
@@ -134,7 +135,7 @@ QMFResult EbmlReader::Read(const EbmlElement& element, std::pmr::u16string& valu
 QMFResult EbmlReader::Read(const EbmlElement& element, std::pmr::vector<std::uint8_t>& value) {
   QMF_RETURN_IF_NONZERO(CheckPresent(element));
   QMF_RETURN_IF_NONZERO(Keep(element.Size()));
-  value.resize(element.Size());
+  value.resize(static_cast<std::size_t>(element.Size()));
   if (m_file.ReadAt(element.payload, value.data(), value.size()) == value.size()) return QMF_OK;
   value.clear();
   return QMF_ERR_END_OF_STREAM;

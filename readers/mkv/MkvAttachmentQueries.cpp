@@ -63,7 +63,7 @@ QMFResult Link(const Query& query) {
   if (query.index >= tracks.size()) return QMF_ERR_INVALID_STREAM;
   const auto& links = tracks[query.index].attachmentLinks;
   if (query.data.value >= links.size()) return QMF_ERR_ATTACHMENT_LINK_INVALID;
-  return query.Number(links[query.data.value]);
+  return query.Number(links[static_cast<std::size_t>(query.data.value)]);
 }
 
 constexpr QueryRow<Query> kQueries[] = {

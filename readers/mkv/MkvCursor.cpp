@@ -122,7 +122,8 @@ QMFResult MkvCursor::StepInCluster(const EbmlElement& element, MkvFoundBlock& bl
 
 // False for a block without a whole header: nobody can tell whose it is.
 bool MkvCursor::TakeBlock(MkvFoundBlock& block) {
-  const std::size_t size = std::min<std::uint64_t>(kLongestBlockHeader, block.element.Size());
+  const auto size =
+      static_cast<std::size_t>(std::min<std::uint64_t>(kLongestBlockHeader, block.element.Size()));
   return ReadMkvBlockHeader(m_file.View(block.element.payload, size), block.header) == QMF_OK;
 }
 

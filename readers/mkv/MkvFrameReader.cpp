@@ -52,7 +52,8 @@ QMFResult MkvFrameReader::CutIntoFrames() {
   m_frame = 0;
   std::span<const std::uint8_t> bytes;
   if (m_block.header.lacing != MkvBlockHeader::kNone) {
-    bytes = m_segment.file->View(start, std::min<std::uint64_t>(size, FileReader::kWindowSize));
+    bytes = m_segment.file->View(
+        start, static_cast<std::size_t>(std::min<std::uint64_t>(size, FileReader::kWindowSize)));
   }
   std::size_t length = 0;
   if (ReadMkvLacing(bytes, size, m_block.header.lacing, m_frames, length) != QMF_OK) {
@@ -63,7 +64,7 @@ QMFResult MkvFrameReader::CutIntoFrames() {
   return QMF_OK;
 }
 
-QMFResult MkvFrameReader::ReadEncoded(const MkvTrack& track, std::uint64_t size, QMFBlock& block) {
+QMFResult MkvFrameReader::ReadEncoded(const MkvTrack& track, std::size_t size, QMFBlock& block) {
   m_encoded.resize(size);
   if (m_segment.file->ReadAt(m_offset, m_encoded.data(), size) != size) return QMF_ERR_END_OF_STREAM;
   QMF_RETURN_IF_NONZERO(UndoEncodings(track, kScopeBlocks, kMaxBlockSize, m_encoded));
@@ -76,10 +77,11 @@ QMFResult MkvFrameReader::ReadEncoded(const MkvTrack& track, std::uint64_t size,
 QMFResult MkvFrameReader::ReadBytes(const MkvTrack& track, std::uint64_t size, QMFBlock& block) {
   if (m_block.encrypted) return QMF_ERR_CODEC_UNSUPPORTED;
   if (size > kMaxBlockSize) return QMF_ERR_BLOCK_READ_FAILURE;
-  if (IsEncoded(track, kScopeBlocks)) return ReadEncoded(track, size, block);
+  const auto bytes = static_cast<std::size_t>(size);
+  if (IsEncoded(track, kScopeBlocks)) return ReadEncoded(track, bytes, block);
   block.required = static_cast<std::uint32_t>(size);
   if (block.required > block.capacity) return QMF_ERR_BLOCK_BUFFER_TOO_SMALL;
-  return m_segment.file->ReadAt(m_offset, block.data, size) == size ? QMF_OK : QMF_ERR_END_OF_STREAM;
+  return m_segment.file->ReadAt(m_offset, block.data, bytes) == bytes ? QMF_OK : QMF_ERR_END_OF_STREAM;
 }
 
 // Frames of a lace follow each other by the frame duration; where it is unknown, by their share of the

@@ -44,7 +44,7 @@ class MkvFrameReader {
  private:
   QMFResult CutIntoFrames();
   QMFResult ReadBytes(const MkvTrack& track, std::uint64_t size, QMFBlock& block);
-  QMFResult ReadEncoded(const MkvTrack& track, std::uint64_t size, QMFBlock& block);
+  QMFResult ReadEncoded(const MkvTrack& track, std::size_t size, QMFBlock& block);
   void SetTimes(const MkvTrack& track, bool whole, QMFBlock& block) const;
 
   const MkvSegment& m_segment;

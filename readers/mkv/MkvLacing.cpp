@@ -65,7 +65,7 @@ QMFResult ReadSizes(LacingHead& head, MkvBlockHeader::Lacing lacing, std::uint64
 
 QMFResult CutEvenly(std::uint64_t count, std::uint64_t size, std::pmr::vector<std::uint64_t>& frames) {
   if (size % count != 0) return QMF_FAILURE;
-  frames.assign(count, size / count);
+  frames.assign(static_cast<std::size_t>(count), size / count);
   return QMF_OK;
 }
 

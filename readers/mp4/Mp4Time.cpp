@@ -1,5 +1,6 @@
 #include "readers/mp4/Mp4Time.h"
 
+#include <algorithm>
 #include <limits>
 #include <utility>
 
@@ -23,7 +24,8 @@ std::int64_t Rescale(std::int64_t ticks, std::uint32_t from, std::uint32_t to) {
   if (from == 0) return 0;
   const std::uint64_t magnitude =
       ticks < 0 ? 0 - static_cast<std::uint64_t>(ticks) : static_cast<std::uint64_t>(ticks);
-  const auto rescaled = static_cast<std::int64_t>(SaturateTime((Uint128{magnitude} * to + from / 2) / from));
+  const auto rescaled = static_cast<std::int64_t>(
+      std::min<std::uint64_t>(MultiplyDivide(magnitude, to, from, from / 2), INT64_MAX));
   return ticks < 0 ? -rescaled : rescaled;
 }
 

@@ -64,8 +64,9 @@ TEST(LibraryFile, NeedsNothingThatTheSystemDoesNotBring) {
 
 TEST(LibraryFile, MayLieAnywhereAndRunsNoData) {
   const Library library;
-  constexpr unsigned kWanted = IMAGE_DLLCHARACTERISTICS_DYNAMIC_BASE | IMAGE_DLLCHARACTERISTICS_NX_COMPAT |
-                               0x20 /* high-entropy addresses */;
+  constexpr unsigned kHighEntropy = sizeof(void*) == 8 ? 0x20 : 0;
+  constexpr unsigned kWanted =
+      IMAGE_DLLCHARACTERISTICS_DYNAMIC_BASE | IMAGE_DLLCHARACTERISTICS_NX_COMPAT | kHighEntropy;
   EXPECT_EQ(Header(library.Module()).DllCharacteristics & kWanted, kWanted);
   EXPECT_NE(Header(library.Module()).DataDirectory[IMAGE_DIRECTORY_ENTRY_BASERELOC].Size, 0U);
 }
