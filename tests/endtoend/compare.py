@@ -5,6 +5,7 @@ import argparse
 import shlex
 import sys
 
+import compare_chapters
 import compare_packets
 import compare_properties
 import media
@@ -29,6 +30,8 @@ def main():
             found += compare_packets.compare(qmfinfo, recipe, path)
         if recipe.properties:
             found += compare_properties.compare(qmfinfo, recipe, path)
+        if recipe.chapters:
+            found += compare_chapters.compare(qmfinfo, path)
         print(f"{recipe.name}: {'; '.join(found) or 'same'}", flush=True)
         different += bool(found)
     return 1 if different else 0

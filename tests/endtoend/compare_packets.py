@@ -22,10 +22,24 @@ def complaint(number, block, packet, slack):
     return None
 
 
+def played(recipe, path):
+    """The packets that are to be delivered: the file's own, or of each stretch that is played, at its time there."""
+    at = 0
+    for name, start, end in recipe.plays:
+        for kind, stream, (units, denominator), *data in peers.ffprobe_packets(
+            path.with_name(name), recipe.time, recipe.ffprobe
+        ):
+            if start * denominator <= units < end * denominator:
+                yield kind, stream, (units + (at - start) * denominator, denominator), *data
+        at += end - start
+    if not recipe.plays:
+        yield from peers.ffprobe_packets(path, recipe.time, recipe.ffprobe)
+
+
 def compare(qmfinfo, recipe, path):
     """The differences, as sentences."""
     *blocks, end = qmfinfo.blocks(path)
-    packets = list(peers.ffprobe_packets(path, recipe.time, recipe.ffprobe))
+    packets = list(played(recipe, path))
     if not recipe.in_order:
         blocks.sort(key=lambda block: (block["kind"], block["stream"]))
         packets.sort(key=lambda packet: packet[:2])

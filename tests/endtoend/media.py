@@ -17,6 +17,7 @@ SHORTHANDS = {
     # x264 writes its settings, the number of threads among them, into the stream.
     "h264": "-c:v libx264 -threads 1 -preset veryfast -pix_fmt yuv420p -flags:v +bitexact",
     "aac": "-c:a aac -flags:a +bitexact",
+    "recipes": str(pathlib.Path(__file__).with_name("recipes")),
     "write_srt": shlex.join([sys.executable, "-B", str(pathlib.Path(__file__).with_name("write_srt.py"))]),
     "edit_avi": shlex.join([sys.executable, "-B", str(pathlib.Path(__file__).with_name("edit_avi.py"))]),
 }
@@ -38,6 +39,10 @@ class Recipe:
     time_slack: int = 1
     # More options for ffprobe, where its view of the file has to be pinned.
     ffprobe: str = ""
+    # Where the file plays stretches of files: their names, and begin and end in 100-ns units.
+    plays: tuple = ()
+    # Whether its chapters are compared with those of the peer.
+    chapters: bool = False
     # Properties that differ from the peer's on purpose: name -> (our value or None when left out, the rule).
     differs: dict = dataclasses.field(default_factory=dict)
     # Largest difference of the duration, in 100-ns units, with which both sides still say the same.

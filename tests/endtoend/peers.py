@@ -21,6 +21,9 @@ class Qmfinfo:
     def show(self, path):
         return json.loads(self.run("show", "--json", path).stdout)[0]
 
+    def query(self, path, qid, *arguments):
+        return json.loads(self.run("query", path, qid, *arguments).stdout)["data"]
+
     def blocks(self, path, *arguments):
         """The lines of blocks, the last of them the end."""
         return [json.loads(line) for line in self.run("blocks", path, *arguments).stdout.splitlines()]

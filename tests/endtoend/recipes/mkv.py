@@ -14,6 +14,7 @@ LACED = 80_000
 AS_STORED = "-fflags +noparse+nofillin"
 # ffmpeg takes the codec delay (6.5 ms, rounded) off the times of Opus, which we give as the file has them.
 OPUS_DELAY = 70_001
+SECOND = 10_000_000
 
 RECIPES = [
     Recipe("h264-aac.mkv", "{ffmpeg} {video} {audio} {h264} {aac} {out}", differs=BIT_DEPTH),
@@ -79,6 +80,17 @@ RECIPES = [
         f"{MKVMERGE} --engage no_simpleblocks --disable-lacing --no-cues --cluster-length 200ms {{dir}}/h264-aac.mkv",
         differs=BIT_DEPTH,
     ),
+    # What others engage: headers twice, no seek head, packets as they are.
+    *(
+        Recipe(f"{hack}.mkv", f"{MKVMERGE} --engage {hack} {{dir}}/h264-aac.mkv", differs=BIT_DEPTH, time_slack=LACED)
+        for hack in ("write_headers_twice", "no_meta_seek", "force_passthrough_packetizer")
+    ),
+    Recipe(
+        "uncompressed.mkv",
+        f"{MKVMERGE} --compression -1:none {{dir}}/zlib.mkv",
+        differs=BIT_DEPTH,
+        time_slack=LACED,
+    ),
     Recipe(
         "cut.mkv",
         "cp {dir}/h264-aac-mkvmerge.mkv {out}\ntruncate -s 30000 {out}",
@@ -90,5 +102,38 @@ RECIPES = [
         "{ffmpeg} -f lavfi -i testsrc2=size=320x180:rate=30000/1001:duration=1 -f lavfi -i"
         " sine=sample_rate=96000:duration=1 {h264} -c:a flac {out}",
         packets=False,
+    ),
+    # Key frames at every second, no frame out of order, times without rounding.
+    Recipe(
+        "seconds.mkv",
+        "{ffmpeg} {video} {audio} -c:v mpeg2video -g 25 -bf 0 -sc_threshold 1000000000 -threads 1 -c:a pcm_s16le {out}",
+        ffprobe=AS_STORED,
+    ),
+    *(
+        Recipe(
+            f"split-00{part}.mkv",
+            "mkvmerge -q --deterministic 1 --disable-lacing --split 1s --link -o {dir}/split.mkv {dir}/seconds.mkv",
+                ffprobe=AS_STORED,
+        )
+        for part in (1, 2)
+    ),
+    Recipe(
+        "opening.mkv",
+        f"{MKVMERGE} --disable-lacing --segment-uid 00112233445566778899aabbccddeeff {{dir}}/seconds.mkv",
+        ffprobe=AS_STORED,
+    ),
+    # A second of its own, half a second of another file, another second of its own.
+    Recipe(
+        "ordered.mkv",
+        f"{MKVMERGE} --disable-lacing --chapters {{recipes}}/chapters.xml --attach-file {{dir}}/split-001.mkv"
+        " {dir}/seconds.mkv",
+        plays=(
+            ("ordered.mkv", SECOND, 2 * SECOND),
+            ("opening.mkv", 0, SECOND * 52 // 100),
+            ("ordered.mkv", 0, SECOND),
+        ),
+        chapters=True,
+        differs={"System.Media.Duration": (25_200_000, "what the ordered chapters play")},
+        ffprobe=AS_STORED,
     ),
 ]
