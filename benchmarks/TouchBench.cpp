@@ -24,6 +24,8 @@ constexpr int kRounds = 101;
 constexpr double kMostSeconds = 2;  // For all batches of one contender on one file.
 constexpr int kFewestRounds = 5;
 constexpr int kBlockRounds = 7;
+constexpr int kShortRounds = 61;  // Of files that take a few milliseconds.
+constexpr std::uintmax_t kShortFile = 100'000'000;
 
 double Median(std::vector<double> values) {
   const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
@@ -88,7 +90,8 @@ Json MeasureBlocks(const std::string& file) {
   std::vector<BlockContender> contenders = OwnBlockContenders();
   for (const BlockContender& peer : PeerBlockContenders()) contenders.push_back(peer);
   std::vector<std::vector<double>> seconds(contenders.size());
-  for (int round = 0; round < kBlockRounds; ++round) {
+  const int rounds = std::filesystem::file_size(file) < kShortFile ? kShortRounds : kBlockRounds;
+  for (int round = 0; round < rounds; ++round) {
     for (std::size_t i = 0; i < contenders.size(); ++i) seconds[i].push_back(contenders[i].run(file));
   }
   Json found = {{"file", file}, {"size", std::filesystem::file_size(file)}};

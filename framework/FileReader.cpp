@@ -12,6 +12,8 @@ namespace {
 // Who comes to a place usually needs no more than a header there; who goes on from it is walking and gets the
 // whole window.
 constexpr std::size_t kFirstFill = 4096;
+// Walkers step over what they do not need, and so a little beyond the window.
+constexpr std::size_t kStep = 1024;
 
 std::atomic<std::uint64_t> totalOpens{0};
 std::atomic<std::uint64_t> totalReads{0};
@@ -55,7 +57,7 @@ std::span<const std::uint8_t> FileReader::Fetch(std::uint64_t offset, std::size_
   // step, and whoever looks behind it would lose the window.
   const bool hasTail = !there.empty() && offset + there.size() >= Size();
   if (there.size() == count || hasTail || offset >= Size()) return there;
-  const bool goesOn = m_windowFilled > 0 && offset - m_windowOffset <= m_windowFilled;
+  const bool goesOn = m_windowFilled > 0 && offset - m_windowOffset <= m_windowFilled + kStep;
   m_windowOffset = offset;
   m_windowFilled = ReadSource(offset, m_window, goesOn ? kWindowSize : std::max(count, kFirstFill));
   return Window(offset, count);
