@@ -65,6 +65,37 @@ QMFResult ContainerType(const Query& query) {
   return query.Number(query.segment.isWebm ? 1 : 0);
 }
 
+QMFResult FileSize(const Query& query) {
+  return query.Number(query.segment.file->Size());
+}
+
+// The title's protection data are those of the first track that has some.
+template <std::pmr::vector<std::uint8_t> MkvTrack::*member>
+std::span<const std::uint8_t> Protection(const Query& query) {
+  for (const auto type : {kTrackVideo, kTrackAudio, kTrackSubtitle}) {
+    for (const MkvTrack& track : query.segment.tracks.Of(type)) {
+      if (!(track.*member).empty()) return track.*member;
+    }
+  }
+  return {};
+}
+
+template <std::pmr::vector<std::uint8_t> MkvTrack::*member>
+QMFResult HasProtection(const Query& query) {
+  return query.Number(Protection<member>(query).empty() ? 0 : 1);
+}
+
+template <std::pmr::vector<std::uint8_t> MkvTrack::*member>
+QMFResult ProtectionSize(const Query& query) {
+  return query.Number(Protection<member>(query).size());
+}
+
+template <std::pmr::vector<std::uint8_t> MkvTrack::*member>
+QMFResult ProtectionData(const Query& query) {
+  const auto data = Protection<member>(query);
+  return data.empty() ? QMF_ERR_NO_DRM_PRESENT : query.Bytes(data);
+}
+
 QMFResult TrackNumber(const Query& query, const MkvTrack& track) {
   return query.Number(track.number);
 }
@@ -269,6 +300,13 @@ constexpr QueryRow<Query> kSegmentQueries[] = {
     {QMF_QID_TITLEDATA_VIDEOFRAMECOUNT, OfTrack<kTrackVideo, FrameCount>},
     {QMF_QID_TITLEDATA_VIDEO_FRAME_FROM_TIME, OfTrack<kTrackVideo, FrameFromTime>},
     {QMF_QID_GET_TITLE_MEDIA_PROP, TitleMediaProp},
+    {QMF_QID_GET_FILE_SIZE, FileSize},
+    {QMF_QID_HAS_TITLE_DRM1, HasProtection<&MkvTrack::drmOld>},
+    {QMF_QID_GET_TITLE_DRM1_DATA_SIZE, ProtectionSize<&MkvTrack::drmOld>},
+    {QMF_QID_GET_TITLE_DRM1, ProtectionData<&MkvTrack::drmOld>},
+    {QMF_QID_HAS_TITLE_DRMICP, HasProtection<&MkvTrack::drmIcp>},
+    {QMF_QID_GET_TITLE_DRMICP_DATA_SIZE, ProtectionSize<&MkvTrack::drmIcp>},
+    {QMF_QID_GET_TITLE_DRMICP, ProtectionData<&MkvTrack::drmIcp>},
     {QMF_QID_VID_STREAM_FORMAT, VideoFormat},
     {QMF_QID_SUB_STREAM_FORMAT, SubtitleFormat},
 };

@@ -218,6 +218,20 @@ TEST(MkvQueries, CombineFieldsOfInterlacedAvcOnly) {
   EXPECT_EQ(combine(mpeg2, 1), QMF_ERR_COMBINE_FIELDS_UNSUPPORTED);
 }
 
+TEST(MkvQueries, HandProtectionDataOn) {
+  const EbmlBuilder protection =
+      EbmlBuilder().Master(Element::TracksData, EbmlBuilder().Binary(Element::TracksDataDrmIcp, {4, 5, 6}));
+  MkvFile film(
+      test::Film(EbmlBuilder()
+                     .Raw(test::Track(1, test::kMatroskaAudio, "A_AC3", protection).Done())
+                     .Raw(test::Track(2, test::kMatroskaVideo, "V_MPEG2", test::Picture(64, 48)).Done())));
+  EXPECT_EQ(film.Number(QMF_QID_HAS_TITLE_DRMICP), 1U);
+  EXPECT_EQ(film.Number(QMF_QID_GET_TITLE_DRMICP_DATA_SIZE), 3U);
+  EXPECT_EQ(film.Bytes(QMF_QID_GET_TITLE_DRMICP), (Bytes{4, 5, 6}));
+  EXPECT_EQ(film.Number(QMF_QID_HAS_TITLE_DRM1), 0U);
+  EXPECT_EQ(film.ResultOf(QMF_QID_GET_TITLE_DRM1), QMF_ERR_NO_DRM_PRESENT);
+}
+
 // Which segments are asked, in order, and where the walk ends, when segment `answering` has the answer.
 struct Walked {
   std::vector<std::uint32_t> asked;
