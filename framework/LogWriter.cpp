@@ -96,12 +96,11 @@ bool LogWriter::Open() {
   for (int number = 1; number <= kMostLogs && outcome == LogFile::Outcome::kBusy; ++number) {
     outcome = m_file.Open(folder + LogName(number));
   }
-  m_open = outcome == LogFile::Outcome::kOpened;
-  if (m_open) {
-    m_pending.reserve(kUsualRecord);
-    m_pending = kByteOrderMark;
-  }
-  return m_open;
+  if (outcome != LogFile::Outcome::kOpened) return false;
+  m_pending.reserve(kUsualRecord);
+  m_pending = kByteOrderMark;
+  // Only now: a log without its mark is none.
+  return m_open = true;
 }
 
 void LogWriter::Append(std::u16string_view format, std::span<const LogValue> values) {

@@ -7,6 +7,7 @@
 #include "framework/ModuleAdapter.h"
 #include "framework/PathSplitter.h"
 #include "framework/QueryAnswer.h"
+#include "readers/es/StreamLength.h"
 #include "streamlib/AACHdrAudioSpecificConfig.h"
 
 namespace qmf {
@@ -175,13 +176,35 @@ std::optional<std::uint64_t> AacReader::SamplesOfConstantFrames() {
   return count * m_first.header.SampleCount();
 }
 
+std::uint64_t AacReader::WalkWhole() {
+  AdtsFrames walk(File());
+  walk.Restart(m_first.offset, 0);
+  AdtsFrames::Frame frame;
+  while (StreamLength::MayGoOn(File()) && NextFrame(walk, frame)) continue;
+  return walk.Samples();
+}
+
+std::uint64_t AacReader::EstimateSamples() {
+  const auto walkFrom = [this](std::uint64_t offset) {
+    AdtsFrames walk(File());
+    walk.Restart(offset, 0);
+    return walk;
+  };
+  const auto next = [](AdtsFrames& walk, SeekIndex::Point& point) {
+    const std::uint64_t before = walk.Samples();
+    AdtsFrames::Frame frame;
+    if (!walk.Next(frame)) return false;
+    point = {frame.offset, before};
+    return true;
+  };
+  return StreamLength::Estimate(File(), m_first.offset, File().Size(), walkFrom, next);
+}
+
 std::uint64_t AacReader::CountSamples() {
   if (!m_sampleCount) m_sampleCount = SamplesOfConstantFrames();
   if (!m_sampleCount) {
-    AdtsFrames walk = *m_walk;
-    AdtsFrames::Frame frame;
-    while (NextFrame(walk, frame)) continue;
-    m_sampleCount = walk.Samples();
+    const std::uint64_t size = File().Size() - m_first.offset;
+    m_sampleCount = size <= StreamLength::kWalkedWhole ? WalkWhole() : EstimateSamples();
   }
   return *m_sampleCount;
 }

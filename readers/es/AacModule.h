@@ -32,6 +32,8 @@ class AacReader : public SingleStreamReader {
 
   bool NextFrame(AdtsFrames& walk, AdtsFrames::Frame& frame);
   std::int64_t TimeOf(std::uint64_t samples) const;
+  std::uint64_t WalkWhole();
+  std::uint64_t EstimateSamples();
   std::uint64_t CountSamples();
   bool IsConstantFrom(std::uint64_t offset, std::uint64_t count);
   std::optional<std::uint64_t> SamplesOfConstantFrames();

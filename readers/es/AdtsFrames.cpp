@@ -35,16 +35,28 @@ bool AdtsFrames::HasSuccessor(const Frame& frame) {
   return At(frame.End(), next) && IsSameStream(frame.header, next.header);
 }
 
+// Where the first bytes stand that a header could be made of; the end of the search when there are none.
+std::size_t AdtsFrames::FindHeader(std::span<const std::uint8_t> bytes, AACHdrADTS& header) {
+  const std::size_t end = bytes.size() - (AACHdrADTS::kFixedSize - 1);
+  for (std::size_t place = 0; place < end; ++place) {
+    const auto rest = bytes.subspan(place);
+    if (rest[0] == 0xFF && header.Parse(rest.data(), static_cast<std::int32_t>(rest.size()))) return place;
+  }
+  return end;
+}
+
 bool AdtsFrames::Resync(Frame& frame) {
   const std::uint64_t limit = m_position + kMaxResync;
-  for (std::uint64_t offset = m_position + 1; offset < limit;) {
+  std::uint64_t offset = m_position + 1;
+  for (std::uint32_t left = kMaxFalseStarts; left > 0 && offset < limit;) {
     const auto bytes = m_file->View(offset, kSearchStep);
-    if (bytes.empty()) return false;
-    const auto skipped = static_cast<std::uint64_t>(std::ranges::find(bytes, 0xFF) - bytes.begin());
+    if (bytes.size() < AACHdrADTS::kFixedSize) return false;
+    const std::size_t skipped = FindHeader(bytes, frame.header);
     offset += skipped;
-    if (skipped == bytes.size()) continue;
+    if (skipped + AACHdrADTS::kFixedSize > bytes.size()) continue;
     if (offset < limit && At(offset, frame) && HasSuccessor(frame)) return true;
     ++offset;
+    --left;
   }
   return false;
 }

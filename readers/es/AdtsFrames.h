@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 
 #include "framework/FileReader.h"
 #include "streamlib/AACHdrADTS.h"
@@ -18,6 +19,8 @@ class AdtsFrames {
 
   /// Without another frame in so many bytes the stream counts as ended.
   static constexpr std::uint64_t kMaxResync = 1U << 20;
+  /// Without one among so many places that look like one, too.
+  static constexpr std::uint32_t kMaxFalseStarts = 16384;
 
   explicit AdtsFrames(FileReader& file) : m_file(&file) {}
 
@@ -30,6 +33,8 @@ class AdtsFrames {
 
   /// Samples a channel of the frames passed so far, by the clock of the first frame's sampling frequency.
   std::uint64_t Samples() const { return m_samples; }
+  /// The same, as the clock of StreamLength.
+  std::uint64_t Ticks() const { return m_samples; }
 
   /// Whether a whole frame stands at `offset`.
   bool At(std::uint64_t offset, Frame& frame);
@@ -40,6 +45,7 @@ class AdtsFrames {
                            std::uint64_t limit = ~std::uint64_t{0});
 
  private:
+  static std::size_t FindHeader(std::span<const std::uint8_t> bytes, SPL_AAC::AACHdrADTS& header);
   bool Resync(Frame& frame);
   bool HasSuccessor(const Frame& frame);
 

@@ -30,13 +30,16 @@ std::optional<std::size_t> FindStartCode(std::span<const std::uint8_t> bytes) {
 }  // namespace
 
 bool AnnexBUnits::Find(std::uint64_t from, Unit& unit) {
-  for (std::uint64_t offset = from; offset - from < kMaxUnitSize;) {
+  unit.start = from;
+  if (m_left == 0) return false;
+  --m_left;
+  for (std::uint64_t offset = from; offset - from < kMaxUnitSize && offset < m_end;) {
     const std::span<const std::uint8_t> bytes = m_file->View(offset, kSearchStep);
     if (const auto code = FindStartCode(bytes)) {
       const bool zeroByte = *code > 0 && bytes[*code - 1] == 0;
       unit.start = offset + *code - (zeroByte ? 1 : 0);
       unit.header = offset + *code + kStartCode;
-      if (!m_file->View(unit.header, 1).empty()) return true;
+      if (unit.start < m_end && !m_file->View(unit.header, 1).empty()) return true;
       unit.start = unit.header;
       return false;
     }
@@ -60,15 +63,9 @@ std::span<const std::uint8_t> AnnexBUnits::Front(const Unit& unit) {
 }
 
 std::uint64_t AnnexBUnits::SizeOf(const Unit& unit) {
-  Unit next;
-  (void)Find(unit.header, next);
-  std::uint64_t end = next.start;
-  while (end > unit.header + 1) {
-    const std::span<const std::uint8_t> last = m_file->View(end - 1, 1);
-    if (last.empty() || last[0] != 0) break;
-    --end;
-  }
-  return end - unit.header;
+  std::span<const std::uint8_t> bytes = Front(unit);
+  while (bytes.size() > 1 && bytes.back() == 0) bytes = bytes.first(bytes.size() - 1);
+  return bytes.size();
 }
 
 }  // namespace qmf

@@ -17,7 +17,7 @@ class AvcAccessUnits {
     bool isRecovery = false;   ///< Decoding can start here.
   };
 
-  explicit AvcAccessUnits(FileReader& file) : m_units(file) {}
+  explicit AvcAccessUnits(const AnnexBUnits& units) : m_units(units) {}
 
   /// The next access unit; false at the end of the stream.
   bool Next(AccessUnit& unit);
@@ -27,6 +27,8 @@ class AvcAccessUnits {
 
   /// Fields of the pictures passed so far.
   std::uint64_t Fields() const { return m_fields; }
+  /// The same, as the clock of StreamLength.
+  std::uint64_t Ticks() const { return m_fields; }
 
  private:
   bool FindUnit(std::uint64_t from);

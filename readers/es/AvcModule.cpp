@@ -6,6 +6,7 @@
 #include "framework/ModuleAdapter.h"
 #include "framework/PathSplitter.h"
 #include "framework/QueryAnswer.h"
+#include "readers/es/StreamLength.h"
 #include "streamlib/H264HdrPictParSet.h"
 #include "streamlib/H264NalUnit.h"
 
@@ -15,11 +16,16 @@ namespace {
 constexpr std::int32_t kSureScore = 100;
 // Parameter sets this far into the file are not looked for: opening stays cheap.
 constexpr std::uint64_t kMaxSearch = 8U << 20;
+constexpr std::uint32_t kMaxUnitsSearched = 20'000;
+// Units of files that are walked whole to tell their length, and how far a unit may reach out of a place that
+// stands for others.
+constexpr std::uint32_t kMaxUnitsWalked = 80'000;
+constexpr std::uint64_t kMaxReach = 2U << 20;
 
 // Runs `accept(front)` over the units from `unit` on until it is true.
 template <class Accept>
 bool FindUnit(AnnexBUnits& units, AnnexBUnits::Unit& unit, Accept&& accept) {
-  while (units.Find(unit.header, unit) && unit.start < kMaxSearch) {
+  while (units.Find(unit.header, unit)) {
     if (accept(units.Front(unit))) return true;
   }
   return false;
@@ -40,7 +46,7 @@ QMFResult AvcReader::Probe(std::int32_t& score, const char16_t* path, QMFAllocat
 
 QMFResult AvcReader::Open(const char16_t* path) {
   QMF_RETURN_IF_NONZERO(OpenFile(path));
-  AnnexBUnits units(File());
+  AnnexBUnits units(File(), kMaxSearch, kMaxUnitsSearched);
   AnnexBUnits::Unit unit;
   QMF_RETURN_IF_NONZERO(FindSequence(units, unit));
   QMF_RETURN_IF_NONZERO(FindPicture(units, unit));
@@ -75,7 +81,7 @@ QMFResult AvcReader::FindPicture(AnnexBUnits& units, AnnexBUnits::Unit unit) {
 }
 
 void AvcReader::Rewind() {
-  m_walk.emplace(File());
+  m_walk.emplace(AnnexBUnits(File()));
   m_next.reset();
 }
 
@@ -121,14 +127,33 @@ QMFResult AvcReader::Seek(std::int64_t& time) {
   return QMF_OK;
 }
 
-// Nothing in the stream tells its length: the first question for it walks to the end.
-std::uint64_t AvcReader::CountFields() {
-  if (!m_fieldCount) {
-    AvcAccessUnits walk = *m_walk;
+std::uint64_t AvcReader::WalkWhole() {
+  AvcAccessUnits walk(AnnexBUnits(File(), UINT64_MAX, kMaxUnitsWalked));
+  AvcAccessUnits::AccessUnit unit;
+  while (StreamLength::MayGoOn(File()) && NextAccessUnit(walk, unit)) continue;
+  return walk.Fields();
+}
+
+std::uint64_t AvcReader::EstimateFields() {
+  const auto walkFrom = [this](std::uint64_t offset) {
+    const std::uint64_t end = offset + StreamLength::kPlaceBytes + kMaxReach;
+    AvcAccessUnits walk(AnnexBUnits(File(), end, kMaxUnitsSearched));
+    walk.Restart(offset, 0);
+    return walk;
+  };
+  const auto next = [](AvcAccessUnits& walk, SeekIndex::Point& point) {
     AvcAccessUnits::AccessUnit unit;
-    while (NextAccessUnit(walk, unit)) continue;
-    m_fieldCount = walk.Fields();
-  }
+    if (!walk.Next(unit)) return false;
+    point = {unit.offset, unit.fields};
+    return true;
+  };
+  return StreamLength::Estimate(File(), 0, File().Size(), walkFrom, next);
+}
+
+// Nothing in the stream tells its length: the first question for it walks to the end where that is near.
+std::uint64_t AvcReader::CountFields() {
+  if (!m_fieldCount)
+    m_fieldCount = File().Size() <= StreamLength::kWalkedWhole ? WalkWhole() : EstimateFields();
   return *m_fieldCount;
 }
 

@@ -86,6 +86,8 @@ std::size_t SrtLines::FillFromUnits() {
 }
 
 bool SrtLines::Next(std::string_view& line) {
+  if (m_offset >= m_end || m_left == 0) return false;
+  --m_left;
   std::size_t size = m_encoding == SrtEncoding::kUtf8 ? FillFromBytes() : FillFromUnits();
   if (size == 0) return false;
   if (size >= 2 && m_text[size - 2] == '\r' && m_text[size - 1] == '\n') m_text[--size - 1] = '\n';

@@ -17,8 +17,14 @@ class SrtLines {
   SrtLines(FileReader& file, SrtEncoding encoding, std::uint64_t offset)
       : m_file(&file), m_encoding(encoding), m_offset(offset) {}
 
-  /// The next line, valid until the next call; false at the end of the file.
+  /// The next line, valid until the next call; false at the end of the file, or past what Limit allows.
   bool Next(std::string_view& line);
+
+  /// From here on at most so many lines, none of which begins at or after `end`.
+  void Limit(std::uint64_t end, std::uint32_t lines) {
+    m_end = end;
+    m_left = lines;
+  }
 
   std::uint64_t Position() const { return m_offset; }
   void SetPosition(std::uint64_t offset) { m_offset = offset; }
@@ -30,6 +36,8 @@ class SrtLines {
   FileReader* m_file;
   SrtEncoding m_encoding;
   std::uint64_t m_offset;
+  std::uint64_t m_end = UINT64_MAX;
+  std::uint32_t m_left = UINT32_MAX;
   char m_text[3 * kMaxLine];  // A unit becomes at most three bytes.
 };
 

@@ -6,6 +6,7 @@
 #include "framework/ModuleAdapter.h"
 #include "framework/PathSplitter.h"
 #include "framework/QueryAnswer.h"
+#include "readers/es/StreamLength.h"
 
 namespace qmf {
 namespace {
@@ -81,7 +82,9 @@ std::uint64_t SrtReader::FindDuration() {
     CSRTReader reader = Start();
     m_duration = 0;
     SrtCue cue;
-    while (reader.Position() < kMaxScanned && reader.ReadCue(cue)) m_duration = cue.end;
+    while (reader.Position() < kMaxScanned && StreamLength::MayGoOn(File()) && reader.ReadCue(cue)) {
+      m_duration = cue.end;
+    }
   }
   return *m_duration;
 }

@@ -109,6 +109,7 @@ bool CSRTReader::ReadText(SrtCue& cue) {
 }
 
 bool CSRTReader::ReadCue(SrtCue& cue) {
+  m_lines.Limit(Position() + std::min(kMaxSearched, UINT64_MAX - Position()), kMaxLinesSearched);
   std::string_view line;
   while (ReadNumber()) {
     if (!m_lines.Next(line)) return false;

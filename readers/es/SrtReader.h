@@ -22,6 +22,9 @@ class CSRTReader {
  public:
   /// Lines of text that a cue keeps; further ones are dropped.
   static constexpr int kMaxLines = 9;
+  /// Bytes and lines in which a cue is looked for; without one the file counts as ended.
+  static constexpr std::uint64_t kMaxSearched = 2U << 20;
+  static constexpr std::uint32_t kMaxLinesSearched = 100'000;
 
   CSRTReader(FileReader& file, SrtEncoding encoding, std::uint64_t offset)
       : m_lines(file, encoding, offset) {}

@@ -63,7 +63,7 @@ def run_slice(target, seconds):
     before = set(findings.iterdir())
     command = [
         BUILD / "bin" / f"fuzz_{target}", *folders_of(target), f"-max_total_time={seconds}", "-print_final_stats=1",
-        "-max_len=65536", "-timeout=600", "-rss_limit_mb=3000", f"-artifact_prefix={findings}/{target}-",
+        "-max_len=65536", "-timeout=600", "-report_slow_units=600", "-rss_limit_mb=3000", f"-artifact_prefix={findings}/{target}-",
         f"-dict={RUNS}/dictionaries/{target}.dict",
     ]  # fmt: skip
     clock = os.times()

@@ -1,7 +1,6 @@
 #include "tests/support/WholeRoad.h"
 
 #include <algorithm>
-#include <vector>
 
 #include "framework/QueryIds.h"
 #include "tests/support/Contract.h"
@@ -11,34 +10,45 @@ namespace {
 
 constexpr std::uint8_t kCanary = 0xA5;
 constexpr std::size_t kCanarySize = 64;
+constexpr std::uint32_t kLargestAnswer = 4096;
 constexpr std::uint32_t kBlockTypes[] = {kBlockVideo, kBlockAudio, kBlockSubtitle};
 constexpr int kMostBlocks = 200;
 constexpr std::uint32_t kLargestBlock = 1U << 20;
 
 constexpr std::uint32_t kIndexes[] = {1, 2, 7, 1000, 0x7FFFFFFF, 0x80000000, 0xFFFFFFFF};
-constexpr std::uint32_t kCapacities[] = {0, 1, 8, 24, 35, 36, 47, 48, 100, 4096};
+constexpr std::uint32_t kCapacities[] = {0, 1, 8, 24, 35, 36, 47, 48, 100, kLargestAnswer};
 
 template <std::size_t kCount>
 std::uint32_t Choose(const std::uint32_t (&values)[kCount], std::uint32_t variant) {
   return values[variant % kCount];
 }
 
-/// A caller's buffer with bytes behind it that nobody may touch.
+/// A caller's buffer with bytes behind it that nobody may touch. Nothing here allocates: what fails in a test
+/// of exhausted memory is the framework.
 class GuardedBuffer {
  public:
-  explicit GuardedBuffer(std::uint32_t capacity)
-      : m_capacity(capacity), m_bytes(capacity + kCanarySize, kCanary) {}
-  std::uint8_t* Data() { return m_capacity == 0 ? nullptr : m_bytes.data(); }
-  std::uint32_t Capacity() const { return m_capacity; }
+  explicit GuardedBuffer(std::uint32_t capacity) : m_capacity(capacity) {
+    std::fill_n(m_bytes + capacity, kCanarySize, kCanary);
+  }
+  std::uint8_t* Data() { return m_capacity == 0 ? nullptr : m_bytes; }
   void RequireUntouched() const {
-    const auto behind = m_bytes.begin() + m_capacity;
-    Require(std::all_of(behind, m_bytes.end(), [](std::uint8_t byte) { return byte == kCanary; }),
+    Require(std::all_of(m_bytes + m_capacity, m_bytes + m_capacity + kCanarySize,
+                        [](std::uint8_t byte) { return byte == kCanary; }),
             "an answer within its buffer");
   }
 
  private:
   const std::uint32_t m_capacity;
-  std::vector<std::uint8_t> m_bytes;
+  std::uint8_t m_bytes[kLargestAnswer + kCanarySize];
+};
+
+/// A buffer for blocks that grows when one does not fit.
+struct BlockBuffer {
+  static std::uint8_t* Data() {
+    static thread_local std::uint8_t bytes[kLargestBlock];
+    return bytes;
+  }
+  std::uint32_t capacity;
 };
 
 using InfoCall = QMFResult (*)(QMFContainer*, std::uint32_t, QMFQueryData*, std::uint32_t);
@@ -59,11 +69,10 @@ void Call(InfoCall call, QMFContainer* container, std::uint32_t qid, std::uint32
   buffer.RequireUntouched();
 }
 
-QMFResult ReadBlock(QMFContainer* container, std::vector<std::uint8_t>& buffer,
-                    const std::uint32_t* onlyType) {
+QMFResult ReadBlock(QMFContainer* container, BlockBuffer& buffer, const std::uint32_t* onlyType) {
   QMFBlock block;
-  block.data = buffer.data();
-  block.capacity = static_cast<std::uint32_t>(buffer.size());
+  block.data = BlockBuffer::Data();
+  block.capacity = buffer.capacity;
   std::uint32_t blockType = 0;
   std::uint32_t stream = 0;
   std::int64_t time = 0;
@@ -73,9 +82,9 @@ QMFResult ReadBlock(QMFContainer* container, std::vector<std::uint8_t>& buffer,
   RequireKnown(result);
   Require(block.size <= block.capacity, "a block within its buffer");
   Require(result == QMF_OK || block.size == 0, "a failed read delivers no bytes");
-  if (result == QMF_ERR_BLOCK_BUFFER_TOO_SMALL && block.required > buffer.size() &&
-      block.required < kLargestBlock) {
-    buffer.resize(block.required);
+  if (result == QMF_ERR_BLOCK_BUFFER_TOO_SMALL && block.required > buffer.capacity &&
+      block.required <= kLargestBlock) {
+    buffer.capacity = block.required;
     return QMF_OK;
   }
   return result;
@@ -93,7 +102,7 @@ void ActivateStreams(QMFContainer* container) {
 
 void AskEverything(QMFContainer* container, std::uint32_t variant) {
   for (const QueryIdRow& row : QueryIdTable()) {
-    Call(GetInfo, container, row.value, 0, 4096);
+    Call(GetInfo, container, row.value, 0, kLargestAnswer);
     ++variant;
     Call(GetInfo, container, row.value, Choose(kIndexes, variant), Choose(kCapacities, variant));
     Call(GetInfo, container, row.value, variant & 1, Choose(kCapacities, variant * 7));
@@ -108,13 +117,13 @@ void SetEverything(QMFContainer* container, std::uint32_t variant) {
 }
 
 void ReadBlocks(QMFContainer* container, int most) {
-  std::vector<std::uint8_t> buffer(65536);
+  BlockBuffer buffer{65536};
   for (int i = 0; i < most && ReadBlock(container, buffer, nullptr) == QMF_OK; ++i) {
   }
 }
 
 void SeekAndRead(QMFContainer* container) {
-  std::vector<std::uint8_t> buffer(256);
+  BlockBuffer buffer{256};
   for (const std::uint32_t blockType : kBlockTypes) {
     for (const std::int64_t asked :
          {std::int64_t{0}, std::int64_t{20'000'000}, std::int64_t{3'000'000}, INT64_MAX, INT64_MIN}) {

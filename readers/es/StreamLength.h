@@ -1,0 +1,52 @@
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+
+#include "framework/FileReader.h"
+#include "readers/es/SeekIndex.h"
+
+namespace qmf {
+
+/// How a stream without index tells its length: files up to kWalkedWhole are walked, of longer ones so many
+/// places, evenly over the file, stand for the rest. Answering stays within 16 MiB of reading.
+struct StreamLength {
+  static constexpr std::uint64_t kWalkedWhole = 12U << 20;
+  static constexpr std::uint64_t kPlaces = 16;
+  static constexpr std::uint64_t kPlaceBytes = 384U << 10;
+
+  /// Whether walking may go on. A stream of nothing but headers ends it by their number.
+  static bool MayGoOn(const FileReader& file) {
+    return file.BytesRead() < (14U << 20) && file.Looks() < 300'000;
+  }
+
+  /// The ticks of the stream in [begin, end), whose units are evenly spread. `walkFrom(offset)` gives a walk
+  /// from there on with 0 ticks, and `next(walk, point)` where its next unit begins; the first one may begin
+  /// in the middle. A walk that ends before its place does has met the end of the stream.
+  template <class WalkFrom, class Next>
+  static std::uint64_t Estimate(const FileReader& file, std::uint64_t begin, std::uint64_t end,
+                                WalkFrom&& walkFrom, Next&& next) {
+    const std::uint64_t stride = (end - begin - kPlaceBytes) / (kPlaces - 1);
+    double ticks = 0;
+    double bytes = 0;
+    for (std::uint64_t place = 0; place < kPlaces && MayGoOn(file); ++place) {
+      const std::uint64_t from = begin + place * stride;
+      auto walk = walkFrom(from);
+      SeekIndex::Point point{from, 0};
+      SeekIndex::Point first = point;
+      bool more = next(walk, point) && next(walk, first);
+      for (point = first; more && point.offset < from + kPlaceBytes && MayGoOn(file);)
+        more = next(walk, point);
+      ticks += static_cast<double>(point.ticks - first.ticks);
+      bytes += static_cast<double>(point.offset - first.offset);
+      if (more) continue;
+      if (place == 0) return walk.Ticks();
+      end = std::max(point.offset, from);
+      break;
+    }
+    return bytes == 0 ? 0
+                      : static_cast<std::uint64_t>(ticks / bytes * static_cast<double>(end - begin) + 0.5);
+  }
+};
+
+}  // namespace qmf

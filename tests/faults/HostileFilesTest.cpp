@@ -1,0 +1,288 @@
+// Files that are made to cost: whatever they say, the seven properties stay within their budget of bytes,
+// elements and memory. Counters tell, never the clock.
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+
+#include "framework/LogWriter.h"
+#include "framework/Text.h"
+#include "tests/faults/FaultRoad.h"
+#include "tests/support/Contract.h"
+#include "tests/support/HeapWatch.h"
+
+namespace qmf::test {
+namespace {
+
+using namespace std::string_literals;
+namespace fs = std::filesystem;
+
+constexpr std::uint64_t kGiB = 1U << 30;
+
+/// `front`, and behind it `pattern` over and over.
+class EndlessFile : public FileSource {
+ public:
+  EndlessFile(std::string front, std::string pattern, std::uint64_t size)
+      : m_front(std::move(front)), m_pattern(std::move(pattern)), m_size(size) {}
+
+  std::size_t ReadAt(std::uint64_t offset, void* destination, std::size_t count) noexcept override {
+    if (offset >= m_size) return 0;
+    count = static_cast<std::size_t>(std::min<std::uint64_t>(count, m_size - offset));
+    auto* const out = static_cast<char*>(destination);
+    std::size_t done = 0;
+    if (offset < m_front.size()) {
+      done = std::min<std::size_t>(count, m_front.size() - static_cast<std::size_t>(offset));
+      std::memcpy(out, m_front.data() + offset, done);
+    }
+    while (done < count) {
+      const auto from = static_cast<std::size_t>((offset + done - m_front.size()) % m_pattern.size());
+      const std::size_t run = std::min(count - done, m_pattern.size() - from);
+      std::memcpy(out + done, m_pattern.data() + from, run);
+      done += run;
+    }
+    return count;
+  }
+  std::uint64_t Size() const noexcept override { return m_size; }
+
+ private:
+  const std::string m_front;
+  const std::string m_pattern;
+  const std::uint64_t m_size;
+};
+
+std::string SmallBytes(const std::string& extension) {
+  for (const SmallFile& file : SmallFiles()) {
+    if (file.name.ends_with("." + extension)) return {file.bytes.begin(), file.bytes.end()};
+  }
+  return {};
+}
+
+// `text` so often that a pattern is long enough to be copied quickly.
+std::string Many(const std::string& text) {
+  std::string many;
+  while (many.size() < 4096) many += text;
+  return many;
+}
+
+const std::string kEbmlHead =
+    "\x1A\x45\xDF\xA3\x8B\x42\x82\x88matroska"s + "\x18\x53\x80\x67\x01\xFF\xFF\xFF\xFF\xFF\xFF\xFF"s;
+const std::string kHugeSize = "\x08\x00\x00\x04\x00\x00\x00\x00"s;  // 16 GiB.
+const std::string kAviHead =
+    "RIFF\xF0\xFF\xFF\xFF"
+    "AVI LIST\xE0\xFF\xFF\xFFhdrl"s;
+const std::string kMoovHead =
+    "\0\0\0\x14"
+    "ftypisom\0\0\0\0isom"
+    "\0\0\0\1moov\0\0\0\4\0\0\0\0"s;
+const std::string kMvhd =
+    "\0\0\0\x6Cmvhd"s + std::string(12, '\0') + "\0\0\3\xE8\0\0\x10\0"s + std::string(80, '\0');
+
+struct Hostile {
+  const char* name;
+  const char* extension;
+  std::string front;
+  std::string pattern;
+};
+
+std::vector<Hostile> HostileFiles() {
+  const std::string zeros(4096, '\0');
+  std::vector<Hostile> files;
+  for (const char* extension : {"mkv", "avi", "mp4", "h264", "aac", "srt"}) {
+    files.push_back({"nothing but zeros", extension, "", zeros});
+    files.push_back({"zeros behind a real file", extension, SmallBytes(extension), zeros});
+    files.push_back({"zeros behind half a file", extension,
+                     SmallBytes(extension).substr(0, SmallBytes(extension).size() / 2), zeros});
+    files.push_back({"a real file without end", extension, "", SmallBytes(extension)});
+    files.push_back({"nothing but ones", extension, "", std::string(4096, '\xFF')});
+  }
+  files.insert(
+      files.end(),
+      {
+          {"empty Voids", "mkv", kEbmlHead, Many("\xEC\x80")},
+          {"empty track entries", "mkv", kEbmlHead + "\x16\x54\xAE\x6B" + kHugeSize, Many("\xAE\x80")},
+          {"tracks with names", "mkv", kEbmlHead + "\x16\x54\xAE\x6B" + kHugeSize,
+           "\xAE\x45\x03\x53\x6E\x44\xFF" + std::string(1279, 'n')},
+          {"information without end", "mkv", kEbmlHead + "\x15\x49\xA9\x66" + kHugeSize,
+           Many("\x7B\xA9\x81t")},
+          {"many Tracks", "mkv", kEbmlHead, Many("\x16\x54\xAE\x6B\x80")},
+          {"chapters without end", "mkv", kEbmlHead + "\x10\x43\xA7\x70" + kHugeSize,
+           Many("\x45\xB9\x88\x45\xDD\x81\1\xB6\x82\x91\x80")},
+          {"empty clusters", "mkv", kEbmlHead, Many("\x1F\x43\xB6\x75\x80")},
+          {"nested unknown sizes", "mkv", kEbmlHead, Many("\x1F\x43\xB6\x75\xFF\x18\x53\x80\x67\xFF")},
+          {"seek heads", "mkv", kEbmlHead,
+           Many("\x11\x4D\x9B\x74\x8E\x4D\xBB\x8B\x53\xAB\x84\x11\x4D\x9B\x74\x53\xAC\x81\0"s)},
+          {"empty chunks", "avi", kAviHead, Many("JUNK\0\0\0\0"s)},
+          {"empty lists", "avi", kAviHead, Many("LIST\4\0\0\0strl"s)},
+          {"names", "avi", kAviHead, Many("LIST\x14\0\0\0strlstrn\4\0\0\0name"s)},
+          {"extensions", "avi", SmallBytes("avi"), Many("RIFF\4\0\0\0AVIX"s)},
+          {"menus", "avi", SmallBytes("avi"), Many("RIFF\4\0\0\0MENU"s)},
+          {"empty atoms", "mp4", kMoovHead + kMvhd,
+           Many("\0\0\0\x08"
+                "free"s)},
+          {"empty tracks", "mp4", kMoovHead + kMvhd, Many("\0\0\0\x08trak"s)},
+          {"nested media", "mp4", kMoovHead + kMvhd, Many("\0\0\0\x10trak\0\0\0\x08mdia"s)},
+          {"fragments", "mp4", SmallBytes("mp4"), Many("\0\0\0\x08moof"s)},
+          {"atoms of no size", "mp4",
+           "\0\0\0\x08"
+           "ftyp"s,
+           Many("\0\0\0\1free\0\0\0\0\0\0\0\x10"s)},
+          {"start codes", "h264", "", Many("\0\0\1"s)},
+          {"delimiters", "h264", "", Many("\0\0\1\x09\xF0"s)},
+          {"delimiters behind a picture", "h264", SmallBytes("h264"), Many("\0\0\1\x09\xF0"s)},
+          {"unsound sets", "h264", "", Many("\0\0\1\x67\x42"s)},
+          {"units without picture", "h264", SmallBytes("h264"), Many("\0\0\1\x0C\xFF"s)},
+          {"empty frames", "aac", "", Many("\xFF\xF1\x50\x40\0\xFF\xFC"s)},
+          {"headers alone", "aac", SmallBytes("aac"), Many("\xFF\xF1\x50\x40\0\xFF\xFC"s)},
+          {"sync words", "aac", SmallBytes("aac"), Many("\xFF\xF1")},
+          {"tags", "aac", "", Many("ID3\4\0\0\0\0\0\0"s)},
+          {"empty lines", "srt", "", Many("\n")},
+          {"numbers", "srt", "", Many("1\n")},
+          {"one line", "srt", "", Many("a")},
+          {"cues", "srt", "", Many("1\n00:00:01,000 --> 00:00:02,000\na\n\n")},
+          {"arrows", "srt", "\xEF\xBB\xBF", Many("00:00:01,000 --> 99999999999999999999:00:02,000\n")},
+      });
+  return files;
+}
+
+TEST(HostileFiles, StayWithinTheirBudgets) {
+  SetLogOff();
+  for (const Hostile& file : HostileFiles()) {
+    for (const std::uint64_t size : {std::uint64_t{11} << 20, 20 * kGiB}) {
+      EXPECT_EQ(
+          Complaint([&] {
+            const HeapWatch heap;
+            (void)TakeRoad("hostile."s + file.extension,
+                           std::make_shared<EndlessFile>(file.front, file.pattern, size), Use::kProperties);
+            Require(heap.PeakBytes() <= static_cast<std::int64_t>(PropertyBudget::kHeap), "16 MiB of heap");
+            Require(heap.BytesInUse() == 0, "everything is given back");
+          }),
+          "")
+          << file.name << " in ." << file.extension << " of " << (size >> 20) << " MiB";
+    }
+  }
+}
+
+// Files too long to be walked tell their length by samples: here one stream over and over.
+TEST(LongStreams, TellTheirLengthWithinOnePercent) {
+  SetLogOff();
+  for (const std::string extension : {"h264", "aac"}) {
+    const std::string once = SmallBytes(extension);
+    const auto durationOf = [&](std::uint64_t times) {
+      const auto file = std::make_shared<EndlessFile>("", once, times * once.size());
+      const Outcome outcome = TakeRoad("long." + extension, file, Use::kProperties);
+      return static_cast<double>(outcome.values[kMediaDuration].value_or(0));
+    };
+    const double exact = durationOf(100) / 100;
+    for (const std::uint64_t times : {20'000ULL, 1'000'000ULL}) {
+      const double told = durationOf(times) / static_cast<double>(times);
+      EXPECT_NEAR(told, exact, exact / 100) << extension << " " << times;
+    }
+  }
+}
+
+class OddFiles : public testing::Test {
+ protected:
+  OddFiles() : m_folder(fs::path(testing::TempDir()) / "odd-files") {
+    SetLogOff();
+    fs::remove_all(m_folder);
+    fs::create_directories(m_folder);
+  }
+  ~OddFiles() override { fs::remove_all(m_folder); }
+
+  // Through the platform's own opening.
+  static QMFResult Open(const std::string& path) {
+    const FileReader::Counters before = FileReader::TotalCounters();
+    QMFContainer* container = nullptr;
+    const QMFResult result = OpenContainer(&container, PathFromBytes(path).c_str(), nullptr);
+    if (container != nullptr) {
+      RequireKnown(SetTitle(container, 0));
+      (void)ReadPropertyValues(container);
+      RequireKnown(CloseContainer(container));
+    }
+    EXPECT_LE(FileReader::TotalCounters().bytes - before.bytes, PropertyBudget::kBytesRead) << path;
+    return result;
+  }
+
+  const fs::path m_folder;
+};
+
+TEST_F(OddFiles, SparseFilesOf20GiBAnswerAtOnce) {
+  for (const std::string extension : {"mkv", "avi", "mp4", "aac", "h264"}) {
+    for (const bool real : {false, true}) {
+      const fs::path path = m_folder / ("sparse." + extension);
+      std::ofstream(path, std::ios::binary) << (real ? SmallBytes(extension) : "");
+      if (::truncate(path.c_str(), static_cast<off_t>(20 * kGiB)) != 0)
+        GTEST_SKIP() << "no sparse files here";
+      const QMFResult result = Open(path.string());
+      RequireKnown(result);
+      EXPECT_TRUE(real ? result == QMF_OK : result != QMF_OK) << extension << " " << real;
+      fs::remove(path);
+    }
+  }
+}
+
+TEST_F(OddFiles, WhatIsNoFileCannotBeOpened) {
+  const auto named = [&](const char* name) { return (m_folder / name).string(); };
+  fs::create_directories(named("folder.mkv"));
+  ASSERT_EQ(::mkfifo(named("pipe.mkv").c_str(), 0600), 0);
+  fs::create_symlink("/dev/zero", named("device.mkv"));
+  fs::create_symlink("loop.mkv", named("loop.mkv"));
+  const int server = ::socket(AF_UNIX, SOCK_STREAM, 0);
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  const std::string socket = fs::relative(named("socket.mkv")).string();
+  ASSERT_LT(socket.size(), sizeof(address.sun_path));
+  std::memcpy(address.sun_path, socket.c_str(), socket.size());
+  ASSERT_EQ(::bind(server, reinterpret_cast<const sockaddr*>(&address), sizeof(address)), 0);
+  for (const char* name : {"folder.mkv", "pipe.mkv", "device.mkv", "socket.mkv", "loop.mkv", "missing.mkv"}) {
+    EXPECT_EQ(Open(named(name)), QMF_FILE_NOT_OPENED) << name;
+  }
+  ::close(server);
+  if (::geteuid() == 0) return;  // Whom no permission stops.
+  std::ofstream(named("secret.mkv")) << SmallBytes("mkv");
+  fs::permissions(named("secret.mkv"), fs::perms::none);
+  EXPECT_NE(Open(named("secret.mkv")), QMF_OK);
+}
+
+TEST_F(OddFiles, EveryLegalNameCanBeOpened) {
+  const std::string bytes = SmallBytes("mkv");
+  for (int byte = 1; byte < 256; ++byte) {
+    if (byte == '/' || byte == ';') continue;  // A semicolon separates pieces.
+    const fs::path path = m_folder / ("a"s + static_cast<char>(byte) + ".mkv");
+    std::ofstream(path, std::ios::binary) << bytes;
+    EXPECT_EQ(Open(path.string()), QMF_OK) << byte;
+    fs::remove(path);
+  }
+  const fs::path longest = m_folder / (std::string(251, 'n') + ".mkv");
+  std::ofstream(longest, std::ios::binary) << bytes;
+  EXPECT_EQ(Open(longest.string()), QMF_OK);
+}
+
+TEST_F(OddFiles, AFileMayChangeWhileItIsOpen) {
+  const fs::path path = m_folder / "changing.mkv";
+  std::ofstream(path, std::ios::binary) << SmallBytes("mkv");
+  for (const off_t size : {off_t{1000}, off_t{0}, off_t{1} << 30}) {
+    QMFContainer* container = nullptr;
+    ASSERT_EQ(OpenContainer(&container, PathFromBytes(path.string()).c_str(), nullptr), QMF_OK);
+    ASSERT_EQ(::truncate(path.c_str(), size), 0);
+    EXPECT_EQ(Complaint([&] {
+                RequireKnown(SetTitle(container, 0));
+                (void)ReadPropertyValues(container);
+              }),
+              "");
+    EXPECT_EQ(CloseContainer(container), QMF_OK);
+    std::ofstream(path, std::ios::binary) << SmallBytes("mkv");
+  }
+  EXPECT_EQ(Open(path.string()), QMF_OK);
+}
+
+}  // namespace
+}  // namespace qmf::test
