@@ -29,7 +29,7 @@ struct EbmlElement {
 /// windows and lists around them, at most 16 MiB read and as much memory.
 struct EbmlLimits {
   std::uint64_t elements = 250'000;
-  std::uint64_t bytesRead = 9U << 20;
+  std::uint64_t bytesRead = 8U << 20;
   std::uint64_t bytesKept = 7U << 20;  ///< Of strings, binary values and lists together.
 };
 

@@ -14,7 +14,7 @@ constexpr std::size_t kMostEntriesListed = 4096;
 // Files that are opened, for their UID or for good: as many as a title may have segments.
 constexpr std::size_t kMostOpened = 100;
 // Of each file that is asked for its UID.
-constexpr EbmlLimits kLimits = {.elements = 1000, .bytesRead = 16U << 10, .bytesKept = 16U << 10};
+constexpr EbmlLimits kLimits = {.elements = 1000, .bytesRead = 32U << 10, .bytesKept = 16U << 10};
 
 char16_t Lower(char16_t unit) {
   return unit >= u'A' && unit <= u'Z' ? static_cast<char16_t>(unit - u'A' + u'a') : unit;
