@@ -58,7 +58,8 @@ std::optional<std::uint8_t> AviMovi::StreamOf(FourCC id) const {
 void AviMovi::AddPiece(std::uint64_t listOffset, std::uint32_t listSize) {
   const std::uint64_t begin = listOffset + AviChunk::kListHeaderSize;
   const std::uint64_t end = listOffset + AviChunk::kHeaderSize + listSize;
-  if (begin < end && (m_pieces.empty() || m_pieces.back().end <= begin)) m_pieces.push_back({begin, end});
+  if (begin < end && (m_pieces.empty() || m_pieces.back().end <= begin))
+    m_pieces.push_back({.begin = begin, .end = end});
 }
 
 // The next RIFF of the chain; false when there is none.
@@ -77,24 +78,20 @@ bool AviMovi::AddExtension() {
 }
 
 // The first list that ends behind `position`.
-bool AviMovi::FindPiece(std::uint64_t position, Piece& piece) {
+AviMovi::Piece* AviMovi::FindPiece(std::uint64_t position) {
   for (;;) {
     const auto found = std::ranges::upper_bound(m_pieces, position, {}, &Piece::end);
-    if (found != m_pieces.end()) {
-      piece = *found;
-      return true;
-    }
-    if (!AddExtension()) return false;
+    if (found != m_pieces.end()) return &*found;
+    if (!AddExtension()) return nullptr;
   }
 }
 
 bool AviMovi::Next(std::uint64_t& position, AviMediaChunk& chunk) {
-  Piece piece{};
-  while (FindPiece(position, piece)) {
-    position = std::max(position, piece.begin);
-    while (position < piece.end) {
+  while (Piece* const piece = FindPiece(position)) {
+    position = std::max(position, piece->begin);
+    while (position < piece->end) {
       std::optional<AviMediaChunk> found;
-      if (!Step(position, piece, found) && !Resync(position, piece)) position = piece.end;
+      if (!Step(position, *piece, found) && !Resync(position, *piece)) position = piece->end;
       if (!found) continue;
       chunk = *found;
       return true;
@@ -103,8 +100,10 @@ bool AviMovi::Next(std::uint64_t& position, AviMediaChunk& chunk) {
   return false;
 }
 
-// Moves to the next header of a known stream's block that the list can hold.
-bool AviMovi::Resync(std::uint64_t& position, const Piece& piece) {
+// Moves to the next header of a known stream's block that the list can hold. Whoever asks again where there
+// is none does not search again; but a file that ends there may have grown.
+bool AviMovi::Resync(std::uint64_t& position, Piece& piece) {
+  if (position == piece.lostAt) return false;
   const std::uint64_t limit = std::min(position + kMaxResync, piece.end);
   for (std::uint64_t at = position + 1; at < limit;) {
     const std::span<const std::uint8_t> bytes = m_file.View(at, kResyncStep);
@@ -119,6 +118,7 @@ bool AviMovi::Resync(std::uint64_t& position, const Piece& piece) {
     }
     at += headers;
   }
+  piece.lostAt = position;
   return false;
 }
 
@@ -144,10 +144,10 @@ bool AviMovi::Step(std::uint64_t& position, const Piece& piece, std::optional<Av
 }
 
 std::optional<AviMediaChunk> AviMovi::At(std::uint64_t offset) {
-  Piece piece{};
-  if (!FindPiece(offset, piece) || offset < piece.begin) return std::nullopt;
+  const Piece* const piece = FindPiece(offset);
+  if (piece == nullptr || offset < piece->begin) return std::nullopt;
   std::optional<AviMediaChunk> found;
-  (void)Step(offset, piece, found);
+  (void)Step(offset, *piece, found);
   return found;
 }
 

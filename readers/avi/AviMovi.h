@@ -42,12 +42,14 @@ class AviMovi {
   struct Piece {
     std::uint64_t begin;
     std::uint64_t end;
+    std::uint64_t lostAt = UINT64_MAX;  ///< Where garbage begins behind which no block was found.
   };
 
   void AddPiece(std::uint64_t listOffset, std::uint32_t listSize);
   bool AddExtension();
-  bool FindPiece(std::uint64_t position, Piece& piece);
-  bool Resync(std::uint64_t& position, const Piece& piece);
+  /// Valid until the next is looked for.
+  Piece* FindPiece(std::uint64_t position);
+  bool Resync(std::uint64_t& position, Piece& piece);
   bool Step(std::uint64_t& position, const Piece& piece, std::optional<AviMediaChunk>& found);
 
   FileReader& m_file;

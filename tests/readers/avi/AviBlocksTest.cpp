@@ -259,6 +259,10 @@ TEST_F(AviBlocks, GarbageIsPassedOverAsFarAsTheNextBlock) {
     EXPECT_EQ(std::ranges::count(payloads, "frame1"), isPassed ? 1 : 0) << garbage.size();
     EXPECT_EQ(payloads.back(), "frame2");
     EXPECT_EQ(payloads.size(), isPassed ? 3U : 2U);
+    // Whoever asks again does not pay for the search again.
+    const std::uint64_t bytes = avi.BytesRead();
+    EXPECT_EQ(avi.NextOf(kBlockAudio).result, QMF_ERR_END_OF_STREAM);
+    EXPECT_LT(avi.BytesRead() - bytes, isPassed ? (2U << 20) : 100'000U);
   }
 }
 
