@@ -1,14 +1,13 @@
 #pragma once
 
-#include <memory>
 #include <string>
 #include <vector>
 
-#include "framework/FileReader.h"
 #include "framework/InfoRecords.h"
 #include "framework/QueryIds.h"
 #include "readers/mkv/MkvModule.h"
 #include "tests/support/EbmlBuilder.h"
+#include "tests/support/OpenedFile.h"
 
 namespace qmf::test {
 
@@ -31,25 +30,28 @@ EbmlBuilder Picture(std::uint64_t width, std::uint64_t height, const EbmlBuilder
 /// A whole file: header, information and one Tracks element with the entries given.
 EbmlBuilder Film(const EbmlBuilder& trackEntries);
 
-/// The bytes of a file as the module opens them, with title 0 selected. While it lives they are "film.mkv" in
-/// a folder of files in memory.
-class MkvFile {
+/// A film opened by the module, with title 0 selected.
+class MkvFile : public OpenedFile {
  public:
   explicit MkvFile(const EbmlBuilder& file) : MkvFile(file.Done()) {}
-  explicit MkvFile(std::vector<std::uint8_t> bytes);
-  ~MkvFile();
-  MkvFile(const MkvFile&) = delete;
-  MkvFile& operator=(const MkvFile&) = delete;
+  explicit MkvFile(const std::vector<std::uint8_t>& bytes)
+      : OpenedFile(kMkvModule, bytes), m_selected(SetTitle()) {}
 
   QMFResult Selected() const { return m_selected; }
-  QMFModuleHandle Handle() const { return m_handle; }
-  std::uint64_t BytesRead() const { return m_reader->BytesRead(); }
 
-  QMFResult Ask(std::uint32_t qid, QMFQueryData& data, std::uint32_t index = 0);
-  QMFResult Set(std::uint32_t qid, std::uint64_t value, std::uint32_t index = 0);
-  /// The answers of queries that must succeed; else what no file has: ~0, "!", or a lone 0xEE.
-  std::uint64_t Number(std::uint32_t qid, std::uint32_t index = 0, std::uint64_t value = 0);
-  std::u16string Text(std::uint32_t qid, std::uint32_t index = 0);
+  QMFResult Ask(std::uint32_t qid, QMFQueryData& data, std::uint32_t index = 0) {
+    return Module().GetInfo(Handle(), qid, &data, index);
+  }
+  QMFResult Set(std::uint32_t qid, std::uint64_t value, std::uint32_t index = 0) {
+    return Tell(qid, value, index);
+  }
+  /// The answers of queries that must succeed; else what no file has: ~0, "(failed)", or a lone 0xEE.
+  std::uint64_t Number(std::uint32_t qid, std::uint32_t index = 0, std::uint64_t value = 0) {
+    return OpenedFile::Number(qid, index, value).value_or(~std::uint64_t{0});
+  }
+  std::u16string Text(std::uint32_t qid, std::uint32_t index = 0) {
+    return OpenedFile::Text(qid, index).value_or(u"");
+  }
   std::vector<std::uint8_t> Bytes(std::uint32_t qid, std::uint32_t index = 0);
   /// The result of a query with a large buffer.
   QMFResult ResultOf(std::uint32_t qid, std::uint32_t index = 0);
@@ -58,11 +60,7 @@ class MkvFile {
   QMFResult Audio(QMFAudioFormat& format, std::uint32_t index = 0);
 
  private:
-  const std::vector<std::uint8_t> m_bytes;
-  const std::shared_ptr<FileReader> m_reader;
-  const SharedFileScope m_named;
-  QMFModuleHandle m_handle = nullptr;
-  QMFResult m_selected = QMF_FAILURE;
+  const QMFResult m_selected;
 };
 
 }  // namespace qmf::test

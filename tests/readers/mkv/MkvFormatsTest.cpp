@@ -120,16 +120,6 @@ TEST(MkvVideoFormat, FollowsTheCodec) {
   }
 }
 
-// An audio codec's row may be flagged; as video it has a rate and nothing else.
-TEST(MkvVideoFormat, GivesOnlyTheRateForOtherFlaggedCodecs) {
-  MkvFile film = VideoFilm("A_AC3", EbmlBuilder().Unsigned(Element::DefaultDuration, 40'000'000));
-  QMFVideoFormat format;
-  ASSERT_EQ(film.Video(format), QMF_OK);
-  EXPECT_EQ(format.rate, 1'000'000'000U);
-  EXPECT_EQ(format.scale, 40'000'000U);
-  EXPECT_EQ(format.width, 0U);
-}
-
 TEST(MkvVideoFormat, NeedsAPictureSizeAndInformation) {
   QMFVideoFormat format;
   const EbmlBuilder widthOnly =
@@ -144,17 +134,22 @@ TEST(MkvVideoFormat, NeedsAPictureSizeAndInformation) {
 
 TEST(MkvVideoFormat, HasNoRateWithoutDefaultDurationAndKeepsTheLowBitsOfALongOne) {
   struct Row {
+    std::string_view codecId;
     std::uint64_t defaultDuration;
     std::uint32_t rate;
     std::uint32_t scale;
+    std::uint32_t width;
   };
-  for (const Row& row : {Row{0, 0, 1}, Row{0x1'0000'0002, 1'000'000'000, 2}}) {
+  // An audio codec's row may be flagged; as video it has a rate and nothing else.
+  for (const Row& row : {Row{"V_MPEG2", 0, 0, 1, 640}, Row{"V_MPEG2", 0x1'0000'0002, 1'000'000'000, 2, 640},
+                         Row{"A_AC3", 40'000'000, 1'000'000'000, 40'000'000, 0}}) {
     MkvFile film =
-        VideoFilm("V_MPEG2", EbmlBuilder().Unsigned(Element::DefaultDuration, row.defaultDuration));
+        VideoFilm(row.codecId, EbmlBuilder().Unsigned(Element::DefaultDuration, row.defaultDuration));
     QMFVideoFormat format;
     ASSERT_EQ(film.Video(format), QMF_OK);
     EXPECT_EQ(format.rate, row.rate);
     EXPECT_EQ(format.scale, row.scale);
+    EXPECT_EQ(format.width, row.width);
   }
 }
 
@@ -194,35 +189,48 @@ TEST(MkvVideoFormat, ChecksIndexBeforeBuffer) {
   EXPECT_EQ(data.size, 48U);
 }
 
-TEST(MkvAudioFormat, DescribesATrack) {
-  MkvFile film = AudioFilm("A_AAC", Private({0x11, 0x90})
-                                        .Unsigned(Element::DefaultDuration, 21'333'333)
-                                        .Raw(AudioGroup(48000, 2, 16).Done()));
-  QMFAudioFormat format;
-  ASSERT_EQ(film.Audio(format), QMF_OK);
-  EXPECT_EQ(format.kind, 0x11);
-  EXPECT_EQ(format.formatTag, 0xFF);
-  EXPECT_EQ(format.channels, 2);
-  EXPECT_EQ(format.samplesPerSec, 48000U);
-  EXPECT_EQ(format.avgBytesPerSec, 0U);
-  EXPECT_EQ(format.blockAlign, 1024);
-  EXPECT_EQ(format.bitsPerSample, 16);
-  EXPECT_EQ(format.reserved, 0);
-  EXPECT_EQ(format.extraSize, 2);
-  EXPECT_EQ(format.extra[0], 0x11);
-  EXPECT_EQ(format.extra[1], 0x90);
-  EXPECT_EQ(format.extra[2], 0);
-}
-
-TEST(MkvAudioFormat, HasDefaultsForWhatIsAbsent) {
-  MkvFile film = AudioFilm("A_VORBIS");
-  QMFAudioFormat format;
-  ASSERT_EQ(film.Audio(format), QMF_OK);
-  EXPECT_EQ(format.formatTag, 0x6771);
-  EXPECT_EQ(format.channels, 1);
-  EXPECT_EQ(format.samplesPerSec, 8000U);
-  EXPECT_EQ(format.bitsPerSample, 0);
-  EXPECT_EQ(format.blockAlign, 0);
+TEST(MkvAudioFormat, DescribesTracks) {
+  const EbmlBuilder frames = EbmlBuilder().Unsigned(Element::DefaultDuration, 21'333'333);
+  const EbmlBuilder unchanneled = EbmlBuilder().Master(
+      Element::Audio, EbmlBuilder().Float(Element::SamplingFrequency, 48000).Unsigned(Element::BitDepth, 16));
+  const auto extra = [](std::size_t size) { return Private(Bytes(size, 0xAB)); };
+  struct {
+    std::string_view codecId;
+    EbmlBuilder more;
+    QMFAudioFormat expected;
+    std::size_t copied = 0;
+  } const rows[] = {
+      {"A_AAC",
+       Private({0xAB, 0xAB}).Raw(frames.Done()).Raw(AudioGroup(48000, 2, 16).Done()),
+       {0x11, 0xFF, 2, 48000, 0, 1024, 16, 0, 2, {}},
+       2},
+      {"A_VORBIS", {}, {0x11, 0x6771, 1, 8000, 0, 0, 0, 0, 0, {}}},
+      {"A_PCM/INT/BIG", AudioGroup(48000, 6, 24), {0x11, 0, 6, 48000, 864'000, 18, 24, 0, 0, {}}},
+      {"A_PCM/INT/LIT", AudioGroup(48000, 6, 24), {0x11, 1, 6, 48000, 864'000, 18, 24, 0, 0, {}}},
+      {"A_PCM/FLOAT/IEEE", AudioGroup(48000, 6, 24), {0x11, 3, 6, 48000, 864'000, 18, 24, 0, 0, {}}},
+      // The track's own channel count, none, is reckoned with; the record still says 1.
+      {"A_PCM/INT/LIT", EbmlBuilder(frames).Raw(unchanneled.Done()), {0x11, 1, 1, 48000, 0, 0, 16, 0, 0, {}}},
+      // Private data of up to 21 bytes are copied.
+      {"A_AC3", extra(21), {0x11, 0x2000, 1, 8000, 0, 0, 0, 0, 21, {}}, 21},
+      {"A_AC3", extra(22), {0x11, 0x2000, 1, 8000, 0, 0, 0, 0, 0, {}}},
+      {"A_AC3", extra(5000), {0x11, 0x2000, 1, 8000, 0, 0, 0, 0, 0, {}}},
+  };
+  for (const auto& row : rows) {
+    MkvFile film = AudioFilm(row.codecId, row.more);
+    QMFAudioFormat format;
+    ASSERT_EQ(film.Audio(format), QMF_OK);
+    QMFAudioFormat expected;
+    std::memset(&expected, 0, sizeof(expected));
+    expected.kind = row.expected.kind;
+    std::memcpy(&expected.formatTag, &row.expected.formatTag,
+                sizeof(expected) - offsetof(QMFAudioFormat, formatTag));
+    std::memset(expected.extra, 0xAB, row.copied);
+    const auto bytes = [](const QMFAudioFormat& of) {
+      return Bytes(reinterpret_cast<const std::uint8_t*>(&of),
+                   reinterpret_cast<const std::uint8_t*>(&of + 1));
+    };
+    EXPECT_EQ(bytes(format), bytes(expected)) << row.codecId << " " << row.copied;
+  }
 }
 
 TEST(MkvAudioFormat, TruncatesFrequenciesAsSinglePrecision) {
@@ -244,37 +252,6 @@ TEST(MkvAudioFormat, TruncatesFrequenciesAsSinglePrecision) {
     QMFAudioFormat format;
     ASSERT_EQ(film.Audio(format), QMF_OK);
     EXPECT_EQ(format.samplesPerSec, row.hertz) << row.frequency;
-  }
-}
-
-TEST(MkvAudioFormat, ReckonsPcm) {
-  QMFAudioFormat format;
-  for (const std::string_view codecId : {"A_PCM/INT/BIG", "A_PCM/INT/LIT", "A_PCM/FLOAT/IEEE"}) {
-    MkvFile film = AudioFilm(codecId, AudioGroup(48000, 6, 24));
-    ASSERT_EQ(film.Audio(format), QMF_OK);
-    EXPECT_EQ(format.avgBytesPerSec, 864'000U);
-    EXPECT_EQ(format.blockAlign, 18);
-  }
-  // The track's own channel count, none, is reckoned with; the record still says 1.
-  MkvFile silent = AudioFilm(
-      "A_PCM/INT/LIT",
-      EbmlBuilder()
-          .Unsigned(Element::DefaultDuration, 1'000'000'000)
-          .Master(Element::Audio,
-                  EbmlBuilder().Float(Element::SamplingFrequency, 48000).Unsigned(Element::BitDepth, 16)));
-  ASSERT_EQ(silent.Audio(format), QMF_OK);
-  EXPECT_EQ(format.channels, 1);
-  EXPECT_EQ(format.avgBytesPerSec, 0U);
-  EXPECT_EQ(format.blockAlign, 0);
-}
-
-TEST(MkvAudioFormat, CopiesPrivateDataOfUpTo21Bytes) {
-  for (const std::size_t size : {1U, 21U, 22U, 5000U}) {
-    MkvFile film = AudioFilm("A_AAC", Private(Bytes(size, 0xAB)));
-    QMFAudioFormat format;
-    ASSERT_EQ(film.Audio(format), QMF_OK);
-    EXPECT_EQ(format.extraSize, size <= 21 ? size : 0) << size;
-    EXPECT_EQ(format.extra[0], size <= 21 ? 0xAB : 0) << size;
   }
 }
 

@@ -73,7 +73,7 @@ EbmlBuilder Segment(const Bytes& uid, char name, const EbmlBuilder& chapters = {
   return test::Header().Master(Element::Segment, children);
 }
 
-// A file in the folder of "film.mkv".
+// A file in the folder of "test", as which films are opened.
 class Neighbour {
  public:
   Neighbour(const char16_t* name, const EbmlBuilder& file)
@@ -87,6 +87,7 @@ class Neighbour {
   const Bytes m_bytes;
   const std::shared_ptr<FileReader> m_reader;
   const SharedFileScope m_named;
+  const SharedFileScope m_film = SharedFileScope(u"test", m_reader);
 };
 
 std::string Told(const test::Got& got) {

@@ -2,6 +2,27 @@
 
 namespace qmf::test {
 
+Got::Got(const ReadBlock& block)
+    : type(block.blockType),
+      stream(block.stream),
+      time(block.time),
+      endTime(block.endTime),
+      key(block.key == QMFBlock::kKey),
+      bytes(block.bytes.begin(), block.bytes.end()),
+      result(block.result) {}
+
+std::vector<Got> MkvPlayer::All() {
+  std::vector<Got> all;
+  for (const ReadBlock& block : m_file.Rest()) all.emplace_back(block);
+  return all;
+}
+
+std::string MkvPlayer::AllBytes() {
+  std::string text;
+  for (const Got& got : All()) text += got.bytes + " ";
+  return text;
+}
+
 EbmlBuilder::Bytes BlockBytes(std::uint8_t track, std::int16_t ticks, std::uint8_t flags,
                               std::string_view data) {
   return EbmlBuilder()

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include <string>
 #include <string_view>
 #include <vector>
@@ -12,79 +10,38 @@ namespace qmf::test {
 
 /// One delivered block, as tests compare it.
 struct Got {
-  std::uint32_t type = 0;
-  std::uint32_t stream = 0;
-  std::int64_t time = 0;
-  std::int64_t endTime = 0;
-  bool key = false;
+  explicit Got(const ReadBlock& block);
+
+  std::uint32_t type;
+  std::uint32_t stream;
+  std::int64_t time;
+  std::int64_t endTime;
+  bool key;
   std::string bytes;
-  QMFResult result = QMF_OK;
+  QMFResult result;
 };
 
-/// A film whose first streams are all active.
+/// A film all of whose streams are active.
 class MkvPlayer {
  public:
-  explicit MkvPlayer(const EbmlBuilder& file) : m_file(file) {
-    for (const std::uint32_t type : {kBlockVideo, kBlockAudio, kBlockSubtitle}) {
-      for (std::uint32_t stream = 0; stream < 3; ++stream) (void)Activate(type, stream, 1);
-    }
-  }
+  explicit MkvPlayer(const EbmlBuilder& file) : m_file(file) { (void)m_file.Start(); }
 
   MkvFile& File() { return m_file; }
   QMFResult Activate(std::uint32_t type, std::uint32_t stream, std::uint32_t active) {
-    return Module().SetTitleActiveStream(m_file.Handle(), type, stream, active);
+    return m_file.Activate(type, stream, active != 0);
   }
   QMFResult Seek(std::uint32_t type, std::int64_t& time) {
-    return Module().SetPosition(m_file.Handle(), type, 0, &time);
+    return m_file.Module().SetPosition(m_file.Handle(), type, 0, &time);
   }
   QMFResult Set(std::uint32_t qid, std::uint64_t value) { return m_file.Set(qid, value); }
 
-  Got Next(std::uint32_t capacity = 4096) {
-    Got got;
-    std::string buffer(capacity, '\0');
-    QMFBlock block = Into(buffer);
-    got.result = Module().ReadNextBlock(m_file.Handle(), &got.type, &got.stream, &block, &got.time);
-    return Filled(got, block, buffer);
-  }
-
-  Got NextOf(std::uint32_t type, std::uint32_t stream) {
-    Got got;
-    got.type = type;
-    got.stream = stream;
-    std::string buffer(4096, '\0');
-    QMFBlock block = Into(buffer);
-    got.result = Module().ReadNextBlockByStream(m_file.Handle(), type, stream, &block, &got.time);
-    return Filled(got, block, buffer);
-  }
-
-  std::vector<Got> All() {
-    std::vector<Got> all;
-    for (Got got = Next(); got.result == QMF_OK; got = Next()) all.push_back(got);
-    return all;
-  }
-
-  std::string AllBytes() {
-    std::string text;
-    for (const Got& got : All()) text += got.bytes + " ";
-    return text;
-  }
+  Got Next(std::uint32_t capacity = 4096) { return Got(m_file.Next(capacity)); }
+  Got NextOf(std::uint32_t type, std::uint32_t stream) { return Got(m_file.NextOf(type, stream)); }
+  std::vector<Got> All();
+  /// Each with a blank behind it.
+  std::string AllBytes();
 
  private:
-  static const QMFModuleEntryPoints& Module() { return *kMkvModule.entryPoints; }
-  static QMFBlock Into(std::string& buffer) {
-    QMFBlock block;
-    block.data = reinterpret_cast<std::uint8_t*>(buffer.data());
-    block.capacity = static_cast<std::uint32_t>(buffer.size());
-    return block;
-  }
-  static Got Filled(Got got, const QMFBlock& block, const std::string& buffer) {
-    EXPECT_LE(block.size, block.capacity);
-    got.bytes = buffer.substr(0, block.size);
-    got.key = block.key == QMFBlock::kKey;
-    got.endTime = block.endTime;
-    return got;
-  }
-
   MkvFile m_file;
 };
 

@@ -100,20 +100,6 @@ Bytes LongFilm(Index index) {
   return test::Header().Master(Element::Segment, children).Done();
 }
 
-QMFResult Seek(MkvFile& film, std::uint32_t type, std::int64_t& time) {
-  return kMkvModule.entryPoints->SetPosition(film.Handle(), type, 0, &time);
-}
-
-std::int64_t TimeOfNext(MkvFile& film, std::uint32_t type) {
-  Bytes buffer(kFrameSize);
-  QMFBlock block;
-  block.data = buffer.data();
-  block.capacity = static_cast<std::uint32_t>(buffer.size());
-  std::int64_t time = -1;
-  return kMkvModule.entryPoints->ReadNextBlockByStream(film.Handle(), type, 0, &block, &time) == QMF_OK ? time
-                                                                                                        : -1;
-}
-
 class MkvSeekTest : public testing::TestWithParam<Index> {};
 
 TEST_P(MkvSeekTest, LandsOnTheKeyFrameAtOrBefore) {
@@ -134,11 +120,9 @@ TEST_P(MkvSeekTest, LandsOnTheKeyFrameAtOrBefore) {
       {INT64_MAX, 198 * kSecond},
   };
   for (const Row& row : rows) {
-    std::int64_t time = row.asked;
-    EXPECT_EQ(Seek(film, kBlockVideo, time), QMF_OK) << row.asked;
-    EXPECT_EQ(time, row.landed) << row.asked;
-    EXPECT_EQ(TimeOfNext(film, kBlockVideo), row.landed) << row.asked;
-    EXPECT_EQ(TimeOfNext(film, kBlockVideo), row.landed + 400'000) << row.asked;
+    EXPECT_EQ(film.Seek(kBlockVideo, row.asked), row.landed) << row.asked;
+    EXPECT_EQ(film.NextOf(kBlockVideo).time, row.landed) << row.asked;
+    EXPECT_EQ(film.NextOf(kBlockVideo).time, row.landed + 400'000) << row.asked;
   }
 }
 
@@ -146,14 +130,12 @@ TEST_P(MkvSeekTest, FindsTheOneBlockOfASparseStream) {
   MkvFile film(LongFilm(GetParam()));
   for (const std::int64_t asked :
        {std::int64_t{0}, std::int64_t{1'005'000'000}, std::int64_t{1'990'000'000}}) {
-    std::int64_t time = asked;
-    EXPECT_EQ(Seek(film, kBlockSubtitle, time), QMF_OK);
-    EXPECT_EQ(time, 1'005'000'000);
+    EXPECT_EQ(film.Seek(kBlockSubtitle, asked), 1'005'000'000);
   }
   std::int64_t time = 0;
-  EXPECT_EQ(Seek(film, kBlockAudio, time), QMF_ERR_SEEK_FAILURE);
-  EXPECT_EQ(kMkvModule.entryPoints->SetPosition(film.Handle(), kBlockVideo, 1, &time),
-            QMF_ERR_INVALID_STREAM);
+  const auto seek = film.Module().SetPosition;
+  EXPECT_EQ(seek(film.Handle(), kBlockAudio, 0, &time), QMF_ERR_SEEK_FAILURE);
+  EXPECT_EQ(seek(film.Handle(), kBlockVideo, 1, &time), QMF_ERR_INVALID_STREAM);
 }
 
 INSTANTIATE_TEST_SUITE_P(Indexes, MkvSeekTest,
@@ -163,8 +145,7 @@ TEST(MkvSeek, ReadsLittleOfALongFile) {
   for (const Index index : {Index::None, Index::Cues, Index::Hierarchical}) {
     MkvFile film(LongFilm(index));
     const std::uint64_t before = film.BytesRead();
-    std::int64_t time = 1'510'000'000;
-    EXPECT_EQ(Seek(film, kBlockVideo, time), QMF_OK);
+    EXPECT_EQ(film.Seek(kBlockVideo, 1'510'000'000), 1'500'000'000);
     EXPECT_LT(film.BytesRead() - before, 1'500'000U);  // of 15 MB
   }
 }

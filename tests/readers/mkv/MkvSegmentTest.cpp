@@ -63,11 +63,6 @@ TEST(MkvSegment, KeepsTheInformation) {
   const Parsed parsed(WithInfo(EbmlBuilder()
                                    .Binary(Element::Crc, Bytes(4))
                                    .Text(Element::Title, "Ti\xC3\xA9tle")
-                                   .Text(Element::FileName, "this.mkv")
-                                   .Text(Element::PrevFileName, "prev.mkv")
-                                   .Text(Element::NextFileName, "next.mkv")
-                                   .Text(Element::MuxingApp, "mux")
-                                   .Text(Element::WritingApp, "write")
                                    .Void(3)
                                    .Element(0x4461, Bytes(8))  // unknown: the date
                                    .Binary(Element::SegmentUid, {1, 2, 3})
@@ -77,13 +72,7 @@ TEST(MkvSegment, KeepsTheInformation) {
   ASSERT_TRUE(parsed.segment.info);
   const MkvInfo& info = *parsed.segment.info;
   EXPECT_EQ(info.title, u"Ti\u00e9tle");
-  EXPECT_EQ(info.fileName, u"this.mkv");
-  EXPECT_EQ(info.prevFileName, u"prev.mkv");
-  EXPECT_EQ(info.nextFileName, u"next.mkv");
-  EXPECT_EQ(info.muxingApp, u"mux");
-  EXPECT_EQ(info.writingApp, u"write");
   EXPECT_EQ(info.segmentUid, (MkvSegmentUid{1, 2, 3}));
-  EXPECT_EQ(info.timecodeScale, 2'000'050U);
   EXPECT_EQ(info.Scale100ns(), 20'000U);
   EXPECT_EQ(info.duration, 12.5);
 }
