@@ -16,7 +16,8 @@ struct Contender {
 /// A way to read a file's media data.
 struct BlockContender {
   const char* name;
-  /// Gives the seconds that reading everything took, without opening the file; negative for a failure.
+  /// Gives the seconds of processor time that reading everything took, without opening the file; negative for
+  /// a failure.
   double (*run)(const std::string& file);
 };
 
@@ -33,5 +34,9 @@ void RemoveScratchFiles();
 
 /// Seconds since some moment.
 double Now();
+
+/// Seconds that the processor has worked for this process. What takes longer than a turn of the scheduler is
+/// measured by this.
+double ProcessorTime();
 
 }  // namespace qmf::bench

@@ -38,9 +38,9 @@ double ReadPackets(const std::string& file) {
   AVFormatContext* context = OpenWithAvformat(file, flags == 0, flags);
   if (context == nullptr) return -1;
   AVPacket* packet = av_packet_alloc();
-  const double start = Now();
+  const double start = ProcessorTime();
   while (av_read_frame(context, packet) >= 0) av_packet_unref(packet);
-  const double seconds = Now() - start;
+  const double seconds = ProcessorTime() - start;
   av_packet_free(&packet);
   avformat_close_input(&context);
   return seconds;

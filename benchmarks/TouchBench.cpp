@@ -2,7 +2,7 @@
 // fast their media data are read. Prints a line of JSON for each file; ./bench makes tables of them.
 //
 //   touch_bench open FILE...     nanoseconds of each contender, and how many times the floor that is
-//   touch_bench blocks FILE...   seconds of reading all media data
+//   touch_bench blocks FILE...   seconds of processor time for reading all media data
 
 #include <algorithm>
 #include <cstdio>
