@@ -7,7 +7,7 @@
 
 namespace qmf {
 
-/// A file that this process alone writes, by position. The platform's part of the log.
+/// A file that this process alone writes, record behind record. The platform's part of the log.
 class LogFile {
  public:
   enum class Outcome { kOpened, kBusy, kFailed };
