@@ -7,6 +7,7 @@
 #include "propertyhandler/ProxyStub.h"
 #include "propertyhandler/Registration.h"
 #include "propertyhandler/ServerModule.h"
+#include "propertyhandler/ShellNotice.h"
 
 namespace {
 
@@ -36,12 +37,16 @@ STDAPI DllGetClassObject(REFCLSID classId, REFIID iid, LPVOID* out) {
 
 STDAPI DllRegisterServer() {
   const HRESULT result = qmf::AtComBorder(qmf::RegisterServer);
-  return SUCCEEDED(result) ? PrxDllRegisterServer() : result;
+  if (FAILED(result)) return result;
+  const HRESULT proxy = PrxDllRegisterServer();
+  qmf::TellShellOfChange();
+  return proxy;
 }
 
 STDAPI DllUnregisterServer() {
   const HRESULT result = qmf::AtComBorder(qmf::UnregisterServer);
   const HRESULT proxy = PrxDllUnregisterServer();
+  qmf::TellShellOfChange();
   return SUCCEEDED(result) ? proxy : result;
 }
 

@@ -43,7 +43,7 @@ SPL_H264::H264HdrSlice MkvSliceParser::FirstSlice(Bytes block) const {
       (void)slice.Parse(block.data(), static_cast<std::int32_t>(length), m_stream);
       break;
     }
-    block = block.subspan(length);
+    block = block.subspan(static_cast<std::size_t>(length));
   }
   return slice;
 }

@@ -6,6 +6,8 @@
 #include <iterator>
 #include <string_view>
 
+#include "framework/Version.h"
+
 namespace qmf {
 namespace {
 
@@ -45,6 +47,16 @@ std::vector<std::string> PackReversed(int count, wchar_t** texts) {
   return packed;
 }
 
+void AddCommands(CLI::App& app, Arguments& arguments) {
+  CLI::App* const doctor =
+      app.add_subcommand("doctor", "Whether the Shell shows our properties, and if not, why");
+  doctor->add_flag("--json", arguments.json, "One object");
+  doctor->callback([&] { arguments.command = Arguments::kDoctor; });
+  app.add_subcommand("refresh", "Tell a running Shell that handlers have changed")->callback([&] {
+    arguments.command = Arguments::kRefresh;
+  });
+}
+
 }  // namespace
 
 bool ReadArguments(int count, wchar_t** texts, Arguments& arguments, int& exitCode) {
@@ -56,10 +68,15 @@ bool ReadArguments(int count, wchar_t** texts, Arguments& arguments, int& exitCo
       "shellprops");
   // A slash begins a path, never an option.
   app.allow_windows_style_options(false);
-  app.add_flag("--json", arguments.oneLine, "One object a line");
+  app.set_version_flag("--version", std::string("shellprops ") + VersionText());
+  app.add_flag("--json", arguments.json, "One object a line");
   app.add_option("--dll", library, "Create the handler by this library, registered or not")
       ->type_name("PATH");
-  app.add_option("file", files, "Media files")->type_name("FILE")->required();
+  app.add_option("file", files, "Media files")->type_name("FILE");
+  AddCommands(app, arguments);
+  app.callback([&] {
+    if (files.empty() && app.get_subcommands().empty()) throw CLI::RequiredError("FILE");
+  });
   try {
     app.parse(PackReversed(count, texts));
   } catch (const CLI::ParseError& error) {

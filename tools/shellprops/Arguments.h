@@ -7,7 +7,10 @@ namespace qmf {
 
 /// What the command line asks for. Paths are the platform's UTF-16, valid or not.
 struct Arguments {
-  bool oneLine = false;    ///< One object a line instead of an indented one.
+  enum Command { kShow, kDoctor, kRefresh };
+
+  Command command = kShow;
+  bool json = false;       ///< One object a line instead of what people read.
   std::u16string library;  ///< Taken instead of the registered one, unless empty.
   std::vector<std::u16string> files;
 };

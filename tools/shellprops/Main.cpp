@@ -4,7 +4,9 @@
 
 #include <iostream>
 
+#include "propertyhandler/ShellNotice.h"
 #include "tools/shellprops/Arguments.h"
+#include "tools/shellprops/Doctor.h"
 #include "tools/shellprops/PropertyReport.h"
 
 namespace {
@@ -16,10 +18,29 @@ int Report(const qmf::Arguments& arguments) {
   bool complete = true;
   for (const std::u16string& file : arguments.files) {
     const qmf::PropertyReport report = qmf::ReportProperties(handler, file);
-    std::cout << report.json.dump(arguments.oneLine ? -1 : kIndent) << '\n';
+    std::cout << report.json.dump(arguments.json ? -1 : kIndent) << '\n';
     complete = complete && report.complete;
   }
   return complete ? 0 : 1;
+}
+
+int RunDoctor(const qmf::Arguments& arguments) {
+  const nlohmann::ordered_json examined = qmf::Examine();
+  std::cout << (arguments.json ? examined.dump() + "\n" : qmf::ToText(examined));
+  return examined["healthy"].get<bool>() ? 0 : 1;
+}
+
+int Run(const qmf::Arguments& arguments) {
+  switch (arguments.command) {
+    case qmf::Arguments::kDoctor:
+      return RunDoctor(arguments);
+    case qmf::Arguments::kRefresh:
+      qmf::TellShellOfChange();
+      return 0;
+    case qmf::Arguments::kShow:
+      return Report(arguments);
+  }
+  return 1;
 }
 
 }  // namespace
@@ -34,7 +55,7 @@ int wmain(int count, wchar_t** texts) {
     std::cerr << "shellprops: COM does not start\n";
     return 1;
   }
-  exitCode = Report(arguments);
+  exitCode = Run(arguments);
   ::CoUninitialize();
   return exitCode;
 }

@@ -3,26 +3,15 @@
 #include <propsys.h>
 #include <propvarutil.h>
 
-#include <cstdio>
-
 #include "framework/Text.h"
 #include "propertyhandler/PropertyKeys.h"
+#include "tools/shellprops/Texts.h"
 
 namespace qmf {
 namespace {
 
 using Json = nlohmann::ordered_json;
 using Microsoft::WRL::ComPtr;
-
-std::string Hex(HRESULT result) {
-  char text[11];
-  std::snprintf(text, sizeof text, "0x%08lX", static_cast<unsigned long>(result));
-  return text;
-}
-
-std::string Utf8(const wchar_t* text) {
-  return ToUtf8(reinterpret_cast<const char16_t*>(text));
-}
 
 // Wine exports the function without having it: a call ends the program.
 bool PlatformHasNames() {

@@ -1,0 +1,43 @@
+@echo off
+rem Undoes register.cmd and puts back the handlers that were there before. Run as administrator.
+setlocal
+set ours={D8D1CE8C-B1EB-4E95-B63B-1531BA60E992}
+set handlers=Microsoft\Windows\CurrentVersion\PropertySystem\PropertyHandlers
+set associations=HKLM\Software\Classes\SystemFileAssociations
+call :keep .mkv
+call :keep .qivo
+del "%TEMP%\qivo-handler.txt"
+"%SystemRoot%\System32\regsvr32.exe" /u /s "%~dp0x64\QivoPropertyHandler.dll"
+if errorlevel 1 goto failed
+if exist "%SystemRoot%\SysWOW64\regsvr32.exe" "%SystemRoot%\SysWOW64\regsvr32.exe" /u /s "%~dp0x86\QivoPropertyHandler.dll"
+call :restore .mkv
+call :restore .qivo
+reg delete HKLM\Software\Qivo\PropertyHandler\Displaced /f >nul 2>nul
+reg delete HKLM\Software\Wow6432Node\Qivo\PropertyHandler\Displaced /f >nul 2>nul
+"%~dp0x64\shellprops.exe" refresh
+echo Unregistered.
+exit /b 0
+:failed
+echo Could not unregister. Was this run as administrator?
+exit /b 1
+
+rem A handler that came after ours stays.
+:keep
+reg query "HKLM\Software\%handlers%\%1" /ve >"%TEMP%\qivo-handler.txt" 2>nul
+find "%ours%" "%TEMP%\qivo-handler.txt" >nul
+if not errorlevel 1 goto :eof
+call :copy "HKLM\Software\%handlers%\%1" "HKLM\Software\Qivo\PropertyHandler\Displaced\PropertyHandlers\%1"
+call :copy "HKLM\Software\Wow6432Node\%handlers%\%1" "HKLM\Software\Wow6432Node\Qivo\PropertyHandler\Displaced\PropertyHandlers\%1"
+call :copy "%associations%\%1" "HKLM\Software\Qivo\PropertyHandler\Displaced\SystemFileAssociations\%1"
+goto :eof
+
+:restore
+call :copy "HKLM\Software\Qivo\PropertyHandler\Displaced\PropertyHandlers\%1" "HKLM\Software\%handlers%\%1"
+call :copy "HKLM\Software\Wow6432Node\Qivo\PropertyHandler\Displaced\PropertyHandlers\%1" "HKLM\Software\Wow6432Node\%handlers%\%1"
+call :copy "HKLM\Software\Qivo\PropertyHandler\Displaced\SystemFileAssociations\%1" "%associations%\%1"
+goto :eof
+
+:copy
+reg query %1 >nul 2>nul
+if not errorlevel 1 reg copy %1 %2 /f >nul
+goto :eof
