@@ -119,7 +119,7 @@ TEST(MkvTags, ThatAreMissingBrokenOrCutAreReported) {
       TaggedFilm(EbmlBuilder().Master(
                      Element::Tag, SimpleTag("B", EbmlBuilder().Binary(Element::TagBinaryValue, Bytes(64)))))
           .Done();
-  cut.resize(cut.size() - 8);
+  cut.erase(cut.end() - 8, cut.end());
   EXPECT_EQ(MkvFile(cut).ResultOf(QMF_QID_TAGS_GET_SIMPLETAG_BINARY), QMF_ERR_FILE_CORRUPT);
 }
 
