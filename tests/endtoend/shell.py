@@ -47,6 +47,14 @@ def wrong_usage(shellprops):
             yield f"shellprops {arguments}: exit code {done.returncode}, printed {done.stdout}"
 
 
+def doctor(what, shellprops, healthy):
+    done = run(shellprops, "doctor", "--json")
+    examined = json.loads(done.stdout)
+    said = (examined["healthy"], examined["class"]["registered"], examined["sample"]["right"], done.returncode == 0)
+    if said != (healthy,) * 4:
+        yield f"doctor, {what}: exit code {done.returncode}, {examined}"
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("--emulator", default="", help="what runs the programs")
@@ -67,8 +75,10 @@ def main():
     if run([*emulator, "regsvr32"], "/s", library).returncode:
         found.append("regsvr32 failed")
     found += compare("by class id", qmfinfo, shellprops, paths)
+    found += doctor("registered", shellprops, True)
     if run([*emulator, "regsvr32"], "/u", "/s", library).returncode:
         found.append("regsvr32 /u failed")
+    found += doctor("removed", shellprops, False)
     print("\n".join(found) or f"the same for {len(paths)} files")
     return 1 if found else 0
 
