@@ -26,9 +26,9 @@ struct EbmlElement {
 };
 
 /// What reading one file may cost, whatever the file says: with chapters, the files that these name, and the
-/// windows and lists around them, at most 16 MiB read and as much memory.
+/// windows and lists around them, at most 250,000 elements, 16 MiB read and as much memory.
 struct EbmlLimits {
-  std::uint64_t elements = 250'000;
+  std::uint64_t elements = 80'000;
   std::uint64_t bytesRead = 8U << 20;
   std::uint64_t bytesKept = 7U << 20;  ///< Of strings, binary values and lists together.
 };

@@ -38,10 +38,10 @@ struct MkvLimits {
 };
 /// Selecting a title costs one segment of the first kind, and its duration some of the second.
 inline constexpr MkvLimits kMkvOwnLimits = {
-    .header = {}, .chapters = {.elements = 100'000, .bytesRead = 1U << 20, .bytesKept = 2U << 20}};
+    .header = {}, .chapters = {.elements = 30'000, .bytesRead = 1U << 20, .bytesKept = 2U << 20}};
 inline constexpr MkvLimits kMkvLinkedLimits = {
-    .header = {.elements = 20'000, .bytesRead = 256U << 10, .bytesKept = 256U << 10},
-    .chapters = {.elements = 20'000, .bytesRead = 256U << 10, .bytesKept = 256U << 10}};
+    .header = {.elements = 5'000, .bytesRead = 256U << 10, .bytesKept = 256U << 10},
+    .chapters = {.elements = 5'000, .bytesRead = 256U << 10, .bytesKept = 256U << 10}};
 
 /// What is known of one segment, which is one file.
 struct MkvSegment {
