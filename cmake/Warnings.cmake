@@ -9,6 +9,8 @@ if(CMAKE_SIZEOF_VOID_P EQUAL 4)
   target_compile_options(qmf_warnings INTERFACE -Wno-error=conversion)
 endif()
 if(WIN32)
+  # The time of linking would make every build another.
+  add_link_options(-Wl,--no-insert-timestamp)
   # The platform's headers pun between wchar_t and our UTF-16 and mark entry points in ways -Wpedantic dislikes.
   # COM interfaces cannot have virtual destructors; Release does the deleting.
   target_compile_options(qmf_warnings INTERFACE -Wno-old-style-cast -Wno-cast-function-type -Wno-non-virtual-dtor)
