@@ -1,10 +1,12 @@
 #!/usr/bin/env python3
-"""Writes Debian's changelog out of CHANGELOG.md. Every release carries the date of SOURCE_DATE_EPOCH, or of today."""
+"""Writes Debian's changelog out of CHANGELOG.md. Every release carries the date of SOURCE_DATE_EPOCH, else of the commit, else
+of today."""
 
 import email.utils
 import os
 import pathlib
 import re
+import subprocess
 import sys
 import textwrap
 import time
@@ -17,9 +19,17 @@ def entry(version, news, signature):
     return "\n".join([*lines, "", signature, ""])
 
 
+def build_time():
+    if "SOURCE_DATE_EPOCH" in os.environ:
+        return int(os.environ["SOURCE_DATE_EPOCH"])
+    asked = ["git", "-C", pathlib.Path(__file__).parent, "log", "-1", "--format=%ct"]
+    done = subprocess.run(asked, capture_output=True, check=False)
+    return int(done.stdout) if done.returncode == 0 else int(time.time())
+
+
 def main():
     changelog, maintainer, output = sys.argv[1:]
-    date = email.utils.formatdate(int(os.environ.get("SOURCE_DATE_EPOCH", time.time())))
+    date = email.utils.formatdate(build_time())
     text = pathlib.Path(changelog).read_text(encoding="utf-8")
     releases = re.findall(r"^## (\d[\d.]*)[^\n]*\n(.*?)(?=^## |\Z)", text, re.MULTILINE | re.DOTALL)
     signature = f" -- {maintainer}  {date.replace('-0000', '+0000')}"
