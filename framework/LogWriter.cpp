@@ -15,7 +15,7 @@ namespace {
 
 static_assert(sizeof(char16_t) == 2);
 constexpr char16_t kByteOrderMark = 0xFEFF;
-constexpr std::size_t kUsualRecord = 512;  // In UTF-16 units.
+constexpr std::size_t kMostPending = 2048;  // In UTF-16 units: what the system writes at once anyway.
 
 struct LogPlace {
   std::mutex mutex;
@@ -42,7 +42,7 @@ std::u16string LogName(int number) {
 }
 
 void AppendAscii(std::pmr::u16string& text, std::string_view ascii) {
-  text.append(ascii.begin(), ascii.end());
+  for (const char character : ascii) text.push_back(static_cast<char16_t>(character));
 }
 
 std::int32_t Checksum(const QMFBlock& block) {
@@ -97,7 +97,7 @@ bool LogWriter::Open() {
     outcome = m_file.Open(folder + LogName(number));
   }
   if (outcome != LogFile::Outcome::kOpened) return false;
-  m_pending.reserve(kUsualRecord);
+  m_pending.reserve(kMostPending);
   m_pending = kByteOrderMark;
   // Only now: a log without its mark is none.
   return m_open = true;
@@ -114,11 +114,15 @@ void LogWriter::Append(std::u16string_view format, std::span<const LogValue> val
 
 void LogWriter::Add(std::u16string_view format, std::span<const LogValue> values) noexcept {
   if (!m_open) return;
+  const std::size_t whole = m_pending.size();
   try {
     Append(format, values);
   } catch (...) {
+    m_pending.resize(whole);
+    Flush();
     m_open = false;
   }
+  if (m_pending.size() >= kMostPending) Flush();
 }
 
 void LogWriter::AddOpened(std::u16string_view path) noexcept {
@@ -128,6 +132,7 @@ void LogWriter::AddOpened(std::u16string_view path) noexcept {
   } catch (...) {
     m_open = false;
   }
+  Flush();
 }
 
 void LogWriter::Flush() noexcept {

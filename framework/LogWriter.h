@@ -21,12 +21,16 @@ struct LogValue {
 
 /// Writes one instance's "L1log.txt": UTF-16LE with byte-order mark, each message followed by a line feed.
 /// While that file is being written by somebody else the log is "L1log-2.txt", and so on up to kMostLogs, so
-/// that no two logs ever mix. Whatever fails ends the log and nothing else.
+/// that no two logs ever mix. The file's name is written at once, what follows in writes of whole messages
+/// when 4 KiB have gathered and at the end. Whatever fails ends the log and nothing else.
 class LogWriter {
  public:
   static constexpr int kMostLogs = 16;
 
   explicit LogWriter(QMFAllocator* memory) : m_pending(memory) {}
+  ~LogWriter() { Flush(); }
+  LogWriter(const LogWriter&) = delete;
+  LogWriter& operator=(const LogWriter&) = delete;
 
   /// False when the log is off or none can be opened.
   bool Open();
@@ -36,14 +40,12 @@ class LogWriter {
   /// none.
   void Add(std::u16string_view format, std::span<const LogValue> values) noexcept;
 
-  /// Adds "OpenContainer:" with the file's name.
+  /// Writes "OpenContainer:" with the file's name.
   void AddOpened(std::u16string_view path) noexcept;
-
-  /// Hands the messages added since the last call to the operating system, with one write.
-  void Flush() noexcept;
 
  private:
   void Append(std::u16string_view format, std::span<const LogValue> values);
+  void Flush() noexcept;
 
   LogFile m_file;
   bool m_open = false;

@@ -61,8 +61,7 @@ struct LoggedCalls {
 #undef QMF_LOGGED_CALL
 };
 
-// Forwards a slot of this module to the same slot of the real one; a call is one write, Entry and Exit
-// together.
+// Forwards a slot of this module to the same slot of the real one.
 template <auto Slot>
 struct Forward;
 
@@ -77,7 +76,6 @@ struct Forward<Slot> {
     instance.log.Add(texts.entry, std::array{ToLogValue(parameters)..., LogValue{}});
     const QMFResult result = real(instance.inner, parameters...);
     instance.log.Add(texts.exit, std::array{ToLogValue(parameters)..., ToLogValue(std::uint32_t{result})});
-    instance.log.Flush();
     return result;
   }
 };
@@ -123,7 +121,6 @@ void StartLog(LoggingInstance& instance, const char16_t* path) noexcept {
     return;
   }
   instance.log.AddOpened(path);
-  instance.log.Flush();
 }
 
 void Destroy(LoggingInstance* instance) {

@@ -148,11 +148,20 @@ TEST_F(LoggingModuleTest, WithoutBidderNothingIsLoggedAndAFailedOpenIs) {
   EXPECT_EQ(Log(), u"\uFEFFOpenContainer:\nFile: film\n\n");
 }
 
-TEST_F(LoggingModuleTest, FinishedRecordsStandInTheFileAtOnceAndANewLogStartsAfresh) {
-  Open(u"a film with a long name");
-  EXPECT_EQ(m_slots.SetTitle(m_handle, 0), QMF_OK);
-  EXPECT_TRUE(Log().ends_with(u"SetTitle Exit:\nQivoError: 0\n\n"));
+TEST_F(LoggingModuleTest, TheNameStandsInTheFileAtOnceTheRestGathersAndANewLogStartsAfresh) {
+  Open(u"a film");
+  const std::u16string opened = u"\uFEFFOpenContainer:\nFile: a film\n\n";
+  EXPECT_EQ(Log(), opened);
+  std::u16string whole = opened;
+  for (int i = 0; i < 100; ++i) {
+    EXPECT_EQ(m_slots.SetTitle(m_handle, 0), QMF_OK);
+    whole += u"SetTitle Entry:\nTitleIndex 0\n\nSetTitle Exit:\nQivoError: 0\n\n";
+  }
+  EXPECT_TRUE(whole.starts_with(Log()));
+  EXPECT_GT(Log().size(), whole.size() - 2200);
+  EXPECT_TRUE(Log().ends_with(u"\n\n"));
   Close();
+  EXPECT_EQ(Log(), whole + u"CloseContainer Entry:\n\nCloseContainer Exit:\nQivoError: 0\n\n");
   Open(u"b");
   EXPECT_EQ(Log(), u"\uFEFFOpenContainer:\nFile: b\n\n");
 }
