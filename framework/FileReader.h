@@ -6,6 +6,7 @@
 #include <memory>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "framework/Allocator.h"
 #include "framework/Folder.h"
@@ -40,7 +41,9 @@ class FileReader {
   /// Inside a SharedFileScope for the same path the scope's reader is given instead.
   static QMFResult Open(const char16_t* path, QMFAllocator* memory, std::shared_ptr<FileReader>& reader);
 
-  explicit FileReader(std::shared_ptr<FileSource> source) : m_source(std::move(source)) {}
+  /// `memory` serves those who read on and on; null means the heap.
+  explicit FileReader(std::shared_ptr<FileSource> source, QMFAllocator* memory = nullptr)
+      : m_source(std::move(source)), m_walkersWindow(AllocatorOrHeap(memory)) {}
   FileReader(const FileReader&) = delete;
   FileReader& operator=(const FileReader&) = delete;
 
@@ -70,6 +73,7 @@ class FileReader {
 
  private:
   std::size_t ReadSource(std::uint64_t offset, void* destination, std::size_t count);
+  std::span<std::uint8_t> RoomFor(std::uint64_t offset, std::size_t count);
   std::span<const std::uint8_t> Fetch(std::uint64_t offset, std::size_t count);
 
   // What the window has of these bytes. An offset before it wraps and so lies behind it.
@@ -84,7 +88,9 @@ class FileReader {
   std::size_t m_windowFilled = 0;
   std::uint64_t m_bytesRead = 0;
   std::uint64_t m_looks = 0;
-  std::uint8_t m_window[kWindowSize];
+  const std::uint8_t* m_window = m_firstWindow;
+  std::pmr::vector<std::uint8_t> m_walkersWindow;
+  std::uint8_t m_firstWindow[kWindowSize];
 };
 
 /// While it lives, FileReader::Open on this thread answers `path` from here: with `reader`, or with the
