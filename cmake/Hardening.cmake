@@ -1,7 +1,7 @@
 # What the toolchain offers against a fault that testing missed, for what is shipped: libraries and programs, not their
 # tests. The sanitizers bring their own and exclude these; Windows' marks are options of the library's link.
 add_library(qmf_hardening INTERFACE)
-if(WIN32 OR QMF_SANITIZE OR QMF_COVERAGE)
+if(WIN32 OR QMF_SANITIZE OR QMF_THREAD_SANITIZE OR QMF_COVERAGE)
   return()
 endif()
 target_compile_options(qmf_hardening INTERFACE

@@ -52,7 +52,17 @@ bool IsRegularFile(DIR* folder, const dirent& entry) {
   return ::fstatat(::dirfd(folder), entry.d_name, &status, 0) == 0 && S_ISREG(status.st_mode);
 }
 
+thread_local SharedFileScope* innermostScope = nullptr;
+
 }  // namespace
+
+SharedFileScope* InnermostScope() noexcept {
+  return innermostScope;
+}
+
+void SetInnermostScope(SharedFileScope* scope) noexcept {
+  innermostScope = scope;
+}
 
 std::shared_ptr<FileSource> OpenPlatformFile(const char16_t* path, QMFAllocator* memory) {
   const std::string name = BytesFromPath(path);

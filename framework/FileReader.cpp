@@ -21,8 +21,6 @@ std::atomic<std::uint64_t> totalOpens{0};
 std::atomic<std::uint64_t> totalReads{0};
 std::atomic<std::uint64_t> totalBytes{0};
 
-thread_local SharedFileScope* currentScope = nullptr;
-
 bool IsRemotePath(std::u16string_view path) {
   return path.starts_with(u"http:");
 }
@@ -30,7 +28,7 @@ bool IsRemotePath(std::u16string_view path) {
 }  // namespace
 
 QMFResult FileReader::Open(const char16_t* path, QMFAllocator* memory, std::shared_ptr<FileReader>& reader) {
-  for (const SharedFileScope* scope = currentScope; scope != nullptr; scope = scope->m_outer) {
+  for (const SharedFileScope* scope = InnermostScope(); scope != nullptr; scope = scope->m_outer) {
     if (std::u16string_view(scope->m_path) != path) continue;
     reader = scope->m_reader;
     return scope->m_result;
@@ -95,29 +93,29 @@ FileReader::Counters FileReader::TotalCounters() {
 }
 
 SharedFileScope::SharedFileScope(const char16_t* path, QMFAllocator* memory)
-    : m_path(path), m_namesBytes(false), m_outer(currentScope) {
+    : m_path(path), m_namesBytes(false), m_outer(InnermostScope()) {
   m_result = FileReader::Open(path, memory, m_reader);
-  currentScope = this;
+  SetInnermostScope(this);
 }
 
 SharedFileScope::SharedFileScope(const char16_t* path, std::shared_ptr<FileReader> reader)
-    : m_path(path), m_namesBytes(true), m_reader(std::move(reader)), m_outer(currentScope) {
-  currentScope = this;
+    : m_path(path), m_namesBytes(true), m_reader(std::move(reader)), m_outer(InnermostScope()) {
+  SetInnermostScope(this);
 }
 
 SharedFileScope::~SharedFileScope() {
-  currentScope = m_outer;
+  SetInnermostScope(m_outer);
 }
 
 bool SharedFileScope::NamesBytes(std::u16string_view path) {
-  for (const SharedFileScope* scope = currentScope; scope != nullptr; scope = scope->m_outer) {
+  for (const SharedFileScope* scope = InnermostScope(); scope != nullptr; scope = scope->m_outer) {
     if (scope->m_namesBytes && scope->m_path == path) return true;
   }
   return false;
 }
 
 void SharedFileScope::VisitFolder(std::u16string_view folder, const FileNameVisitor& visit) {
-  for (const SharedFileScope* scope = currentScope; scope != nullptr; scope = scope->m_outer) {
+  for (const SharedFileScope* scope = InnermostScope(); scope != nullptr; scope = scope->m_outer) {
     if (!scope->m_namesBytes || FolderOfPath(scope->m_path) != folder) continue;
     if (!visit(std::u16string_view(scope->m_path).substr(folder.size()))) return;
   }

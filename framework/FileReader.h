@@ -136,4 +136,9 @@ class MemoryFileSource : public FileSource {
 /// on a pipe or device.
 std::shared_ptr<FileSource> OpenPlatformFile(const char16_t* path, QMFAllocator* memory);
 
+/// The calling thread's innermost scope, null at first. Where the system has no place for it there is none,
+/// and each module opens the file itself.
+SharedFileScope* InnermostScope() noexcept;
+void SetInnermostScope(SharedFileScope* scope) noexcept;
+
 }  // namespace qmf

@@ -58,7 +58,31 @@ bool IsLocalFile(const WIN32_FIND_DATAW& entry) {
                                     FILE_ATTRIBUTE_OFFLINE | kRecalledOnAccess)) == 0;
 }
 
+// Not thread_local: for that the compiler's runtime gives every thread handles and memory of its own, which
+// stay behind when the library is unloaded before the thread ends.
+class ThreadSlot {
+ public:
+  ThreadSlot() = default;
+  ThreadSlot(const ThreadSlot&) = delete;
+  ThreadSlot& operator=(const ThreadSlot&) = delete;
+  ~ThreadSlot() { ::TlsFree(m_index); }
+  void* Get() const noexcept { return ::TlsGetValue(m_index); }
+  void Set(void* value) const noexcept { ::TlsSetValue(m_index, value); }
+
+ private:
+  const DWORD m_index = ::TlsAlloc();
+};
+const ThreadSlot innermostScope;
+
 }  // namespace
+
+SharedFileScope* InnermostScope() noexcept {
+  return static_cast<SharedFileScope*>(innermostScope.Get());
+}
+
+void SetInnermostScope(SharedFileScope* scope) noexcept {
+  innermostScope.Set(scope);
+}
 
 std::shared_ptr<FileSource> OpenPlatformFile(const char16_t* path, QMFAllocator* memory) {
   // Anonymous: should the name turn out to be a pipe, its server learns nothing of the user.

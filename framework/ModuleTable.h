@@ -6,8 +6,7 @@
 
 namespace qmf {
 
-/// The registered descriptor of `moduleId`, or null for an id outside 1 to 18 or without a module. The
-/// registry is filled from kModuleList at the first call; any thread may make it.
+/// The registered descriptor of `moduleId`, or null for an id outside 1 to 18 or without a module.
 const QMFModuleDescriptor* FindModule(std::int32_t moduleId);
 
 /// Short name of a module for people ("MKV"), or null for an id that no module has.

@@ -6,6 +6,7 @@
 #include "propertyhandler/ComObject.h"
 #include "propertyhandler/ProxyStub.h"
 #include "propertyhandler/Registration.h"
+#include "propertyhandler/RuntimeLeftovers.h"
 #include "propertyhandler/ServerModule.h"
 #include "propertyhandler/ShellNotice.h"
 
@@ -53,11 +54,16 @@ STDAPI DllUnregisterServer() {
 extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID processEnds) {
   if (!PrxDllMain(instance, reason, processEnds)) return FALSE;
   if (reason == DLL_PROCESS_ATTACH) {
-    ::DisableThreadLibraryCalls(instance);
     qmf::Module().Initialize(instance);
     ChooseLogFolder();
+    // The thread that unloads the library may be another.
+    qmf::FreeThreadLeftovers(instance);
   }
   // At the end of a process the other threads are gone, perhaps in the middle of something: touch nothing.
-  if (reason == DLL_PROCESS_DETACH && processEnds == nullptr) qmf::Module().Terminate();
+  if (reason == DLL_PROCESS_DETACH && processEnds == nullptr) {
+    qmf::Module().Terminate();
+    qmf::FreeThreadLeftovers(instance);
+    qmf::FreeExceptionLeftovers();
+  }
   return TRUE;
 }

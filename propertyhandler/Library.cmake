@@ -38,6 +38,7 @@ add_library(qivo_handler OBJECT
   DllExports.cpp
   Registration.cpp
   RegistryLeftovers.cpp
+  RuntimeLeftovers.cpp
   ServerModule.cpp)
 qmf_target(qivo_handler)
 target_link_libraries(qivo_handler PUBLIC qmf_properties qivo_ids)

@@ -1,6 +1,7 @@
 #include "tests/propertyhandler/Library.h"
 
 #include <gtest/gtest.h>
+#include <propertyhandler/QivoPropertyHandler.h>
 
 namespace qmf::test {
 
@@ -12,6 +13,14 @@ std::filesystem::path Library::Built() {
 
 Library::Library(const std::filesystem::path& path) : m_module(::LoadLibraryW(path.c_str())) {
   EXPECT_NE(m_module, nullptr) << path;
+}
+
+ComPtr<IClassFactory> Library::Factory() const {
+  const auto entry =
+      reinterpret_cast<decltype(&::DllGetClassObject)>(::GetProcAddress(m_module, "DllGetClassObject"));
+  ComPtr<IClassFactory> factory;
+  EXPECT_EQ(entry(CLSID_QivoPropertyHandlerObj, IID_PPV_ARGS(factory.GetAddressOf())), S_OK);
+  return factory;
 }
 
 HRESULT Library::Call(const char* name) const {

@@ -5,6 +5,8 @@
 #include <filesystem>
 #include <string>
 
+#include "tests/propertyhandler/Apartment.h"
+
 namespace qmf::test {
 
 /// QivoPropertyHandler.dll as it was built beside this program, or a copy of it, loaded.
@@ -18,6 +20,9 @@ class Library {
   static std::filesystem::path Built();
 
   HMODULE Module() const { return m_module; }
+
+  /// The class factory of its handler.
+  ComPtr<IClassFactory> Factory() const;
 
   /// Calls an exported function without arguments.
   HRESULT Call(const char* name) const;
