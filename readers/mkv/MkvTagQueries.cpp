@@ -63,11 +63,13 @@ QMFResult BinarySize(const Query& query, const MkvSimpleTag& simple) {
 QMFResult Binary(const Query& query, const MkvSimpleTag& simple) {
   const std::uint32_t room = query.data.size;
   query.data.size = Clamped(simple.binarySize);
+  if (simple.binarySize != 0) {
+    if (query.data.pointer == nullptr || room < simple.binarySize) return QMF_ERR_BUFFER_TOO_SMALL;
+    QMF_RETURN_IF_NONZERO(CopyFromMkv(query.segment, simple.binaryOffset, query.data.pointer,
+                                      static_cast<std::size_t>(simple.binarySize)));
+  }
   query.data.type = kValueRecord;
-  if (simple.binarySize == 0) return QMF_OK;
-  if (query.data.pointer == nullptr || room < simple.binarySize) return QMF_ERR_BUFFER_TOO_SMALL;
-  return CopyFromMkv(query.segment, simple.binaryOffset, query.data.pointer,
-                     static_cast<std::size_t>(simple.binarySize));
+  return QMF_OK;
 }
 
 QMFResult ChildId(const Query& query, const MkvSimpleTag& simple) {

@@ -73,14 +73,11 @@ struct Cost {
 namespace {
 
 std::vector<std::uint8_t> MkvOfCost(std::size_t more) {
-  EbmlBuilder segment;
-  for (std::size_t i = 0; i < more; ++i) segment.Void(4);
-  segment.Raw(Info().Done())
-      .Master(Element::Tracks, EbmlBuilder()
-                                   .Raw(Track(1, kMatroskaVideo, "V_MPEG2", Picture(64, 48)).Done())
-                                   .Raw(Track(2, kMatroskaAudio, "A_AAC", {}).Done()))
-      .Master(Element::Cluster, EbmlBuilder().Void(100'000));
-  return Header().Master(Element::Segment, segment).Done();
+  Bytes children;
+  for (std::size_t i = 0; i < more; ++i) children += Void(4);
+  children += Info() + Put(E::Tracks, Track(1, kMatroskaVideo, "V_MPEG2", Picture(64, 48)) +
+                                          Track(2, kMatroskaAudio, "A_AAC"));
+  return Segment(children + Put(E::Cluster, Void(100'000)));
 }
 
 Bytes Mp4OfCost(std::size_t more) {
@@ -95,23 +92,15 @@ Bytes Mp4OfCost(std::size_t more) {
 }
 
 Bytes H264OfCost(std::size_t more) {
-  std::vector<Bytes> units = {SpsUnit(PlainSps()), PpsUnit(), SliceUnit({.type = 5})};
+  Bytes stream = ByteStream({SpsUnit(PlainSps()), PpsUnit(), SliceUnit({.type = 5})});
   for (std::uint32_t i = 1; i <= more; ++i)
-    units.push_back(SliceUnit({.frameNum = i % 16, .orderLsb = 2 * i % 16}));
-  Bytes stream;
-  for (const Bytes& unit : units) {
-    stream.insert(stream.end(), {0, 0, 0, 1});
-    stream.insert(stream.end(), unit.begin(), unit.end());
-  }
+    stream += ByteStream({SliceUnit({.frameNum = i % 16, .orderLsb = 2 * i % 16})});
   return stream;
 }
 
 Bytes AdtsOfCost(std::size_t more) {
   Bytes stream;
-  for (std::size_t i = 0; i < 4 + more; ++i) {
-    const Bytes frame = AdtsFrame();
-    stream.insert(stream.end(), frame.begin(), frame.end());
-  }
+  for (std::size_t i = 0; i < 4 + more; ++i) stream += AdtsFrame();
   return stream;
 }
 

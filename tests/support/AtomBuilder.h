@@ -1,13 +1,10 @@
 #pragma once
 
-#include <cstdint>
-#include <string_view>
 #include <utility>
-#include <vector>
+
+#include "tests/support/Bytes.h"
 
 namespace qmf::test {
-
-using Bytes = std::vector<std::uint8_t>;
 
 /// Assembles atoms (boxes) by their big-endian fields. Sizes are filled in when an atom ends.
 class AtomBuilder {
@@ -32,19 +29,11 @@ class AtomBuilder {
   AtomBuilder& U16(std::uint32_t value) { return Number(value, 2); }
   AtomBuilder& U32(std::uint32_t value) { return Number(value, 4); }
   AtomBuilder& U64(std::uint64_t value) { return Number(value, 8); }
-  AtomBuilder& Number(std::uint64_t value, unsigned width) {
-    for (unsigned shift = width * 8; shift > 0; shift -= 8) {
-      m_bytes.push_back(static_cast<std::uint8_t>(value >> (shift - 8)));
-    }
-    return *this;
-  }
+  AtomBuilder& Number(std::uint64_t value, unsigned width) { return Raw(BigEndian(value, width)); }
   AtomBuilder& Zeros(std::size_t count) { return Raw(Bytes(count)); }
-  AtomBuilder& Code(std::string_view text) {
-    for (const char c : text) U8(static_cast<std::uint8_t>(c));
-    return *this;
-  }
+  AtomBuilder& Code(std::string_view text) { return Raw(test::Raw(text)); }
   AtomBuilder& Raw(const Bytes& bytes) {
-    m_bytes.insert(m_bytes.end(), bytes.begin(), bytes.end());
+    m_bytes += bytes;
     return *this;
   }
 

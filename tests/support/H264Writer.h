@@ -1,17 +1,14 @@
 #pragma once
 
-#include <cstdint>
 #include <initializer_list>
 #include <random>
 #include <span>
-#include <vector>
 
 #include "streamlib/H264HdrSeqParSet.h"
 #include "tests/support/BitWriter.h"
+#include "tests/support/Bytes.h"
 
 namespace qmf::test {
-
-using Bytes = std::vector<std::uint8_t>;
 
 /// A NAL unit of `payload` with emulation-prevention bytes, ITU-T H.264 clause 7.4.1.
 Bytes NalUnit(std::uint8_t header, std::span<const std::uint8_t> payload);

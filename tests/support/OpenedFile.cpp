@@ -32,9 +32,10 @@ std::int32_t Score(const QMFModuleDescriptor& module, const char16_t* name,
 
 OpenedFile::OpenedFile(const QMFModuleDescriptor& module, std::shared_ptr<FileSource> source,
                        QMFAllocator* memory)
-    : m_module(*module.entryPoints), m_reader(std::make_shared<FileReader>(source)) {
+    : m_module(*module.entryPoints),
+      m_reader(std::make_shared<FileReader>(source)),
+      m_named(kName, m_reader) {
   KeepFile(*source, module.moduleId);
-  const SharedFileScope named(kName, m_reader);
   m_bid = Score(module, kName);
   m_opened = m_module.OpenContainer(&m_handle, kName, memory);
 }

@@ -53,7 +53,7 @@ std::shared_ptr<BytesSource> SourceOf(const Bytes& bytes) {
 std::int32_t Score(const QMFModuleDescriptor& module, const char16_t* name,
                    std::shared_ptr<FileSource> source = nullptr);
 
-/// A file opened by one module through its entry points.
+/// A file opened by one module through its entry points. Beside it are the files that scopes name, no others.
 class OpenedFile {
  public:
   OpenedFile(const QMFModuleDescriptor& module, std::shared_ptr<FileSource> source,
@@ -115,6 +115,7 @@ class OpenedFile {
  private:
   const QMFModuleEntryPoints& m_module;
   const std::shared_ptr<FileReader> m_reader;
+  const SharedFileScope m_named;
   QMFModuleHandle m_handle = nullptr;
   std::int32_t m_bid;
   QMFResult m_opened;

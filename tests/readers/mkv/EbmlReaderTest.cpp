@@ -2,16 +2,12 @@
 
 #include <gtest/gtest.h>
 
-#include <bit>
 #include <set>
 
 #include "tests/support/EbmlBuilder.h"
 
-namespace qmf {
+namespace qmf::test {
 namespace {
-
-using test::EbmlBuilder;
-using Bytes = EbmlBuilder::Bytes;
 
 struct Opened {
   explicit Opened(Bytes content, const EbmlLimits& limits = {})
@@ -54,8 +50,8 @@ TEST(EbmlReader, ReadsHeadersOfEveryWidth) {
   struct Row {
     Bytes bytes;
     QMFResult result;
-    std::uint64_t payload;
-    std::uint64_t end;
+    std::uint64_t payload = 0;
+    std::uint64_t end = 0;
   };
   const Row rows[] = {
       {{0xEC, 0x81, 0}, QMF_OK, 2, 3},
@@ -63,14 +59,14 @@ TEST(EbmlReader, ReadsHeadersOfEveryWidth) {
       {{0x1A, 0x45, 0xDF, 0xA3, 0x01, 0, 0, 0, 0, 0, 0, 0x02}, QMF_OK, 12, 14},
       {{0x1F, 0x43, 0xB6, 0x75, 0xFF}, QMF_OK, 5, EbmlElement::kOpenEnd},  // cluster of unknown size
       {{0x18, 0x53, 0x80, 0x67, 0x7F, 0xFF}, QMF_OK, 6, EbmlElement::kOpenEnd},
-      {{0x16, 0x54, 0xAE, 0x6B, 0xFF}, QMF_FAILURE, 0, 0},  // nothing else may have it
-      {{0x00, 0x81}, QMF_FAILURE, 0, 0},
-      {{0x08, 0, 0, 0, 0, 0x81}, QMF_FAILURE, 0, 0},  // an id of five bytes
-      {{0xFF, 0x81, 0}, QMF_FAILURE, 0, 0},           // the reserved id
-      {{0xEC, 0x00, 0}, QMF_FAILURE, 0, 0},           // a size of nine bytes
-      {{0x42}, QMF_ERR_END_OF_STREAM, 0, 0},
-      {{0x42, 0x82, 0x40}, QMF_ERR_END_OF_STREAM, 0, 0},
-      {{}, QMF_ERR_END_OF_STREAM, 0, 0},
+      {{0x16, 0x54, 0xAE, 0x6B, 0xFF}, QMF_FAILURE},  // nothing else may have it
+      {{0x00, 0x81}, QMF_FAILURE},
+      {{0x08, 0, 0, 0, 0, 0x81}, QMF_FAILURE},  // an id of five bytes
+      {{0xFF, 0x81, 0}, QMF_FAILURE},           // the reserved id
+      {{0xEC, 0x00, 0}, QMF_FAILURE},           // a size of nine bytes
+      {{0x42}, QMF_ERR_END_OF_STREAM},
+      {{0x42, 0x82, 0x40}, QMF_ERR_END_OF_STREAM},
+      {{}, QMF_ERR_END_OF_STREAM},
   };
   for (const Row& row : rows) {
     Opened opened(row.bytes);
@@ -81,17 +77,13 @@ TEST(EbmlReader, ReadsHeadersOfEveryWidth) {
   }
 }
 
-TEST(EbmlReader, KeepsChildrenInsideTheirParent) {
-  const Bytes bytes = EbmlBuilder().Void(10).Done();  // 5 bytes of header, 10 of payload
+TEST(EbmlReader, KeepsChildrenInsideTheirParentAndSizesToTheirWidth) {
+  const Bytes bytes = Void(10);  // 5 bytes of header, 10 of payload
   EXPECT_EQ(Opened(bytes).Header(15), QMF_OK);
   EXPECT_EQ(Opened(bytes).Header(14), QMF_FAILURE);
   EXPECT_EQ(Opened(bytes).Header(4), QMF_FAILURE);
-  EXPECT_EQ(Opened(EbmlBuilder().Id(0xEC).ElementSize((std::uint64_t{1} << 56) - 2, 8).Done()).Header(1000),
-            QMF_FAILURE);
-}
-
-TEST(EbmlReader, ObeysTheDeclaredWidthOfSizes) {
-  Opened opened(EbmlBuilder().Id(0xEC).ElementSize(0, 3).Done());
+  EXPECT_EQ(Opened(ElementHead(0xEC, (std::uint64_t{1} << 56) - 2, 8)).Header(1000), QMF_FAILURE);
+  Opened opened(ElementHead(0xEC, 0, 3));
   opened.reader.SetMaxSizeLength(2);
   EXPECT_EQ(opened.Header(), QMF_FAILURE);
   opened.reader.SetMaxSizeLength(3);
@@ -99,72 +91,61 @@ TEST(EbmlReader, ObeysTheDeclaredWidthOfSizes) {
 }
 
 TEST(EbmlReader, ReadsIntegersUpToEightBytes) {
-  struct Row {
-    Bytes payload;
-    std::uint64_t asUnsigned;
-    std::int64_t asSigned;
-  };
-  const Row rows[] = {
+  const std::tuple<Bytes, std::uint64_t, std::int64_t> rows[] = {
       {{}, 0, 0},
       {{0x80}, 0x80, -128},
       {{0x7F, 0xFF}, 0x7FFF, 0x7FFF},
       {{0xFF, 0xFF, 0xFE}, 0xFFFFFE, -2},
       {{0x80, 0, 0, 0, 0, 0, 0, 1}, 0x8000000000000001, INT64_MIN + 1},
   };
-  for (const Row& row : rows) {
-    const Bytes bytes = EbmlBuilder().Binary(Element::TrackNumber, row.payload).Done();
+  for (const auto& [payload, unsignedValue, signedValue] : rows) {
+    const Bytes bytes = Put(E::TrackNumber, payload);
     std::uint64_t asUnsigned = 77;
     std::int64_t asSigned = 77;
     EXPECT_EQ(Opened(bytes).Read(asUnsigned), QMF_OK);
     EXPECT_EQ(Opened(bytes).Read(asSigned), QMF_OK);
-    EXPECT_EQ(asUnsigned, row.asUnsigned);
-    EXPECT_EQ(asSigned, row.asSigned);
+    EXPECT_EQ(asUnsigned, unsignedValue);
+    EXPECT_EQ(asSigned, signedValue);
   }
   std::uint64_t value = 0;
-  EXPECT_EQ(Opened(EbmlBuilder().Binary(Element::TrackNumber, Bytes(9)).Done()).Read(value), QMF_FAILURE);
+  EXPECT_EQ(Opened(Put(E::TrackNumber, Bytes(9))).Read(value), QMF_FAILURE);
   EXPECT_EQ(Opened({0xD7, 0x84, 0, 0}).Read(value), QMF_ERR_END_OF_STREAM);
 }
 
 TEST(EbmlReader, ReadsFloatsOfFourAndEightBytes) {
-  const auto read = [](const Bytes& payload, double& value) {
-    return Opened(EbmlBuilder().Binary(Element::Duration, payload).Done()).Read(value);
-  };
   double value = 77;
-  EXPECT_EQ(read({0x3F, 0xC0, 0, 0}, value), QMF_OK);
-  EXPECT_EQ(value, 1.5);
-  EXPECT_EQ(read({0xC0, 0x04, 0, 0, 0, 0, 0, 0}, value), QMF_OK);
-  EXPECT_EQ(value, -2.5);
-  EXPECT_EQ(read({}, value), QMF_OK);
-  EXPECT_EQ(value, 0.0);
-  for (const std::size_t size : {1U, 3U, 5U, 10U, 200U}) EXPECT_EQ(read(Bytes(size), value), QMF_FAILURE);
+  for (const auto& [payload, expected] :
+       {std::pair(Bytes{0x3F, 0xC0, 0, 0}, 1.5), {{0xC0, 0x04, 0, 0, 0, 0, 0, 0}, -2.5}, {{}, 0.0}}) {
+    EXPECT_EQ(Opened(Put(E::Duration, payload)).Read(value), QMF_OK);
+    EXPECT_EQ(value, expected);
+  }
+  for (const std::size_t size : {1U, 3U, 5U, 10U, 200U})
+    EXPECT_EQ(Opened(Put(E::Duration, Bytes(size))).Read(value), QMF_FAILURE);
 }
 
 TEST(EbmlReader, DeliversTextWithoutTrailingZeros) {
-  const auto read = [](const Bytes& payload) {
+  for (const auto& [payload, expected] : {std::pair(Bytes{'a', 'b', 0, 0}, std::u16string(u"ab")),
+                                          {{0xC3, 0xA9, 0xF0, 0x9F, 0x8E, 0xAC}, u"\u00e9\U0001F3AC"},
+                                          {{'a', 0xFF, 'b'}, u"a\uFFFDb"},
+                                          {{0, 0}, u""},
+                                          {Bytes(100'000, 'x'), std::u16string(100'000, u'x')}}) {
     std::pmr::u16string text;
-    EXPECT_EQ(Opened(EbmlBuilder().Binary(Element::Title, payload).Done()).Read(text), QMF_OK);
-    return std::u16string(text);
-  };
-  EXPECT_EQ(read({'a', 'b', 0, 0}), u"ab");
-  EXPECT_EQ(read({0xC3, 0xA9, 0xF0, 0x9F, 0x8E, 0xAC}), u"\u00e9\U0001F3AC");
-  EXPECT_EQ(read({'a', 0xFF, 'b'}), u"a\uFFFDb");
-  EXPECT_EQ(read({0, 0}), u"");
-  EXPECT_EQ(read(Bytes(100'000, 'x')), std::u16string(100'000, u'x'));
+    EXPECT_EQ(Opened(Put(E::Title, payload)).Read(text), QMF_OK);
+    EXPECT_EQ(std::u16string_view(text), expected);
+  }
 }
 
 TEST(EbmlReader, RefusesWhatExceedsALimitOrTheFile) {
   std::pmr::u16string text;
-  EXPECT_EQ(Opened(EbmlBuilder().Id(0x7BA9).ElementSize(0xFFFFFFE, 4).Done()).Read(text), QMF_FAILURE);
-  EXPECT_EQ(Opened(EbmlBuilder().Id(0x7BA9).ElementSize(1000, 4).Raw("abc").Done()).Read(text),
-            QMF_ERR_END_OF_STREAM);
+  EXPECT_EQ(Opened(ElementHead(0x7BA9, 0xFFFFFFE)).Read(text), QMF_FAILURE);
+  EXPECT_EQ(Opened(ElementHead(0x7BA9, 1000) + Raw("abc")).Read(text), QMF_ERR_END_OF_STREAM);
   std::pmr::vector<std::uint8_t> binary;
-  EXPECT_EQ(Opened(EbmlBuilder().Id(0x63A2).ElementSize(0xFFFFFFE, 4).Done()).Read(binary),
-            QMF_ERR_END_OF_STREAM);
-  const Bytes kept = EbmlBuilder().Binary(Element::CodecPrivate, Bytes(100)).Done();
+  EXPECT_EQ(Opened(ElementHead(0x63A2, 0xFFFFFFE)).Read(binary), QMF_ERR_END_OF_STREAM);
+  const Bytes kept = Put(E::CodecPrivate, Bytes(100));
   EXPECT_EQ(Opened(kept, {.bytesKept = 99}).Read(binary), QMF_FAILURE);
   EXPECT_EQ(Opened(kept, {.bytesKept = 100}).Read(binary), QMF_OK);
   EXPECT_EQ(Opened(kept, {.elements = 0}).Header(), QMF_ERR_END_OF_STREAM);
 }
 
 }  // namespace
-}  // namespace qmf
+}  // namespace qmf::test

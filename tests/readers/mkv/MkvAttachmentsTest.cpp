@@ -7,43 +7,29 @@
 #include "readers/mkv/MkvRecords.h"
 #include "tests/readers/mkv/MkvFile.h"
 
-namespace qmf {
+namespace qmf::test {
 namespace {
 
-using test::EbmlBuilder;
-using test::MkvFile;
-using Bytes = EbmlBuilder::Bytes;
-
-EbmlBuilder AttachedFilm(const EbmlBuilder& attachments) {
-  const EbmlBuilder track =
-      test::Track(1, test::kMatroskaSubtitle, "S_TEXT/ASS",
-                  EbmlBuilder().Unsigned(Element::AttachmentLink, 77).Unsigned(Element::AttachmentLink, 78));
-  return test::Header().Master(Element::Segment, EbmlBuilder()
-                                                     .Raw(test::Info().Done())
-                                                     .Master(Element::Tracks, track)
-                                                     .Master(Element::Attachments, attachments));
+Bytes AttachedFilm(const Bytes& attachments) {
+  const Bytes track = Track(1, kMatroskaSubtitle, "S_TEXT/ASS",
+                            Unsigned(E::AttachmentLink, 77) + Unsigned(E::AttachmentLink, 78));
+  return Segment(Info() + Put(E::Tracks, track) + Put(E::Attachments, attachments));
 }
 
-EbmlBuilder File(std::uint64_t uid, std::string_view name, const Bytes& data) {
-  return EbmlBuilder().Master(Element::AttachedFile, EbmlBuilder()
-                                                         .Unsigned(Element::FileUid, uid)
-                                                         .Text(Element::AttachedFileName, name)
-                                                         .Text(Element::FileDescription, "what it is")
-                                                         .Text(Element::FileMimeType, "font/ttf")
-                                                         .Binary(Element::FileData, data));
+Bytes File(std::uint64_t uid, std::string_view name, const Bytes& data) {
+  return Put(E::AttachedFile, Unsigned(E::FileUid, uid) + Text(E::AttachedFileName, name) +
+                                  Text(E::FileDescription, "what it is") + Text(E::FileMimeType, "font/ttf") +
+                                  Put(E::FileData, data));
 }
 
 QMFResult AskInfo(MkvFile& film, std::uint32_t index, Bytes& buffer) {
-  QMFQueryData data;
-  data.size = static_cast<std::uint32_t>(buffer.size());
-  data.pointer = buffer.data();
-  return film.Ask(QMF_QID_GET_ATTACHMENTINFO, data, index);
+  const auto size = static_cast<std::uint32_t>(buffer.size());
+  return film.AskInto(QMF_QID_GET_ATTACHMENTINFO, buffer.data(), size, index);
 }
 
 TEST(MkvAttachments, AreToldAndCopiedOnlyWhole) {
   const Bytes font(20'000, 0xAB);
-  MkvFile film(AttachedFilm(
-      EbmlBuilder().Raw(File(77, "font.ttf", font).Done()).Raw(File(78, std::string(300, 'n'), {}).Done())));
+  MkvFile film(AttachedFilm(File(77, "font.ttf", font) + File(78, std::string(300, 'n'), {})));
   EXPECT_EQ(film.Number(QMF_QID_GET_ATTACHMENT_COUNT), 2U);
   EXPECT_EQ(film.Number(QMF_QID_GET_ATTACHMENT_SIZE, 0), 20'000U);
   EXPECT_EQ(film.ResultOf(QMF_QID_GET_ATTACHMENT_SIZE, 2), QMF_ERR_INDEX_OUT_OF_RANGE);
@@ -71,22 +57,18 @@ TEST(MkvAttachments, AreLinkedFromTracks) {
   MkvFile film(AttachedFilm({}));
   EXPECT_EQ(film.Number(QMF_QID_GET_SUB_ATTACHMENT_LINK_COUNT), 2U);
   EXPECT_EQ(film.Number(QMF_QID_GET_SUB_ATTACHMENT_LINKS, 0, 1), 78U);
-  QMFQueryData data;
-  data.value = 2;
-  EXPECT_EQ(film.Ask(QMF_QID_GET_SUB_ATTACHMENT_LINKS, data), QMF_ERR_ATTACHMENT_LINK_INVALID);
+  EXPECT_EQ(film.OpenedFile::Ask(QMF_QID_GET_SUB_ATTACHMENT_LINKS, 0, 2), QMF_ERR_ATTACHMENT_LINK_INVALID);
   EXPECT_EQ(film.ResultOf(QMF_QID_GET_VID_ATTACHMENT_LINK_COUNT), QMF_ERR_INVALID_STREAM);
 }
 
 TEST(MkvAttachments, ThatAreBrokenOrCutAreReported) {
-  MkvFile broken(AttachedFilm(
-      EbmlBuilder().Master(Element::AttachedFile, EbmlBuilder().Binary(Element::FileUid, Bytes(9)))));
+  MkvFile broken(AttachedFilm(Put(E::AttachedFile, Put(E::FileUid, Bytes(9)))));
   EXPECT_EQ(broken.ResultOf(QMF_QID_GET_ATTACHMENT_COUNT), QMF_ERR_QF3_PARSE_ATTACHMENTS);
-  Bytes cut = AttachedFilm(File(1, "a", Bytes(5000, 0xAB))).Done();
-  cut.erase(cut.end() - 1000, cut.end());
-  MkvFile film(cut);
+  const Bytes whole = AttachedFilm(File(1, "a", Bytes(5000, 0xAB)));
+  MkvFile film(Cut(whole, whole.size() - 1000));
   Bytes buffer(sizeof(QMFAttachmentInfo) + 5000);
   EXPECT_EQ(AskInfo(film, 0, buffer), QMF_ERR_FILE_CORRUPT);
 }
 
 }  // namespace
-}  // namespace qmf
+}  // namespace qmf::test

@@ -13,43 +13,76 @@ QMFResult FillFormat(OpenedFile& file, std::uint32_t qid, Format& format, std::u
 
 }  // namespace
 
-EbmlBuilder Header(std::string_view docType) {
-  return EbmlBuilder().Master(Element::Ebml, EbmlBuilder()
-                                                 .Unsigned(Element::EbmlMaxIdLength, 4)
-                                                 .Unsigned(Element::EbmlMaxSizeLength, 8)
-                                                 .Text(Element::DocType, docType)
-                                                 .Void(40));
+Bytes Header(std::string_view docType) {
+  return Put(E::Ebml, Unsigned(E::EbmlMaxIdLength, 4) + Unsigned(E::EbmlMaxSizeLength, 8) +
+                          Text(E::DocType, docType) + Void(40));
 }
 
-EbmlBuilder Info() {
-  return EbmlBuilder().Master(
-      Element::SegmentInfo,
-      EbmlBuilder().Unsigned(Element::TimecodeScale, 1'000'000).Float(Element::Duration, 5'400'000.0));
+Bytes Info() {
+  return Put(E::SegmentInfo, Unsigned(E::TimecodeScale, 1'000'000) + Float(E::Duration, 5'400'000.0));
 }
 
-EbmlBuilder Track(std::uint64_t number, std::uint64_t type, std::string_view codecId,
-                  const EbmlBuilder& more) {
-  return EbmlBuilder().Master(Element::TrackEntry, EbmlBuilder()
-                                                       .Unsigned(Element::TrackNumber, number)
-                                                       .Text(Element::CodecId, codecId)
-                                                       .Raw(more.Done())
-                                                       .Unsigned(Element::TrackType, type));
+Bytes Track(std::uint64_t number, std::uint64_t type, std::string_view codecId, const Bytes& more) {
+  return Put(E::TrackEntry, Unsigned(E::TrackNumber, number) + Text(E::CodecId, codecId) + more +
+                                Unsigned(E::TrackType, type));
 }
 
-EbmlBuilder Picture(std::uint64_t width, std::uint64_t height, const EbmlBuilder& more) {
-  return EbmlBuilder().Master(Element::Video, EbmlBuilder()
-                                                  .Unsigned(Element::PixelWidth, width)
-                                                  .Unsigned(Element::PixelHeight, height)
-                                                  .Raw(more.Done()));
+Bytes Picture(std::uint64_t width, std::uint64_t height, const Bytes& more) {
+  return Put(E::Video, Unsigned(E::PixelWidth, width) + Unsigned(E::PixelHeight, height) + more);
 }
 
-EbmlBuilder Film(const EbmlBuilder& trackEntries) {
-  return Header().Master(Element::Segment,
-                         EbmlBuilder().Raw(Info().Done()).Master(Element::Tracks, trackEntries));
+Bytes Segment(const Bytes& children) {
+  return Header() + Put(E::Segment, children);
 }
 
-std::vector<std::uint8_t> MkvFile::Bytes(std::uint32_t qid, std::uint32_t index) {
-  std::vector<std::uint8_t> buffer(4096);
+Bytes Film(const Bytes& trackEntries) {
+  return Segment(Info() + Put(E::Tracks, trackEntries));
+}
+
+Bytes OneTrack(std::uint64_t type, std::string_view codecId, const Bytes& more) {
+  return Film(Track(1, type, codecId, more));
+}
+
+Bytes BlockBytes(std::uint8_t track, std::int16_t ticks, std::uint8_t flags, std::string_view data) {
+  return BigEndian(0x80U | track, 1) + BigEndian(static_cast<std::uint16_t>(ticks), 2) + BigEndian(flags, 1) +
+         Raw(data);
+}
+
+Bytes Simple(std::uint8_t track, std::int16_t ticks, std::string_view data, std::uint8_t flags) {
+  return Put(E::SimpleBlock, BlockBytes(track, ticks, flags, data));
+}
+
+Bytes Group(std::uint8_t track, std::int16_t ticks, std::string_view data, const Bytes& more) {
+  return Put(E::BlockGroup, Put(E::Block, BlockBytes(track, ticks, 0, data)) + more);
+}
+
+Bytes Cluster(std::uint64_t time, const Bytes& blocks) {
+  return Put(E::Cluster, Unsigned(E::Timecode, time) + blocks);
+}
+
+Bytes Tracks(const Bytes& audio, const Bytes& video) {
+  return Put(E::Tracks, Track(1, kMatroskaVideo, "V_MPEG2", Picture(64, 48) + video) +
+                            Track(2, kMatroskaAudio, "A_AC3", audio));
+}
+
+Bytes WithClusters(const Bytes& clusters, const Bytes& audio) {
+  return Segment(Info() + Tracks(audio) + clusters);
+}
+
+Bytes CuePoint(std::uint64_t time, std::uint64_t cluster) {
+  const Bytes positions = Unsigned(E::CueTrack, 1) + Unsigned(E::CueClusterPosition, cluster);
+  return Put(E::CuePoint, Unsigned(E::CueTime, time) + Put(E::CueTrackPositions, positions));
+}
+
+QMFResult MkvFile::AskInto(std::uint32_t qid, void* pointer, std::uint32_t size, std::uint32_t index) {
+  QMFQueryData data;
+  data.size = size;
+  data.pointer = pointer;
+  return Ask(qid, data, index);
+}
+
+Bytes MkvFile::Answer(std::uint32_t qid, std::uint32_t index) {
+  Bytes buffer(4096);
   QMFQueryData data;
   data.size = static_cast<std::uint32_t>(buffer.size());
   data.pointer = buffer.data();
@@ -60,7 +93,7 @@ std::vector<std::uint8_t> MkvFile::Bytes(std::uint32_t qid, std::uint32_t index)
 
 QMFResult MkvFile::ResultOf(std::uint32_t qid, std::uint32_t index) {
   std::uint8_t buffer[4096];
-  return FillBytes(qid, buffer, sizeof(buffer), index);
+  return AskInto(qid, buffer, sizeof(buffer), index);
 }
 
 QMFResult MkvFile::Video(QMFVideoFormat& format, std::uint32_t index) {
@@ -69,6 +102,27 @@ QMFResult MkvFile::Video(QMFVideoFormat& format, std::uint32_t index) {
 
 QMFResult MkvFile::Audio(QMFAudioFormat& format, std::uint32_t index) {
   return FillFormat(*this, QMF_QID_AUD_STREAM_FORMAT, format, index);
+}
+
+Got::Got(const ReadBlock& block)
+    : type(block.blockType),
+      stream(block.stream),
+      time(block.time),
+      endTime(block.endTime),
+      key(block.key == QMFBlock::kKey),
+      bytes(block.bytes.begin(), block.bytes.end()),
+      result(block.result) {}
+
+std::vector<Got> MkvPlayer::All() {
+  std::vector<Got> all;
+  for (const ReadBlock& block : Rest()) all.emplace_back(block);
+  return all;
+}
+
+std::string MkvPlayer::AllBytes() {
+  std::string text;
+  for (const Got& got : All()) text += got.bytes + " ";
+  return text;
 }
 
 }  // namespace qmf::test

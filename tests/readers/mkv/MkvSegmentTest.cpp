@@ -5,167 +5,103 @@
 #include "readers/mkv/CodecTable.h"
 #include "tests/readers/mkv/MkvFile.h"
 
-namespace qmf {
+namespace qmf::test {
 namespace {
-
-using test::EbmlBuilder;
-using Bytes = EbmlBuilder::Bytes;
 
 // A segment read straight, for what no query tells.
 struct Parsed {
-  explicit Parsed(Bytes content)
-      : bytes(std::move(content)),
-        segment(std::make_shared<FileReader>(std::make_shared<MemoryFileSource>(bytes)),
-                std::pmr::new_delete_resource()),
+  explicit Parsed(const Bytes& content)
+      : segment(std::make_shared<FileReader>(SourceOf(content)), std::pmr::new_delete_resource()),
         result(ReadMkvSegment(segment)) {}
-  explicit Parsed(const EbmlBuilder& file) : Parsed(file.Done()) {}
 
-  const Bytes bytes;
   MkvSegment segment;
   const QMFResult result;
 };
 
-EbmlBuilder WithInfo(const EbmlBuilder& children) {
-  return test::Header().Master(Element::Segment, EbmlBuilder().Master(Element::SegmentInfo, children));
+Bytes WithInfo(const Bytes& children) {
+  return Segment(Put(E::SegmentInfo, children));
 }
 
-EbmlBuilder SomeTracks() {
-  return EbmlBuilder().Master(Element::Tracks,
-                              EbmlBuilder()
-                                  .Raw(test::Track(1, 1, "V_MPEG4/ISO/AVC", test::Picture(64, 48)).Done())
-                                  .Raw(test::Track(2, 2, "A_AAC", {}).Done()));
+Bytes SomeTracks() {
+  return Put(E::Tracks, Track(1, 1, "V_MPEG4/ISO/AVC", Picture(64, 48)) + Track(2, 2, "A_AAC"));
 }
 
-EbmlBuilder ClusterChildren() {
-  return EbmlBuilder().Unsigned(Element::Timecode, 0).Binary(Element::SimpleBlock, Bytes(5000, 0x81));
+Bytes SomeCluster() {
+  return Cluster(0, Put(E::SimpleBlock, Bytes(5000, 0x81)));
 }
 
 TEST(MkvSegment, RefusesWhatIsNoMatroskaDocument) {
-  const auto header = [](const EbmlBuilder& children) {
-    return EbmlBuilder().Master(Element::Ebml, children).Master(Element::Segment, test::Info());
+  const auto header = [](const Bytes& children) { return Put(E::Ebml, children) + Put(E::Segment, Info()); };
+  const std::pair<Bytes, QMFResult> rows[] = {
+      {Raw("This is a text file."), QMF_ERR_INVALID_FILE},
+      {{}, QMF_ERR_INVALID_FILE},
+      {header(Text(E::DocType, "matroska")), QMF_OK},
+      {header(Text(E::DocType, "webm")), QMF_OK},
+      {header(Text(E::DocType, "other")), QMF_ERR_UNSUPPORTED_CONTAINER},
+      {header(Unsigned(E::EbmlMaxIdLength, 5)), QMF_ERR_INVALID_FILE},
+      {header(Unsigned(E::EbmlMaxSizeLength, 9)), QMF_ERR_INVALID_FILE},
+      {header(Unsigned(E::EbmlMaxSizeLength, 3)), QMF_ERR_BAD_STRUCTURE},  // The segment's has four bytes.
+      {Header(), QMF_ERR_BAD_STRUCTURE},
   };
-  EXPECT_EQ(Parsed(EbmlBuilder().Raw("This is a text file.")).result, QMF_ERR_INVALID_FILE);
-  EXPECT_EQ(Parsed(Bytes{}).result, QMF_ERR_INVALID_FILE);
-  EXPECT_EQ(Parsed(header(EbmlBuilder().Text(Element::DocType, "matroska"))).result, QMF_OK);
-  EXPECT_EQ(Parsed(header(EbmlBuilder().Text(Element::DocType, "webm"))).result, QMF_OK);
-  EXPECT_EQ(Parsed(header(EbmlBuilder().Text(Element::DocType, "other"))).result,
-            QMF_ERR_UNSUPPORTED_CONTAINER);
-  EXPECT_EQ(Parsed(header(EbmlBuilder().Unsigned(Element::EbmlMaxIdLength, 5))).result, QMF_ERR_INVALID_FILE);
-  EXPECT_EQ(Parsed(header(EbmlBuilder().Unsigned(Element::EbmlMaxSizeLength, 9))).result,
-            QMF_ERR_INVALID_FILE);
-  // The segment's size has four bytes.
-  EXPECT_EQ(Parsed(header(EbmlBuilder().Unsigned(Element::EbmlMaxSizeLength, 3))).result,
-            QMF_ERR_BAD_STRUCTURE);
-  EXPECT_EQ(Parsed(test::Header()).result, QMF_ERR_BAD_STRUCTURE);
-}
-
-TEST(MkvSegment, KeepsTheInformation) {
-  const Parsed parsed(WithInfo(EbmlBuilder()
-                                   .Binary(Element::Crc, Bytes(4))
-                                   .Text(Element::Title, "Ti\xC3\xA9tle")
-                                   .Void(3)
-                                   .Element(0x4461, Bytes(8))  // unknown: the date
-                                   .Binary(Element::SegmentUid, {1, 2, 3})
-                                   .Unsigned(Element::TimecodeScale, 2'000'050)
-                                   .Float(Element::Duration, 12.5)));
-  ASSERT_EQ(parsed.result, QMF_OK);
-  ASSERT_TRUE(parsed.segment.info);
-  const MkvInfo& info = *parsed.segment.info;
-  EXPECT_EQ(info.title, u"Ti\u00e9tle");
-  EXPECT_EQ(info.segmentUid, (MkvSegmentUid{1, 2, 3}));
-  EXPECT_EQ(info.Scale100ns(), 20'000U);
-  EXPECT_EQ(info.duration, 12.5);
+  for (const auto& [file, result] : rows)
+    EXPECT_EQ(Parsed(file).result, result) << testing::PrintToString(file);
 }
 
 TEST(MkvSegment, ChecksTheSizesOfTheInformation) {
-  struct Row {
-    Element kind;
-    std::size_t size;
-    QMFResult result;
+  const std::tuple<Element, std::size_t, QMFResult> rows[] = {
+      {E::TimecodeScale, 0, QMF_OK},
+      {E::TimecodeScale, 8, QMF_OK},
+      {E::TimecodeScale, 9, QMF_ERR_QF3_PARSE_SEGMENTINFO},
+      {E::SegmentUid, 16, QMF_OK},
+      {E::SegmentUid, 17, QMF_ERR_QF3_PARSE_SEGMENTINFO},
+      {E::Duration, 0, QMF_OK},
+      {E::Duration, 3, QMF_ERR_QF3_PARSE_SEGMENTINFO},
+      {E::Title, std::size_t{1} << 20, QMF_OK},
+      {E::Title, (std::size_t{1} << 20) + 1, QMF_ERR_QF3_PARSE_SEGMENTINFO},
   };
-  const Row rows[] = {
-      {Element::TimecodeScale, 0, QMF_OK},
-      {Element::TimecodeScale, 8, QMF_OK},
-      {Element::TimecodeScale, 9, QMF_ERR_QF3_PARSE_SEGMENTINFO},
-      {Element::SegmentUid, 16, QMF_OK},
-      {Element::SegmentUid, 17, QMF_ERR_QF3_PARSE_SEGMENTINFO},
-      {Element::Duration, 0, QMF_OK},
-      {Element::Duration, 3, QMF_ERR_QF3_PARSE_SEGMENTINFO},
-      {Element::Title, std::size_t{1} << 20, QMF_OK},
-      {Element::Title, (std::size_t{1} << 20) + 1, QMF_ERR_QF3_PARSE_SEGMENTINFO},
-  };
-  for (const Row& row : rows) {
-    EXPECT_EQ(Parsed(WithInfo(EbmlBuilder().Binary(row.kind, Bytes(row.size)))).result, row.result)
-        << row.size << " bytes of element " << static_cast<int>(row.kind);
+  for (const auto& [kind, size, result] : rows) {
+    EXPECT_EQ(Parsed(WithInfo(Put(kind, Bytes(size)))).result, result)
+        << size << " bytes of element " << static_cast<int>(kind);
   }
-  EXPECT_EQ(
-      Parsed(WithInfo(EbmlBuilder().Unsigned(Element::TimecodeScale, 0, 0))).segment.info->timecodeScale, 0U);
+  EXPECT_EQ(Parsed(WithInfo(Unsigned(E::TimecodeScale, 0, 0))).segment.info->timecodeScale, 0U);
   EXPECT_EQ(Parsed(WithInfo({})).segment.info->timecodeScale, 1'000'000U);
+  // What is unknown or of no interest is passed over; a short UID ends with zeros.
+  const Parsed odd(WithInfo(Put(E::Crc, Bytes(4)) + Void(3) + ElementHead(0x4461, 8) + Bytes(8) +
+                            Put(E::SegmentUid, {1, 2, 3})));
+  ASSERT_TRUE(odd.segment.info);
+  EXPECT_EQ(odd.segment.info->segmentUid, (MkvSegmentUid{1, 2, 3}));
 }
 
 TEST(MkvSegment, KnowsOneEarlyLibraryByItsName) {
-  const auto flag = [](std::string_view muxingApp) {
-    return Parsed(WithInfo(EbmlBuilder().Text(Element::MuxingApp, muxingApp))).segment.info->byLibmatroska081;
-  };
-  EXPECT_TRUE(flag("libmatroska v0.8.1"));
-  EXPECT_TRUE(flag("libebml v0.7.7 + libmatroska v0.8.1 + another v1"));
-  EXPECT_FALSE(flag("libmatroska v0.8.0"));
-  EXPECT_FALSE(flag("libmatroska v0.8"));
+  for (const auto& [muxingApp, known] : {std::pair("libmatroska v0.8.1", true),
+                                         {"libebml v0.7.7 + libmatroska v0.8.1 + another v1", true},
+                                         {"libmatroska v0.8.0", false},
+                                         {"libmatroska v0.8", false}}) {
+    EXPECT_EQ(Parsed(WithInfo(Text(E::MuxingApp, muxingApp))).segment.info->byLibmatroska081, known);
+  }
 }
 
 TEST(MkvSegment, KeepsTracksByType) {
-  const EbmlBuilder encodings = EbmlBuilder().Master(
-      Element::ContentEncodings,
-      EbmlBuilder().Master(
-          Element::ContentEncoding,
-          EbmlBuilder()
-              .Unsigned(Element::ContentEncodingOrder, 1)
-              .Unsigned(Element::ContentEncodingScope, 3)
-              .Master(Element::ContentCompression, EbmlBuilder()
-                                                       .Unsigned(Element::ContentCompAlgo, 3)
-                                                       .Binary(Element::ContentCompSettings, {0xAA, 0xBB}))));
-  const EbmlBuilder more = EbmlBuilder()
-                               .Unsigned(Element::TrackUid, 99)
-                               .Unsigned(Element::DefaultDuration, 40'000'000)
-                               .Float(Element::TrackTimecodeScale, 1.5)
-                               .Text(Element::Name, "Commentary")
-                               .Text(Element::Language, "fre")
-                               .Text(Element::CodecName, "codec")
-                               .Binary(Element::CodecPrivate, {1, 2})
-                               .Unsigned(Element::AttachmentLink, 7)
-                               .Unsigned(Element::AttachmentLink, 8)
-                               .Unsigned(Element::FileLacing, 0)
-                               .Raw(encodings.Done());
-  EbmlBuilder entries = test::Track(5, 2, "A_AC3", more);
+  Bytes entries =
+      Track(5, 2, "A_AC3", Unsigned(E::TrackUid, 99) + Text(E::Language, "fre") + Unsigned(E::FileLacing, 0));
   for (const std::uint64_t type : {0U, 1U, 2U, 3U, 0x10U, 0x11U, 0x12U, 0x20U, 255U}) {
-    entries.Raw(test::Track(6, type, "A_AC3/BSID", {}).Done());
+    entries += Track(6, type, "A_AC3/BSID");
   }
-  const Parsed parsed(test::Film(entries));
+  const Parsed parsed(Film(entries));
   ASSERT_EQ(parsed.result, QMF_OK);
   const MkvTracks& tracks = parsed.segment.tracks;
   for (const std::uint32_t type : {kTrackVideo, kTrackSubtitle, kTrackComplex, kTrackLogo, kTrackButtons}) {
     ASSERT_EQ(tracks.Of(type).size(), 1U) << type;
     EXPECT_EQ(tracks.Of(type)[0].codecIndex, kCodecUnknown);  // no prefix matches
     EXPECT_EQ(tracks.Of(type)[0].language, u"eng");
+    EXPECT_TRUE(tracks.Of(type)[0].lacing);
   }
   ASSERT_EQ(tracks.Of(kTrackAudio).size(), 2U);
   const MkvTrack& track = tracks.Of(kTrackAudio)[0];
-  EXPECT_EQ(track.number, 5U);
   EXPECT_EQ(track.uid, 99U);
-  EXPECT_EQ(track.defaultDuration, 40'000'000U);
-  EXPECT_EQ(track.timecodeScale, 1.5F);
-  EXPECT_EQ(track.name, u"Commentary");
   EXPECT_EQ(track.language, u"fre");
-  EXPECT_EQ(track.codecName, u"codec");
   EXPECT_EQ(track.codecIndex, 23U);
-  EXPECT_EQ(std::vector(track.codecPrivate.begin(), track.codecPrivate.end()), (Bytes{0xAA, 0xBB, 1, 2}));
-  EXPECT_EQ(track.attachmentLinks.size(), 2U);
   EXPECT_FALSE(track.lacing);
-  ASSERT_EQ(track.encodings.size(), 1U);
-  EXPECT_EQ(track.encodings[0].order, 1U);
-  EXPECT_EQ(track.encodings[0].scope, 3U);
-  EXPECT_EQ(track.encodings[0].algorithm, 3U);
-  EXPECT_EQ(track.encodings[0].settings.size(), 2U);
 
   const char16_t* codecId = nullptr;
   EXPECT_EQ(MkvTrackCodecId(tracks, kTrackAudio, 0, codecId), QMF_OK);
@@ -176,46 +112,34 @@ TEST(MkvSegment, KeepsTracksByType) {
 }
 
 TEST(MkvSegment, HoldsManyTracksAndPassesOverTooMany) {
-  EbmlBuilder entries;
-  for (std::size_t i = 0; i < MkvTracks::kMaxTracks + 5; ++i)
-    entries.Raw(test::Track(i, 2, "A_AAC", {}).Done());
-  const Parsed parsed(test::Film(entries));
+  Bytes entries;
+  for (std::size_t i = 0; i < MkvTracks::kMaxTracks + 5; ++i) entries += Track(i, 2, "A_AAC");
+  const Parsed parsed(Film(entries));
   EXPECT_EQ(parsed.result, QMF_OK);
   EXPECT_EQ(parsed.segment.tracks.Of(kTrackAudio).size(), MkvTracks::kMaxTracks);
 }
 
+// Seek heads.
+Bytes SeekTo(Element kind, std::uint64_t at) {
+  return Put(E::Seek, Unsigned(E::SeekId, ElementId(kind), 4) + Unsigned(E::SeekPosition, at));
+}
+Bytes SeekHead(std::uint64_t infoAt, std::uint64_t tracksAt) {
+  return Put(E::SeekHead, SeekTo(E::SegmentInfo, infoAt) + SeekTo(E::Tracks, tracksAt));
+}
+
 TEST(MkvSegment, FindsInformationAndTracksWhereverTheyStand) {
-  const EbmlBuilder info = test::Info();
-  const EbmlBuilder tracks = SomeTracks();
-  const EbmlBuilder cluster = EbmlBuilder().Master(Element::Cluster, ClusterChildren());
-  const EbmlBuilder openCluster = EbmlBuilder().OpenMaster(Element::Cluster, ClusterChildren());
-  const auto seek = [](std::uint64_t infoAt, std::uint64_t tracksAt) {
-    const auto entry = [](Element kind, std::uint64_t at) {
-      return EbmlBuilder().Master(
-          Element::Seek,
-          EbmlBuilder().Unsigned(Element::SeekId, ElementId(kind), 4).Unsigned(Element::SeekPosition, at));
-    };
-    return EbmlBuilder().Master(
-        Element::SeekHead, entry(Element::SegmentInfo, infoAt).Raw(entry(Element::Tracks, tracksAt).Done()));
-  };
-  const std::uint64_t behind = seek(0, 0).Size() + cluster.Size();
-  const EbmlBuilder segments[] = {
-      EbmlBuilder().Raw(info.Done()).Raw(tracks.Done()).Raw(cluster.Done()),
-      EbmlBuilder().Raw(tracks.Done()).Raw(info.Done()).Raw(cluster.Done()),
-      EbmlBuilder()
-          .Raw(seek(behind, behind + info.Size()).Done())
-          .Raw(cluster.Done())
-          .Raw(info.Done())
-          .Raw(tracks.Done()),
-      // Promises that do not hold: into another element, beyond the file.
-      EbmlBuilder().Raw(seek(2, ~0ULL).Done()).Raw(cluster.Done()).Raw(info.Done()).Raw(tracks.Done()),
-      // Behind clusters of known and of unknown size, without seek head.
-      EbmlBuilder().Raw(cluster.Done()).Raw(cluster.Done()).Raw(info.Done()).Raw(tracks.Done()),
-      EbmlBuilder().Raw(openCluster.Done()).Raw(openCluster.Done()).Raw(info.Done()).Raw(tracks.Done()),
-  };
-  for (const EbmlBuilder& children : segments) {
-    for (const EbmlBuilder& file : {test::Header().Master(Element::Segment, children),
-                                    test::Header().OpenMaster(Element::Segment, children)}) {
+  const Bytes info = Info();
+  const Bytes tracks = SomeTracks();
+  const Bytes cluster = SomeCluster();
+  const Bytes open = PutOpen(E::Cluster, Unsigned(E::Timecode, 0) + Put(E::SimpleBlock, Bytes(5000, 0x81)));
+  const std::uint64_t behind = SeekHead(0, 0).size() + cluster.size();
+  for (const Bytes& children : {info + tracks + cluster, tracks + info + cluster,
+                                SeekHead(behind, behind + info.size()) + cluster + info + tracks,
+                                // Promises that do not hold: into another element, beyond the file.
+                                SeekHead(2, ~0ULL) + cluster + info + tracks,
+                                // Behind clusters of known and of unknown size, without seek head.
+                                cluster + cluster + info + tracks, open + open + info + tracks}) {
+    for (const Bytes& file : {Segment(children), Header() + PutOpen(E::Segment, children)}) {
       const Parsed parsed(file);
       EXPECT_EQ(parsed.result, QMF_OK);
       ASSERT_TRUE(parsed.segment.info);
@@ -227,83 +151,53 @@ TEST(MkvSegment, FindsInformationAndTracksWhereverTheyStand) {
 }
 
 TEST(MkvSegment, FollowsOneSeekHeadToTheNextButNotForEver) {
-  const auto seekTo = [](Element kind, std::uint64_t at) {
-    return EbmlBuilder().Master(
-        Element::SeekHead,
-        EbmlBuilder().Master(
-            Element::Seek,
-            EbmlBuilder().Unsigned(Element::SeekId, ElementId(kind), 4).Unsigned(Element::SeekPosition, at)));
-  };
-  const EbmlBuilder cluster = EbmlBuilder().Master(Element::Cluster, ClusterChildren());
-  const std::uint64_t second = seekTo(Element::SeekHead, 0).Size() + cluster.Size();
-  const std::uint64_t third = second + seekTo(Element::Tracks, 0).Size();
-  const Parsed chained(test::Header().Master(Element::Segment, seekTo(Element::SeekHead, second)
-                                                                   .Raw(cluster.Done())
-                                                                   .Raw(seekTo(Element::Tracks, third).Done())
-                                                                   .Raw(SomeTracks().Done())));
+  const auto seekTo = [](Element kind, std::uint64_t at) { return Put(E::SeekHead, SeekTo(kind, at)); };
+  const Bytes cluster = SomeCluster();
+  const std::uint64_t second = seekTo(E::SeekHead, 0).size() + cluster.size();
+  const std::uint64_t third = second + seekTo(E::Tracks, 0).size();
+  const Parsed chained(
+      Segment(seekTo(E::SeekHead, second) + cluster + seekTo(E::Tracks, third) + SomeTracks()));
   EXPECT_EQ(chained.segment.tracks.Of(kTrackVideo).size(), 1U);
-  const Parsed circular(
-      test::Header().Master(Element::Segment, seekTo(Element::SeekHead, 0).Raw(cluster.Done())));
-  EXPECT_EQ(circular.result, QMF_OK);
-  const Parsed broken(
-      test::Header().Master(Element::Segment, EbmlBuilder().Binary(Element::SeekHead, {0x00, 0x81, 0})));
-  EXPECT_EQ(broken.result, QMF_ERR_QF3_PARSE_SEEKHEAD);
+  EXPECT_EQ(Parsed(Segment(seekTo(E::SeekHead, 0) + cluster)).result, QMF_OK);
+  EXPECT_EQ(Parsed(Segment(Put(E::SeekHead, {0x00, 0x81, 0}))).result, QMF_ERR_QF3_PARSE_SEEKHEAD);
 }
 
 TEST(MkvSegment, GivesWhatAFileCutAnywhereHas) {
-  const Bytes whole = test::Header()
-                          .Master(Element::Segment, EbmlBuilder()
-                                                        .Raw(test::Info().Done())
-                                                        .Raw(SomeTracks().Done())
-                                                        .Master(Element::Cluster, ClusterChildren()))
-                          .Done();
-  std::size_t mostVideo = 0;
-  std::size_t mostAudio = 0;
+  const Bytes whole = Segment(Info() + SomeTracks() + SomeCluster());
+  std::size_t most = 0;
   for (std::size_t size = 0; size <= whole.size(); ++size) {
-    const Parsed parsed(Bytes(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size)));
+    const Parsed parsed(Cut(whole, size));
     const std::size_t video = parsed.segment.tracks.Of(kTrackVideo).size();
     const std::size_t audio = parsed.segment.tracks.Of(kTrackAudio).size();
     EXPECT_TRUE(parsed.result == QMF_OK || parsed.result == QMF_ERR_INVALID_FILE ||
                 parsed.result == QMF_ERR_BAD_STRUCTURE || parsed.result == QMF_ERR_QF3_PARSE_SEGMENTINFO)
         << size;
-    EXPECT_TRUE(video >= mostVideo && audio >= mostAudio && video >= audio) << size;
-    mostVideo = video;
-    mostAudio = audio;
+    EXPECT_TRUE(video >= audio && video + audio >= most) << size;
+    most = video + audio;
   }
-  EXPECT_EQ(mostAudio, 1U);
+  EXPECT_EQ(most, 2U);
 }
 
 TEST(MkvSegment, ReportsBrokenTracks) {
-  const auto result = [](const EbmlBuilder& tracks) {
-    return Parsed(test::Header().Master(
-                      Element::Segment,
-                      EbmlBuilder().Raw(test::Info().Done()).Master(Element::Tracks, tracks).Void(100)))
-        .result;
-  };
-  const auto entry = [&](Element kind, std::size_t size) {
-    return result(test::Track(1, 1, "V", EbmlBuilder().Binary(kind, Bytes(size))));
-  };
-  EXPECT_EQ(entry(Element::TrackUid, 9), QMF_ERR_QF3_PARSE_TRACKS);
-  EXPECT_EQ(entry(Element::DefaultDuration, 9), QMF_ERR_QF3_PARSE_TRACKS);
-  EXPECT_EQ(entry(Element::TrackTimecodeScale, 200), QMF_ERR_QF3_PARSE_TRACKS);
-  EXPECT_EQ(result(test::Track(1, 1, "V",
-                               test::Picture(1, 1, EbmlBuilder().Binary(Element::DisplayWidth, Bytes(9))))),
-            QMF_ERR_QF3_PARSE_TRACKS);
-  // An entry that claims to be larger than its parent, an invalid id.
-  EXPECT_EQ(result(EbmlBuilder().Id(0xAE).ElementSize(50).Raw(Bytes(10))), QMF_ERR_QF3_PARSE_TRACKS);
-  EXPECT_EQ(result(EbmlBuilder().Raw(Bytes(10))), QMF_ERR_QF3_PARSE_TRACKS);
-  EXPECT_EQ(result({}), QMF_OK);
+  const auto entry = [](Element kind, std::size_t size) { return Track(1, 1, "V", Put(kind, Bytes(size))); };
+  for (const Bytes& tracks :
+       {entry(E::TrackUid, 9), entry(E::DefaultDuration, 9), entry(E::TrackTimecodeScale, 200),
+        Track(1, 1, "V", Picture(1, 1, Put(E::DisplayWidth, Bytes(9)))),
+        // An entry that claims to be larger than its parent, an invalid id.
+        ElementHead(0xAE, 50) + Bytes(10), Bytes(10)}) {
+    EXPECT_EQ(Parsed(Segment(Info() + Put(E::Tracks, tracks) + Void(100))).result, QMF_ERR_QF3_PARSE_TRACKS);
+  }
+  EXPECT_EQ(Parsed(Segment(Info() + Put(E::Tracks, {}) + Void(100))).result, QMF_OK);
 }
 
 TEST(MkvSegment, StopsAtTheElementBudget) {
-  EbmlBuilder many;
-  for (int i = 0; i < 300'000; ++i) many.Raw(Bytes{0xEC, 0x80});
-  const Parsed parsed(test::Header().Master(
-      Element::Segment, EbmlBuilder().Raw(test::Info().Done()).Raw(many.Done()).Raw(SomeTracks().Done())));
+  Bytes many;
+  for (int i = 0; i < 300'000; ++i) many += Bytes{0xEC, 0x80};
+  const Parsed parsed(Segment(Info() + many + SomeTracks()));
   EXPECT_EQ(parsed.result, QMF_OK);
   EXPECT_TRUE(parsed.segment.info);
   EXPECT_FALSE(parsed.segment.hasTracks);
 }
 
 }  // namespace
-}  // namespace qmf
+}  // namespace qmf::test
