@@ -1,7 +1,8 @@
 #include "readers/avi/AviKeyFrames.h"
 
 #include <algorithm>
-#include <iterator>
+#include <array>
+#include <bit>
 
 #include "streamlib/H264NalUnit.h"
 
@@ -31,12 +32,11 @@ constexpr FourCC kH264[] = {
 };
 
 FourCC UpperCase(FourCC code) {
-  FourCC upper = 0;
-  for (int shift = 0; shift < 32; shift += 8) {
-    const FourCC letter = code >> shift & 0xFF;
-    upper |= (letter >= 'a' && letter <= 'z' ? letter - ('a' - 'A') : letter) << shift;
+  auto letters = std::bit_cast<std::array<char, 4>>(code);
+  for (char& letter : letters) {
+    if (letter >= 'a' && letter <= 'z') letter = static_cast<char>(letter - 'a' + 'A');
   }
-  return upper;
+  return std::bit_cast<FourCC>(letters);
 }
 
 // The first start code that `judge` makes something of.

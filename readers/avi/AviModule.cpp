@@ -82,7 +82,7 @@ QMFResult AviReader::SetMenu(std::uint32_t) {
 }
 
 QMFResult AviReader::GetInfo(std::uint32_t qid, QMFQueryData& data, std::uint32_t index) {
-  return AnswerAviQuery(m_container, qid, data, index);
+  return AnswerAviQuery(m_container, {qid, data, index});
 }
 
 QMFResult AviReader::SetInfo(std::uint32_t qid, QMFQueryData& data, std::uint32_t) {

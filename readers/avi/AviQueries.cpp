@@ -1,11 +1,8 @@
 #include "readers/avi/AviQueries.h"
 
-#include <algorithm>
-#include <iterator>
 #include <optional>
+#include <span>
 
-#include "framework/QueryAnswer.h"
-#include "framework/QueryIds.h"
 #include "framework/ReturnIf.h"
 #include "readers/avi/AviFormats.h"
 #include "readers/avi/AviHeaderScan.h"
@@ -21,178 +18,165 @@ constexpr std::uint32_t kQueryToolProductName = 0x85780A;
 
 constexpr std::uint32_t kNoTrack = 0xFFFFFFFF;
 
-using Number = std::optional<std::uint64_t>;
-
-std::uint32_t TrackNumber(std::span<const AviStream> streams, std::uint32_t admitted, std::uint32_t index) {
-  return index < admitted ? streams[index].ordinal : kNoTrack;
-}
-
-// Numbers that need no title.
-Number NumberOfContainer(const AviContainer& container, std::uint32_t qid) {
-  switch (qid) {
-    case QMF_QID_GET_MIN_MEM_USAGE:
-      return container.minimumMemory;
-    case QMF_QID_USE_CACHELESS_INDEX:
-      return container.cachelessIndex;
-    case QMF_QID_ON_THE_FLY_INDEX:
-      return container.onTheFlyIndex;
-    case QMF_QID_NUM_CONTAINER_TITLE:
-      return container.mainTitles.table.titleCount;
-    case QMF_QID_MAX_SUPPORTED_VID_STREAMS:
-      return kMaxAviVideoStreams;
-    case QMF_QID_MAX_SUPPORTED_AUD_STREAMS:
-      return kMaxAviAudioStreams;
-    case QMF_QID_MAX_SUPPORTED_SUB_STREAMS:
-      return kMaxAviSubtitleStreams;
-    case QMF_QID_GET_CONTAINER_TYPE:
-      return container.title.hasOpenDmlIndex;
-    case QMF_QID_VIDEO_CODEC_PRIVATE_DATA_SIZE:
-    case QMF_QID_AUDIO_CODEC_PRIVATE_DATA_SIZE:
-    case QMF_QID_SUBTITLE_CODEC_PRIVATE_DATA_SIZE:
-      return 0;  // The reader keeps none.
-    default:
-      return std::nullopt;
-  }
-}
-
-// Numbers that the title's headers hold.
-Number NumberOfTitle(const AviTitle& title, std::uint32_t qid, std::uint32_t index) {
-  switch (qid) {
-    case QMF_QID_NUM_TITLE_STREAMS:
-      return (title.hasVideo ? 1U : 0U) + title.admittedAudio + title.admittedSubtitles;
-    case QMF_QID_NUM_TITLEMEDIA_VIDEOMEDIA:
-      return title.hasVideo;
-    case QMF_QID_NUM_TITLEMEDIA_AUDIOMEDIA:
-      return title.admittedAudio;
-    case QMF_QID_NUM_TITLEMEDIA_SUBTITLEMEDIA:
-      return title.admittedSubtitles;
-    case QMF_QID_TOTAL_NUM_TITLEMEDIA_VIDEOMEDIA:
-      return title.met[kStreamVideo];
-    case QMF_QID_TOTAL_NUM_TITLEMEDIA_AUDIOMEDIA:
-      return title.met[kStreamAudio];
-    case QMF_QID_TOTAL_NUM_TITLEMEDIA_SUBTITLEMEDIA:
-      return title.met[kStreamSubtitle];
-    case QMF_QID_TITLEDATA_VIDEOFRAMECOUNT:
-      return title.Video().header.Length();
-    case QMF_QID_TITLEMEDIA_VID_ABSOLUTE_TRACK_NUM:
-      // 0 wherever the video stands in the file, unlike audio and subtitles: callers number the video by
-      // kind.
-      return index == 0 ? 0 : kNoTrack;
-    case QMF_QID_TITLEMEDIA_AUD_ABSOLUTE_TRACK_NUM:
-      return TrackNumber(title.Audio(), title.admittedAudio, index);
-    case QMF_QID_TITLEMEDIA_SUB_ABSOLUTE_TRACK_NUM:
-      return TrackNumber(title.Subtitles(), title.admittedSubtitles, index);
-    case QMF_QID_GET_SUPER_INDEX_NUM_ENTRIES:
-      return title.superIndexEntries;
-    case QMF_QID_HAS_TITLE_DRM1:
-      return !title.protection1.empty();
-    default:
-      return std::nullopt;
-  }
-}
-
-QMFResult AnswerFrameFromTime(AviContainer& container, QMFQueryData& data, std::uint32_t) {
-  const std::optional<std::uint32_t> frame = AviFrameFromTime(container.title, data.value);
-  if (!frame) return QMF_FAILURE;
-  return AnswerNumber(data, QMF_QID_TITLEDATA_VIDEO_FRAME_FROM_TIME, *frame);
-}
-
-QMFResult AnswerDuration(AviContainer& container, QMFQueryData& data, std::uint32_t) {
-  const std::optional<std::int64_t> duration = AviTitleDuration(container.title);
-  if (!duration) return QMF_FAILURE;
-  return AnswerNumber(data, QMF_QID_TITLE_DURATION, static_cast<std::uint64_t>(*duration));
-}
-
-QMFResult AnswerSuggestedBufferSize(AviContainer& container, QMFQueryData& data, std::uint32_t) {
-  const std::uint32_t ofTable = container.mainTitles.table.suggestedBufferSize;
-  const std::uint32_t ofTitle = container.title.mainHeader.SuggestedBufferSize();
-  return AnswerNumber(data, QMF_QID_TITLE_SUGGESTED_BUFFER_SIZE, ofTable != 0 ? ofTable : ofTitle);
-}
-
-QMFResult AnswerHasPicture(AviContainer& container, QMFQueryData& data, std::uint32_t) {
-  const AviTitle& title = container.title;
-  if (title.protection2.empty() && title.extensionsOffset != 0) {
-    QMF_RETURN_IF_NONZERO(ScanAviExtensionsForMeta(container));
-  }
-  return AnswerNumber(data, QMF_QID_HAS_TITLE_DRMICP, title.protection2.empty() ? 0 : 1);
-}
-
-QMFResult AnswerVideoFormat(AviContainer& container, QMFQueryData& data, std::uint32_t index) {
-  const AviTitle& title = container.title;
-  if (index >= (title.hasVideo ? 1U : 0U)) return QMF_ERR_INVALID_STREAM;
-  return AnswerRecord(data, MakeAviVideoFormat(title.Video()));
-}
-
-QMFResult AnswerAudioFormat(AviContainer& container, QMFQueryData& data, std::uint32_t index) {
-  const AviTitle& title = container.title;
-  if (index >= title.admittedAudio) return QMF_ERR_INVALID_STREAM;
-  return AnswerRecord(data, MakeAviAudioFormat(title.Audio()[index]));
-}
-
-QMFResult AnswerSubtitleFormat(AviContainer& container, QMFQueryData& data, std::uint32_t index) {
-  const AviTitle& title = container.title;
-  if (index >= title.admittedSubtitles) return QMF_ERR_INVALID_STREAM;
-  return AnswerRecord(data, MakeAviSubtitleFormat(title.Subtitles()[index]));
-}
-
-// What else concerns the title.
-struct TitleQuery {
-  std::uint32_t qid;
-  QMFResult (*answer)(AviContainer&, QMFQueryData&, std::uint32_t index);
-};
-constexpr TitleQuery kTitleQueries[] = {
-    {QMF_QID_TITLE_DURATION, AnswerDuration},
-    {QMF_QID_TITLEDATA_VIDEO_FRAME_FROM_TIME, AnswerFrameFromTime},
-    {QMF_QID_TITLE_SUGGESTED_BUFFER_SIZE, AnswerSuggestedBufferSize},
-    {QMF_QID_HAS_TITLE_DRMICP, AnswerHasPicture},
-    {QMF_QID_VID_STREAM_FORMAT, AnswerVideoFormat},
-    {QMF_QID_AUD_STREAM_FORMAT, AnswerAudioFormat},
-    {QMF_QID_SUB_STREAM_FORMAT, AnswerSubtitleFormat},
-    {QMF_QID_TITLEMEDIA_PREV_SYNC_POINT, AnswerAviPrevSyncPoint},
-    {QMF_QID_TITLEMEDIA_NEXT_SYNC_POINT, AnswerAviNextSyncPoint},
-    {QMF_QID_TITLEMEDIA_PREV_SYNC_TIME, AnswerAviPrevSyncTime},
-    {QMF_QID_TITLEMEDIA_NEXT_SYNC_TIME, AnswerAviNextSyncTime},
+struct Query : QueryCall {
+  AviContainer& container;
+  const AviTitle& title;
 };
 
-QMFResult AnswerTitleQuery(AviContainer& container, std::uint32_t qid, QMFQueryData& data,
-                           std::uint32_t index) {
-  const bool hasTitle = container.currentTitle != AviContainer::kNoTitle;
-  if (const Number number = NumberOfTitle(container.title, qid, index)) {
-    return hasTitle ? AnswerNumber(data, qid, *number) : QMF_FAILURE;
-  }
-  const auto* const row = std::ranges::find(kTitleQueries, qid, &TitleQuery::qid);
-  if (row == std::end(kTitleQueries)) return AskAviMenu(container, qid, data, index);
-  return hasTitle ? row->answer(container, data, index) : QMF_FAILURE;
+std::span<const AviStream> Admitted(const AviTitle& title, QMFStreamKind kind) {
+  if (kind == kStreamVideo) return std::span(title.streams).first(title.hasVideo ? 1 : 0);
+  return kind == kStreamAudio ? title.Audio().first(title.admittedAudio)
+                              : title.Subtitles().first(title.admittedSubtitles);
 }
 
-QMFResult AnswerNothing(QMFQueryData& data, std::uint32_t qid) {
-  return AnswerBytes(data, qid, {});
+template <std::uint64_t value>
+QMFResult Constant(const Query& query) {
+  return query.Number(value);
 }
 
-QMFResult AnswerTextQuery(const AviTexts& texts, std::uint32_t qid, QMFQueryData& data) {
-  // The version goes with the software text and is not looked at without it: tools that write a version
-  // always name themselves.
-  const bool hasSoftware = texts.software[0] != 0;
-  switch (qid) {
-    case QMF_QID_GET_TOOL_VERSION:
-      return hasSoftware ? AnswerAviText(data, qid, texts.software) : AnswerNothing(data, qid);
-    case kQueryToolFileVersion:
-      return hasSoftware ? AnswerAviText(data, qid, texts.version) : AnswerNothing(data, qid);
-    case kQueryToolProductName:
-      return texts.product[0] != 0 ? AnswerAviText(data, qid, texts.product) : AnswerNothing(data, qid);
-    default:
-      return QMF_ERR_UNSUPPORTED_QID;
-  }
+template <auto number>
+QMFResult OfContainer(const Query& query) {
+  return query.Number(query.container.*number);
 }
+
+template <auto number>
+QMFResult OfTitle(const Query& query) {
+  return query.Number(query.title.*number);
+}
+
+QMFResult TitleCount(const Query& query) {
+  return query.Number(query.container.mainTitles.table.titleCount);
+}
+
+// The version goes with the software text and is not looked at without it: tools that write a version always
+// name themselves.
+template <AviText AviTexts::*text, AviText AviTexts::*needed = text>
+QMFResult ToolText(const Query& query) {
+  const AviTexts& texts = query.container.texts;
+  return (texts.*needed)[0] != 0 ? AnswerAviText(query.data, query.qid, texts.*text) : query.Bytes({});
+}
+
+QMFResult AllStreams(const Query& query) {
+  return query.Number((query.title.hasVideo ? 1U : 0U) + query.title.admittedAudio +
+                      query.title.admittedSubtitles);
+}
+
+template <QMFStreamKind kind>
+QMFResult StreamCount(const Query& query) {
+  return query.Number(Admitted(query.title, kind).size());
+}
+
+template <QMFStreamKind kind>
+QMFResult StreamsMet(const Query& query) {
+  return query.Number(query.title.met[kind]);
+}
+
+// 0 wherever the video stands in the file, unlike audio and subtitles: callers number the video by kind.
+QMFResult VideoTrackNumber(const Query& query) {
+  return query.Number(query.index == 0 ? 0 : kNoTrack);
+}
+
+template <QMFStreamKind kind>
+QMFResult TrackNumber(const Query& query) {
+  const auto streams = Admitted(query.title, kind);
+  return query.Number(query.index < streams.size() ? streams[query.index].ordinal : kNoTrack);
+}
+
+template <QMFStreamKind kind, auto makeFormat>
+QMFResult Format(const Query& query) {
+  const auto streams = Admitted(query.title, kind);
+  if (query.index >= streams.size()) return QMF_ERR_INVALID_STREAM;
+  return AnswerRecord(query.data, makeFormat(streams[query.index]));
+}
+
+QMFResult FrameCount(const Query& query) {
+  return query.Number(query.title.Video().header.Length());
+}
+
+QMFResult FrameFromTime(const Query& query) {
+  const std::optional<std::uint32_t> frame = AviFrameFromTime(query.title, query.data.value);
+  return frame ? query.Number(*frame) : QMF_FAILURE;
+}
+
+QMFResult Duration(const Query& query) {
+  const std::optional<std::int64_t> duration = AviTitleDuration(query.title);
+  return duration ? query.Number(static_cast<std::uint64_t>(*duration)) : QMF_FAILURE;
+}
+
+QMFResult SuggestedBufferSize(const Query& query) {
+  const std::uint32_t ofTable = query.container.mainTitles.table.suggestedBufferSize;
+  return query.Number(ofTable != 0 ? ofTable : query.title.mainHeader.SuggestedBufferSize());
+}
+
+QMFResult HasProtectionRecord(const Query& query) {
+  return query.Number(query.title.protection1.empty() ? 0 : 1);
+}
+
+QMFResult HasPicture(const Query& query) {
+  if (query.title.protection2.empty() && query.title.extensionsOffset != 0) {
+    QMF_RETURN_IF_NONZERO(ScanAviExtensionsForMeta(query.container));
+  }
+  return query.Number(query.title.protection2.empty() ? 0 : 1);
+}
+
+template <QMFResult (*answer)(AviContainer&, QMFQueryData&)>
+QMFResult KeyFrame(const Query& query) {
+  return answer(query.container, query.data);
+}
+
+// What needs no title. The reader keeps no codec private data.
+constexpr QueryRow<Query> kContainerQueries[] = {
+    {QMF_QID_GET_MIN_MEM_USAGE, OfContainer<&AviContainer::minimumMemory>},
+    {QMF_QID_USE_CACHELESS_INDEX, OfContainer<&AviContainer::cachelessIndex>},
+    {QMF_QID_ON_THE_FLY_INDEX, OfContainer<&AviContainer::onTheFlyIndex>},
+    {QMF_QID_NUM_CONTAINER_TITLE, TitleCount},
+    {QMF_QID_MAX_SUPPORTED_VID_STREAMS, Constant<kMaxAviVideoStreams>},
+    {QMF_QID_MAX_SUPPORTED_AUD_STREAMS, Constant<kMaxAviAudioStreams>},
+    {QMF_QID_MAX_SUPPORTED_SUB_STREAMS, Constant<kMaxAviSubtitleStreams>},
+    {QMF_QID_GET_CONTAINER_TYPE, OfTitle<&AviTitle::hasOpenDmlIndex>},
+    {QMF_QID_VIDEO_CODEC_PRIVATE_DATA_SIZE, Constant<0>},
+    {QMF_QID_AUDIO_CODEC_PRIVATE_DATA_SIZE, Constant<0>},
+    {QMF_QID_SUBTITLE_CODEC_PRIVATE_DATA_SIZE, Constant<0>},
+    {QMF_QID_GET_TOOL_VERSION, ToolText<&AviTexts::software>},
+    {kQueryToolFileVersion, ToolText<&AviTexts::version, &AviTexts::software>},
+    {kQueryToolProductName, ToolText<&AviTexts::product>},
+};
+
+constexpr QueryRow<Query> kTitleQueries[] = {
+    {QMF_QID_NUM_TITLE_STREAMS, AllStreams},
+    {QMF_QID_NUM_TITLEMEDIA_VIDEOMEDIA, StreamCount<kStreamVideo>},
+    {QMF_QID_NUM_TITLEMEDIA_AUDIOMEDIA, StreamCount<kStreamAudio>},
+    {QMF_QID_NUM_TITLEMEDIA_SUBTITLEMEDIA, StreamCount<kStreamSubtitle>},
+    {QMF_QID_TOTAL_NUM_TITLEMEDIA_VIDEOMEDIA, StreamsMet<kStreamVideo>},
+    {QMF_QID_TOTAL_NUM_TITLEMEDIA_AUDIOMEDIA, StreamsMet<kStreamAudio>},
+    {QMF_QID_TOTAL_NUM_TITLEMEDIA_SUBTITLEMEDIA, StreamsMet<kStreamSubtitle>},
+    {QMF_QID_TITLEDATA_VIDEOFRAMECOUNT, FrameCount},
+    {QMF_QID_TITLEMEDIA_VID_ABSOLUTE_TRACK_NUM, VideoTrackNumber},
+    {QMF_QID_TITLEMEDIA_AUD_ABSOLUTE_TRACK_NUM, TrackNumber<kStreamAudio>},
+    {QMF_QID_TITLEMEDIA_SUB_ABSOLUTE_TRACK_NUM, TrackNumber<kStreamSubtitle>},
+    {QMF_QID_GET_SUPER_INDEX_NUM_ENTRIES, OfTitle<&AviTitle::superIndexEntries>},
+    {QMF_QID_HAS_TITLE_DRM1, HasProtectionRecord},
+    {QMF_QID_HAS_TITLE_DRMICP, HasPicture},
+    {QMF_QID_TITLE_DURATION, Duration},
+    {QMF_QID_TITLEDATA_VIDEO_FRAME_FROM_TIME, FrameFromTime},
+    {QMF_QID_TITLE_SUGGESTED_BUFFER_SIZE, SuggestedBufferSize},
+    {QMF_QID_VID_STREAM_FORMAT, Format<kStreamVideo, MakeAviVideoFormat>},
+    {QMF_QID_AUD_STREAM_FORMAT, Format<kStreamAudio, MakeAviAudioFormat>},
+    {QMF_QID_SUB_STREAM_FORMAT, Format<kStreamSubtitle, MakeAviSubtitleFormat>},
+    {QMF_QID_TITLEMEDIA_PREV_SYNC_POINT, KeyFrame<AnswerAviPrevSyncPoint>},
+    {QMF_QID_TITLEMEDIA_NEXT_SYNC_POINT, KeyFrame<AnswerAviNextSyncPoint>},
+    {QMF_QID_TITLEMEDIA_PREV_SYNC_TIME, KeyFrame<AnswerAviPrevSyncTime>},
+    {QMF_QID_TITLEMEDIA_NEXT_SYNC_TIME, KeyFrame<AnswerAviNextSyncTime>},
+};
 
 }  // namespace
 
-QMFResult AnswerAviQuery(AviContainer& container, std::uint32_t qid, QMFQueryData& data,
-                         std::uint32_t index) {
-  if (const Number number = NumberOfContainer(container, qid)) return AnswerNumber(data, qid, *number);
-  const QMFResult text = AnswerTextQuery(container.texts, qid, data);
-  if (text != QMF_ERR_UNSUPPORTED_QID) return text;
-  return AnswerTitleQuery(container, qid, data, index);
+QMFResult AnswerAviQuery(AviContainer& container, const QueryCall& call) {
+  const Query query = {call, container, container.title};
+  if (const auto* const row = FindQueryRow(kContainerQueries, call.qid)) return row->answer(query);
+  const auto* const row = FindQueryRow(kTitleQueries, call.qid);
+  if (row == nullptr) return AskAviMenu(container, call.qid, call.data, call.index);
+  return container.currentTitle != AviContainer::kNoTitle ? row->answer(query) : QMF_FAILURE;
 }
 
 QMFResult SetAviInfo(AviContainer& container, std::uint32_t qid, const QMFQueryData& data) {

@@ -50,13 +50,13 @@ QMFResult NextInOpenDmlIndex(AviContainer& container, QMFQueryData& data) {
 
 }  // namespace
 
-QMFResult AnswerAviPrevSyncPoint(AviContainer& container, QMFQueryData& data, std::uint32_t) {
+QMFResult AnswerAviPrevSyncPoint(AviContainer& container, QMFQueryData& data) {
   const AviSeekTable* const table = LoadTable(container);
   if (table == nullptr) return QMF_ERR_END_OF_STREAM;
   return AnswerFrame(data, QMF_QID_TITLEMEDIA_PREV_SYNC_POINT, table->KeyAtOrBefore(FrameAsked(data)));
 }
 
-QMFResult AnswerAviNextSyncPoint(AviContainer& container, QMFQueryData& data, std::uint32_t) {
+QMFResult AnswerAviNextSyncPoint(AviContainer& container, QMFQueryData& data) {
   if (container.cachelessIndex && container.title.hasOpenDmlIndex) return NextInOpenDmlIndex(container, data);
   const AviSeekTable* const table = LoadTable(container);
   if (table == nullptr) return QMF_ERR_END_OF_STREAM;
@@ -64,7 +64,7 @@ QMFResult AnswerAviNextSyncPoint(AviContainer& container, QMFQueryData& data, st
                      table->KeyFrom(std::uint64_t{FrameAsked(data)} + 1));
 }
 
-QMFResult AnswerAviPrevSyncTime(AviContainer& container, QMFQueryData& data, std::uint32_t) {
+QMFResult AnswerAviPrevSyncTime(AviContainer& container, QMFQueryData& data) {
   const AviSeekTable* const table = LoadTable(container);
   const std::optional<std::uint64_t> frame = FrameAtTimeAsked(container, data);
   if (table == nullptr || !frame) return QMF_ERR_END_OF_STREAM;
@@ -73,7 +73,7 @@ QMFResult AnswerAviPrevSyncTime(AviContainer& container, QMFQueryData& data, std
   return container.Seeker().HasBadIndex() ? QMF_ERR_PROCESS_INDEX_FAILED : QMF_ERR_END_OF_STREAM;
 }
 
-QMFResult AnswerAviNextSyncTime(AviContainer& container, QMFQueryData& data, std::uint32_t) {
+QMFResult AnswerAviNextSyncTime(AviContainer& container, QMFQueryData& data) {
   const AviSeekTable* const table = LoadTable(container);
   if (table == nullptr) return QMF_ERR_END_OF_STREAM;
   const std::optional<std::uint64_t> frame = FrameAtTimeAsked(container, data);
