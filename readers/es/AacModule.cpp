@@ -111,24 +111,22 @@ std::int64_t AacReader::TimeOf(std::uint64_t samples) const {
 
 // Every walk teaches the index.
 bool AacReader::NextFrame(AdtsFrames& walk, AdtsFrames::Frame& frame) {
-  const std::uint64_t before = walk.Samples();
   if (!walk.Next(frame)) return false;
-  m_index.Learn({frame.offset, before});
+  m_index.Learn({frame.offset, frame.ticks});
   return true;
 }
 
 QMFResult AacReader::ReadBlock(QMFBlock& block) {
   if (!m_next) {
     AdtsFrames::Frame frame;
-    m_nextSamples = m_walk->Samples();
     if (!NextFrame(*m_walk, frame)) return QMF_ERR_END_OF_STREAM;
     m_next = frame;
   }
   const QMFResult result = DeliverFromFile(m_next->offset, m_next->header.frame_length, block);
   if (result == QMF_ERR_BLOCK_BUFFER_TOO_SMALL) return result;
   block.key = QMFBlock::kKey;
-  block.time = TimeOf(m_nextSamples);
-  block.endTime = TimeOf(m_walk->Samples());
+  block.time = TimeOf(m_next->ticks);
+  block.endTime = TimeOf(m_walk->Ticks());
   m_next.reset();
   return result;
 }
@@ -140,10 +138,7 @@ QMFResult AacReader::Seek(std::int64_t& time) {
   AdtsFrames walk = *m_walk;
   walk.Restart(best.offset, best.ticks);
   AdtsFrames::Frame frame;
-  for (std::uint64_t before = best.ticks; NextFrame(walk, frame) && TimeOf(before) <= wanted;) {
-    best = {frame.offset, before};
-    before = walk.Samples();
-  }
+  while (NextFrame(walk, frame) && TimeOf(frame.ticks) <= wanted) best = {frame.offset, frame.ticks};
   m_next.reset();
   m_walk->Restart(best.offset, best.ticks);
   time = TimeOf(best.ticks);
@@ -176,36 +171,16 @@ std::optional<std::uint64_t> AacReader::SamplesOfConstantFrames() {
   return count * m_first.header.SampleCount();
 }
 
-std::uint64_t AacReader::WalkWhole() {
-  AdtsFrames walk(File());
-  walk.Restart(m_first.offset, 0);
-  AdtsFrames::Frame frame;
-  while (StreamLength::MayGoOn(File()) && NextFrame(walk, frame)) continue;
-  return walk.Samples();
-}
-
-std::uint64_t AacReader::EstimateSamples() {
-  const auto walkFrom = [this](std::uint64_t offset) {
+std::uint64_t AacReader::CountSamples() {
+  if (!m_sampleCount) m_sampleCount = SamplesOfConstantFrames();
+  if (m_sampleCount) return *m_sampleCount;
+  const auto walkFrom = [this](std::uint64_t offset, std::uint64_t) {
     AdtsFrames walk(File());
     walk.Restart(offset, 0);
     return walk;
   };
-  const auto next = [](AdtsFrames& walk, SeekIndex::Point& point) {
-    const std::uint64_t before = walk.Samples();
-    AdtsFrames::Frame frame;
-    if (!walk.Next(frame)) return false;
-    point = {frame.offset, before};
-    return true;
-  };
-  return StreamLength::Estimate(File(), m_first.offset, File().Size(), walkFrom, next);
-}
-
-std::uint64_t AacReader::CountSamples() {
-  if (!m_sampleCount) m_sampleCount = SamplesOfConstantFrames();
-  if (!m_sampleCount) {
-    const std::uint64_t size = File().Size() - m_first.offset;
-    m_sampleCount = size <= StreamLength::kWalkedWhole ? WalkWhole() : EstimateSamples();
-  }
+  const auto learn = [this](const AdtsFrames::Frame& frame) { m_index.Learn({frame.offset, frame.ticks}); };
+  m_sampleCount = StreamLength::Count<AdtsFrames::Frame>(File(), m_first.offset, walkFrom, learn);
   return *m_sampleCount;
 }
 

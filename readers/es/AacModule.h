@@ -32,8 +32,6 @@ class AacReader : public SingleStreamReader {
 
   bool NextFrame(AdtsFrames& walk, AdtsFrames::Frame& frame);
   std::int64_t TimeOf(std::uint64_t samples) const;
-  std::uint64_t WalkWhole();
-  std::uint64_t EstimateSamples();
   std::uint64_t CountSamples();
   bool IsConstantFrom(std::uint64_t offset, std::uint64_t count);
   std::optional<std::uint64_t> SamplesOfConstantFrames();
@@ -42,7 +40,6 @@ class AacReader : public SingleStreamReader {
   AdtsFrames::Frame m_first;
   std::optional<AdtsFrames> m_walk;
   std::optional<AdtsFrames::Frame> m_next;
-  std::uint64_t m_nextSamples = 0;  // In front of m_next.
   std::optional<std::uint64_t> m_sampleCount;
   SeekIndex m_index;
 };

@@ -63,16 +63,17 @@ bool AdtsFrames::Resync(Frame& frame) {
 
 bool AdtsFrames::Next(Frame& frame) {
   if (!At(m_position, frame) && !Resync(frame)) return false;
+  frame.ticks = m_ticks;
   if (m_rate == 0) m_rate = frame.header.SampleRate();
   // Streams keep one sampling frequency; in one that does not, time still goes on at the right pace.
-  m_samples += std::uint64_t{frame.header.SampleCount()} * m_rate / frame.header.SampleRate();
+  m_ticks += std::uint64_t{frame.header.SampleCount()} * m_rate / frame.header.SampleRate();
   m_position = frame.End();
   return true;
 }
 
-void AdtsFrames::Restart(std::uint64_t offset, std::uint64_t samples) {
+void AdtsFrames::Restart(std::uint64_t offset, std::uint64_t ticks) {
   m_position = offset;
-  m_samples = samples;
+  m_ticks = ticks;
 }
 
 std::uint32_t AdtsFrames::CountChain(std::uint64_t offset, std::uint32_t most, std::uint64_t& end,

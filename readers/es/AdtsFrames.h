@@ -13,6 +13,7 @@ class AdtsFrames {
  public:
   struct Frame {
     std::uint64_t offset = 0;
+    std::uint64_t ticks = 0;  ///< In front of it, of those that Next gives.
     SPL_AAC::AACHdrADTS header;
     std::uint64_t End() const { return offset + header.frame_length; }
   };
@@ -28,13 +29,11 @@ class AdtsFrames {
   /// next place is taken at which a frame is followed by another one of the same stream or by the end.
   bool Next(Frame& frame);
 
-  /// Goes on at `offset`, in front of which there are `samples` samples.
-  void Restart(std::uint64_t offset, std::uint64_t samples);
+  /// Goes on at `offset`, in front of which there are `ticks` samples.
+  void Restart(std::uint64_t offset, std::uint64_t ticks);
 
   /// Samples a channel of the frames passed so far, by the clock of the first frame's sampling frequency.
-  std::uint64_t Samples() const { return m_samples; }
-  /// The same, as the clock of StreamLength.
-  std::uint64_t Ticks() const { return m_samples; }
+  std::uint64_t Ticks() const { return m_ticks; }
 
   /// Whether a whole frame stands at `offset`.
   bool At(std::uint64_t offset, Frame& frame);
@@ -51,7 +50,7 @@ class AdtsFrames {
 
   FileReader* m_file;  // Not a reference: walkers are copied.
   std::uint64_t m_position = 0;
-  std::uint64_t m_samples = 0;
+  std::uint64_t m_ticks = 0;
   std::uint32_t m_rate = 0;
 };
 

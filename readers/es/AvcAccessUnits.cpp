@@ -2,9 +2,9 @@
 
 namespace qmf {
 
-void AvcAccessUnits::Restart(std::uint64_t offset, std::uint64_t fields) {
+void AvcAccessUnits::Restart(std::uint64_t offset, std::uint64_t ticks) {
   m_position = offset;
-  m_fields = fields;
+  m_ticks = ticks;
   m_hasUnit = false;
   m_grouping.Reset();
 }
@@ -26,14 +26,14 @@ bool AvcAccessUnits::Next(AccessUnit& unit) {
     (void)AddUnit();
   }
   unit.offset = m_unit.start;
-  unit.fields = m_fields;
+  unit.ticks = m_ticks;
   SPL_H264::H264AccessUnits::Facts facts;
   do {
     facts = m_grouping.Current();
   } while (FindUnit(m_unit.header) && !AddUnit());
   unit.size = m_position - unit.offset;
   unit.isRecovery = facts.isRecovery;
-  if (facts.hasPicture) m_fields += facts.isField ? 1 : 2;
+  if (facts.hasPicture) m_ticks += facts.isField ? 1 : 2;
   return true;
 }
 

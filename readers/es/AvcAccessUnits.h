@@ -13,7 +13,7 @@ class AvcAccessUnits {
   struct AccessUnit {
     std::uint64_t offset = 0;  ///< In the file; start codes belong to what follows them.
     std::uint64_t size = 0;    ///< Bytes.
-    std::uint64_t fields = 0;  ///< Fields of all pictures in front of it.
+    std::uint64_t ticks = 0;   ///< Fields of all pictures in front of it.
     bool isRecovery = false;   ///< Decoding can start here.
   };
 
@@ -22,13 +22,11 @@ class AvcAccessUnits {
   /// The next access unit; false at the end of the stream.
   bool Next(AccessUnit& unit);
 
-  /// Goes on at `offset`, in front of which there are `fields` fields.
-  void Restart(std::uint64_t offset, std::uint64_t fields);
+  /// Goes on at `offset`, in front of which there are `ticks` fields.
+  void Restart(std::uint64_t offset, std::uint64_t ticks);
 
   /// Fields of the pictures passed so far.
-  std::uint64_t Fields() const { return m_fields; }
-  /// The same, as the clock of StreamLength.
-  std::uint64_t Ticks() const { return m_fields; }
+  std::uint64_t Ticks() const { return m_ticks; }
 
  private:
   bool FindUnit(std::uint64_t from);
@@ -38,7 +36,7 @@ class AvcAccessUnits {
   AnnexBUnits::Unit m_unit;  // Found and added, but not yet part of a delivered access unit.
   bool m_hasUnit = false;
   std::uint64_t m_position = 0;  // Where to look when there is no unit.
-  std::uint64_t m_fields = 0;
+  std::uint64_t m_ticks = 0;
   SPL_H264::H264AccessUnits m_grouping;
 };
 

@@ -89,10 +89,14 @@ std::int64_t AvcReader::TimeOf(std::uint64_t fields) const {
   return UnitsToTime(fields, m_picture.scale, m_picture.fieldRate);
 }
 
+void AvcReader::Learn(const AvcAccessUnits::AccessUnit& unit) {
+  if (unit.isRecovery) m_index.Learn({unit.offset, unit.ticks});
+}
+
 // Every walk teaches the index.
 bool AvcReader::NextAccessUnit(AvcAccessUnits& walk, AvcAccessUnits::AccessUnit& unit) {
   if (!walk.Next(unit)) return false;
-  if (unit.isRecovery) m_index.Learn({unit.offset, unit.fields});
+  Learn(unit);
   return true;
 }
 
@@ -105,8 +109,8 @@ QMFResult AvcReader::ReadBlock(QMFBlock& block) {
   const QMFResult result = DeliverFromFile(m_next->offset, m_next->size, block);
   if (result == QMF_ERR_BLOCK_BUFFER_TOO_SMALL) return result;
   block.key = m_next->isRecovery ? QMFBlock::kKey : QMFBlock::kNotKey;
-  block.time = TimeOf(m_next->fields);
-  block.endTime = TimeOf(m_walk->Fields());
+  block.time = TimeOf(m_next->ticks);
+  block.endTime = TimeOf(m_walk->Ticks());
   m_next.reset();
   return result;
 }
@@ -118,8 +122,8 @@ QMFResult AvcReader::Seek(std::int64_t& time) {
   AvcAccessUnits walk = *m_walk;
   walk.Restart(best.offset, best.ticks);
   AvcAccessUnits::AccessUnit unit;
-  while (NextAccessUnit(walk, unit) && TimeOf(unit.fields) <= wanted) {
-    if (unit.isRecovery) best = {unit.offset, unit.fields};
+  while (NextAccessUnit(walk, unit) && TimeOf(unit.ticks) <= wanted) {
+    if (unit.isRecovery) best = {unit.offset, unit.ticks};
   }
   m_next.reset();
   m_walk->Restart(best.offset, best.ticks);
@@ -127,33 +131,18 @@ QMFResult AvcReader::Seek(std::int64_t& time) {
   return QMF_OK;
 }
 
-std::uint64_t AvcReader::WalkWhole() {
-  AvcAccessUnits walk(AnnexBUnits(File(), UINT64_MAX, kMaxUnitsWalked));
-  AvcAccessUnits::AccessUnit unit;
-  while (StreamLength::MayGoOn(File()) && NextAccessUnit(walk, unit)) continue;
-  return walk.Fields();
-}
-
-std::uint64_t AvcReader::EstimateFields() {
-  const auto walkFrom = [this](std::uint64_t offset) {
-    const std::uint64_t end = offset + StreamLength::kPlaceBytes + kMaxReach;
-    AvcAccessUnits walk(AnnexBUnits(File(), end, kMaxUnitsSearched));
+// Nothing in the stream tells its length: the first question for it walks to the end where that is near.
+std::uint64_t AvcReader::CountFields() {
+  if (m_fieldCount) return *m_fieldCount;
+  const auto walkFrom = [this](std::uint64_t offset, std::uint64_t end) {
+    const bool isWhole = end == UINT64_MAX;
+    AvcAccessUnits walk(
+        AnnexBUnits(File(), isWhole ? end : end + kMaxReach, isWhole ? kMaxUnitsWalked : kMaxUnitsSearched));
     walk.Restart(offset, 0);
     return walk;
   };
-  const auto next = [](AvcAccessUnits& walk, SeekIndex::Point& point) {
-    AvcAccessUnits::AccessUnit unit;
-    if (!walk.Next(unit)) return false;
-    point = {unit.offset, unit.fields};
-    return true;
-  };
-  return StreamLength::Estimate(File(), 0, File().Size(), walkFrom, next);
-}
-
-// Nothing in the stream tells its length: the first question for it walks to the end where that is near.
-std::uint64_t AvcReader::CountFields() {
-  if (!m_fieldCount)
-    m_fieldCount = File().Size() <= StreamLength::kWalkedWhole ? WalkWhole() : EstimateFields();
+  const auto learn = [this](const AvcAccessUnits::AccessUnit& unit) { Learn(unit); };
+  m_fieldCount = StreamLength::Count<AvcAccessUnits::AccessUnit>(File(), 0, walkFrom, learn);
   return *m_fieldCount;
 }
 

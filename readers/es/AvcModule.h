@@ -36,9 +36,8 @@ class AvcReader : public SingleStreamReader {
 
   QMFResult FindSequence(AnnexBUnits& units, AnnexBUnits::Unit& unit);
   QMFResult FindPicture(AnnexBUnits& units, AnnexBUnits::Unit unit);
+  void Learn(const AvcAccessUnits::AccessUnit& unit);
   bool NextAccessUnit(AvcAccessUnits& walk, AvcAccessUnits::AccessUnit& unit);
-  std::uint64_t WalkWhole();
-  std::uint64_t EstimateFields();
   std::uint64_t CountFields();
   std::int64_t TimeOf(std::uint64_t fields) const;
   QMFResult AnswerFormat(QMFQueryData& data) const;

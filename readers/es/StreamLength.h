@@ -20,23 +20,40 @@ struct StreamLength {
     return file.BytesRead() < (14U << 20) && file.Looks() < 300'000;
   }
 
-  /// The ticks of the stream in [begin, end), whose units are evenly spread. `walkFrom(offset)` gives a walk
-  /// from there on with 0 ticks, and `next(walk, point)` where its next unit begins; the first one may begin
-  /// in the middle. A walk that ends before its place does has met the end of the stream.
-  template <class WalkFrom, class Next>
-  static std::uint64_t Estimate(const FileReader& file, std::uint64_t begin, std::uint64_t end,
-                                WalkFrom&& walkFrom, Next&& next) {
+  /// The ticks of the stream from `begin` to the end of the file, whose units are evenly spread.
+  /// `walkFrom(offset, end)` gives a walk from there on with 0 ticks, which need not go beyond `end`; `learn`
+  /// is told the units that are met in a walk from the beginning.
+  template <class Unit, class WalkFrom, class Learn>
+  static std::uint64_t Count(const FileReader& file, std::uint64_t begin, WalkFrom&& walkFrom,
+                             Learn&& learn) {
+    if (file.Size() - begin > kWalkedWhole) return Estimate<Unit>(file, begin, walkFrom);
+    auto walk = walkFrom(begin, UINT64_MAX);
+    for (Unit unit; MayGoOn(file) && walk.Next(unit);) learn(unit);
+    return walk.Ticks();
+  }
+
+ private:
+  // The first unit of a place may begin in the middle. A walk that ends before its place does has met the end
+  // of the stream.
+  template <class Unit, class WalkFrom>
+  static std::uint64_t Estimate(const FileReader& file, std::uint64_t begin, WalkFrom&& walkFrom) {
+    std::uint64_t end = file.Size();
     const std::uint64_t stride = (end - begin - kPlaceBytes) / (kPlaces - 1);
     double ticks = 0;
     double bytes = 0;
     for (std::uint64_t place = 0; place < kPlaces && MayGoOn(file); ++place) {
       const std::uint64_t from = begin + place * stride;
-      auto walk = walkFrom(from);
+      auto walk = walkFrom(from, from + kPlaceBytes);
+      const auto next = [&walk](SeekIndex::Point& point) {
+        Unit unit;
+        const bool found = walk.Next(unit);
+        if (found) point = {unit.offset, unit.ticks};
+        return found;
+      };
       SeekIndex::Point point{from, 0};
       SeekIndex::Point first = point;
-      bool more = next(walk, point) && next(walk, first);
-      for (point = first; more && point.offset < from + kPlaceBytes && MayGoOn(file);)
-        more = next(walk, point);
+      bool more = next(point) && next(first);
+      for (point = first; more && point.offset < from + kPlaceBytes && MayGoOn(file);) more = next(point);
       ticks += static_cast<double>(point.ticks - first.ticks);
       bytes += static_cast<double>(point.offset - first.offset);
       if (more) continue;
