@@ -1,5 +1,6 @@
 #include "readers/mkv/MkvFields.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "framework/ByteOrder.h"
@@ -13,7 +14,7 @@ using Bytes = std::span<const std::uint8_t>;
 
 // The second field stands behind the first, with blocks of other tracks between them at most.
 constexpr int kMostBlocksBetween = 1024;
-constexpr std::size_t kFirstBuffer = 65536;
+constexpr std::uint32_t kFirstBuffer = 65536;
 
 bool AreOneFrame(const SPL_H264::H264HdrSlice& first, const SPL_H264::H264HdrSlice& second) {
   return first.IsValid() && second.IsValid() && first.field_pic_flag != 0 && second.field_pic_flag != 0 &&
@@ -48,6 +49,18 @@ SPL_H264::H264HdrSlice MkvSliceParser::FirstSlice(Bytes block) const {
   return slice;
 }
 
+// The frame that `ahead` has loaded, into a buffer that grows as it needs.
+QMFResult MkvFieldJoiner::TakeSecond(MkvFrameReader& ahead, const MkvTrack& track, QMFBlock& second) {
+  QMFResult result = QMF_ERR_BLOCK_BUFFER_TOO_SMALL;
+  for (second.required = kFirstBuffer; result == QMF_ERR_BLOCK_BUFFER_TOO_SMALL;) {
+    m_second.resize(std::max<std::size_t>(m_second.size(), second.required));
+    second.data = m_second.data();
+    second.capacity = static_cast<std::uint32_t>(m_second.size());
+    result = ahead.Take(track, false, second);
+  }
+  return result;
+}
+
 // Reads the track's next block and tells whether it completes the frame.
 bool MkvFieldJoiner::FindSecond(const MkvSegment& segment, MkvPlayhead& head, const QMFBlock& first,
                                 QMFBlock& second) {
@@ -62,16 +75,9 @@ bool MkvFieldJoiner::FindSecond(const MkvSegment& segment, MkvPlayhead& head, co
     return --left > 0 ? MkvCursor::kPass : MkvCursor::kEnd;
   });
   if (loaded != QMF_OK || ahead.FrameSizes().size() != 1) return false;
-  QMFResult result = QMF_ERR_BLOCK_BUFFER_TOO_SMALL;
-  if (m_second.empty()) m_second.resize(kFirstBuffer);
-  while (result == QMF_ERR_BLOCK_BUFFER_TOO_SMALL) {
-    if (second.required > m_second.size()) m_second.resize(second.required);
-    second.data = m_second.data();
-    second.capacity = static_cast<std::uint32_t>(m_second.size());
-    result = ahead.Take(head.Track(), false, second);
-  }
   m_secondOffset = ahead.Block().element.start;
-  return result == QMF_OK && AreOneFrame(slice, parser.FirstSlice({second.data, second.size}));
+  return TakeSecond(ahead, head.Track(), second) == QMF_OK &&
+         AreOneFrame(slice, parser.FirstSlice({second.data, second.size}));
 }
 
 QMFResult MkvFieldJoiner::AddSecondField(const MkvSegment& segment, MkvPlayhead& head, QMFBlock& block) {

@@ -36,6 +36,7 @@ class MkvFieldJoiner {
   QMFResult AddSecondField(const MkvSegment& segment, MkvPlayhead& head, QMFBlock& block);
 
  private:
+  QMFResult TakeSecond(MkvFrameReader& ahead, const MkvTrack& track, QMFBlock& second);
   bool FindSecond(const MkvSegment& segment, MkvPlayhead& head, const QMFBlock& first, QMFBlock& second);
 
   std::pmr::map<const MkvTrack*, MkvSliceParser> m_parsers;  ///< Made when first needed.
