@@ -11,7 +11,6 @@ namespace qmf::test {
 namespace {
 
 using namespace SPL_AAC;
-using Bytes = std::vector<std::uint8_t>;
 
 AACHdrADTS ParsedFrame(const Bytes& frame) {
   AACHdrADTS header;

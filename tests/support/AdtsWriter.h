@@ -1,9 +1,7 @@
 #pragma once
 
-#include <cstdint>
-#include <vector>
-
 #include "tests/support/BitWriter.h"
+#include "tests/support/Bytes.h"
 
 namespace qmf::test {
 
@@ -16,11 +14,11 @@ struct AdtsFields {
   std::uint8_t frequencyIndex = 4;
   std::uint8_t channels = 2;
   std::uint8_t blocksLessOne = 0;
-  std::vector<std::uint8_t> payload = std::vector<std::uint8_t>(20, 0x21);
+  Bytes payload = Bytes(20, 0x21);
   int lengthError = 0;  ///< Added to the frame length.
 };
 
-inline std::vector<std::uint8_t> AdtsFrame(const AdtsFields& f = {}) {
+inline Bytes AdtsFrame(const AdtsFields& f = {}) {
   const std::size_t extra = f.hasChecksum ? 2 + 2U * f.blocksLessOne : 0;
   const auto length =
       static_cast<std::uint32_t>(static_cast<int>(7 + extra + f.payload.size()) + f.lengthError);

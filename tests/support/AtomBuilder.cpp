@@ -67,7 +67,8 @@ void AddSampleTable(AtomBuilder& atoms, const TrackSpec& track, const std::vecto
   // A shorter last chunk is a run of its own.
   const std::uint32_t rest = track.SampleCount() % track.samplesPerChunk;
   const bool twoRuns = rest != 0 && chunks.size() > 1;
-  atoms.Begin("stsc", 0, 0).U32(chunks.empty() ? 0 : twoRuns ? 2 : 1);
+  atoms.Begin("stsc", 0, 0).U32(track.emptyChunkRows + (chunks.empty() ? 0 : twoRuns ? 2 : 1));
+  for (std::uint32_t i = 0; i < track.emptyChunkRows; ++i) atoms.U32(1).U32(4).U32(1);
   if (!chunks.empty()) atoms.U32(1).U32(rest != 0 && !twoRuns ? rest : track.samplesPerChunk).U32(1);
   if (twoRuns) atoms.U32(static_cast<std::uint32_t>(chunks.size())).U32(rest).U32(1);
   atoms.End();

@@ -65,8 +65,9 @@ struct TrackSpec {
   std::uint32_t uniformSize = 10;
   unsigned compactBits = 0;  ///< 4, 8 or 16 write 'stz2' instead.
   std::uint32_t samplesPerChunk = 10;
-  bool wideOffsets = false;  ///< 'co64'.
-  Bytes userData;            ///< Whole 'udta'.
+  std::uint32_t emptyChunkRows = 0;  ///< Rows of 'stsc' in front that hold no chunk.
+  bool wideOffsets = false;          ///< 'co64'.
+  Bytes userData;                    ///< Whole 'udta'.
 
   std::uint32_t SampleCount() const;
   std::uint32_t SizeOf(std::uint32_t sample) const;

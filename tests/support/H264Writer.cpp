@@ -164,10 +164,7 @@ Bytes NalUnit(std::uint8_t header, std::span<const std::uint8_t> payload) {
 }
 
 Bytes WithStartCode(std::span<const std::uint8_t> unit, bool zeroByte) {
-  Bytes bytes(zeroByte ? 3 : 2);
-  bytes.push_back(1);
-  bytes.insert(bytes.end(), unit.begin(), unit.end());
-  return bytes;
+  return Bytes(zeroByte ? 3 : 2) + Bytes{1} + Bytes(unit.begin(), unit.end());
 }
 
 H264HdrSeqParSet PlainSps() {
@@ -228,10 +225,7 @@ Bytes RecoveryPointUnit(std::uint32_t frames) {
 
 Bytes ByteStream(std::initializer_list<Bytes> units) {
   Bytes stream;
-  for (const Bytes& unit : units) {
-    const Bytes coded = WithStartCode(unit);
-    stream.insert(stream.end(), coded.begin(), coded.end());
-  }
+  for (const Bytes& unit : units) stream += WithStartCode(unit);
   return stream;
 }
 

@@ -30,6 +30,15 @@ std::int32_t Score(const QMFModuleDescriptor& module, const char16_t* name,
   return probe() == QMF_OK ? score : -1;
 }
 
+std::vector<std::size_t> FilledSlots(const QMFModuleEntryPoints& slots) {
+  const auto* const pointers = reinterpret_cast<void* const*>(&slots);
+  std::vector<std::size_t> filled;
+  for (std::size_t i = 0; i < kModuleSlotCount; ++i) {
+    if (pointers[i] != nullptr) filled.push_back(i);
+  }
+  return filled;
+}
+
 OpenedFile::OpenedFile(const QMFModuleDescriptor& module, std::shared_ptr<FileSource> source,
                        QMFAllocator* memory)
     : m_module(*module.entryPoints),

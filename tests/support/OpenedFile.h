@@ -53,6 +53,9 @@ std::shared_ptr<BytesSource> SourceOf(const Bytes& bytes) {
 std::int32_t Score(const QMFModuleDescriptor& module, const char16_t* name,
                    std::shared_ptr<FileSource> source = nullptr);
 
+/// The numbers of the slots that a module fills.
+std::vector<std::size_t> FilledSlots(const QMFModuleEntryPoints& slots);
+
 /// A file opened by one module through its entry points. Beside it are the files that scopes name, no others.
 class OpenedFile {
  public:

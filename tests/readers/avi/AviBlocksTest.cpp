@@ -17,12 +17,6 @@ std::vector<ReadBlock> OnlyOf(std::vector<ReadBlock> blocks, std::uint32_t block
   return blocks;
 }
 
-std::vector<Bytes> PayloadsOf(const std::vector<ReadBlock>& blocks) {
-  std::vector<Bytes> payloads;
-  for (const ReadBlock& block : blocks) payloads.emplace_back(block.bytes.begin(), block.bytes.end());
-  return payloads;
-}
-
 class AviLayouts : public ::testing::TestWithParam<int> {
  protected:
   const std::vector<Sample> m_samples = MakeSamples(60);
@@ -276,6 +270,7 @@ TEST_F(AviBlocks, KeyFramesShowInTheirFirstBytes) {
       {"FMP4", Bytes("\0\0\1\xB6\x40", 5), QMFBlock::kNotKey},
       {"FMP4", Bytes("\0\0\1\xB6", 4), QMFBlock::kUnknown},
       {"H264", parameters + Bytes("\0\0\1\x65\x88", 5), QMFBlock::kKey},
+      {"avc1", Bytes("\0\0\1\x65\x88", 5), QMFBlock::kKey},
       {"x264", Bytes("\0\0\0\1\x09\xF0\0\0\1\x41\x9A", 11), QMFBlock::kNotKey},
       {"H264", "", QMFBlock::kUnknown},
       {"VP80", Bytes("\0\0\1\xB6\x3F", 5), QMFBlock::kUnknown},

@@ -3,52 +3,17 @@
 
 #include <gmock/gmock.h>
 
-#include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <map>
 #include <random>
 
-#include "framework/FileReader.h"
 #include "tests/readers/avi/AviMedia.h"
+#include "tests/support/SparseSource.h"
 
 namespace qmf::test {
 namespace {
 
-// Pieces of bytes in a sea of zeros.
-class SparseSource : public FileSource {
- public:
-  std::size_t ReadAt(std::uint64_t offset, void* destination, std::size_t count) noexcept override {
-    if (offset >= size) return 0;
-    count = static_cast<std::size_t>(std::min<std::uint64_t>(count, size - offset));
-    std::memset(destination, 0, count);
-    for (const auto& [start, bytes] : pieces) {
-      for (std::size_t i = 0; i < count; ++i) {
-        const std::uint64_t at = offset + i;
-        if (at >= start && at - start < bytes.size()) {
-          static_cast<char*>(destination)[i] = bytes[static_cast<std::size_t>(at - start)];
-        }
-      }
-    }
-    return count;
-  }
-  std::uint64_t Size() const noexcept override { return size; }
-
-  std::map<std::uint64_t, Bytes> pieces;
-  std::uint64_t size = 0;
-};
-
-class OpenedSparse {
- public:
-  explicit OpenedSparse(std::shared_ptr<SparseSource> source) {
-    const SharedFileScope named(u"large.avi", std::make_shared<FileReader>(std::move(source)));
-    EXPECT_EQ(kAviModule.entryPoints->OpenContainer(&handle, u"large.avi", nullptr), QMF_OK);
-  }
-  ~OpenedSparse() { (void)kAviModule.entryPoints->CloseContainer(handle); }
-  OpenedSparse(const OpenedSparse&) = delete;
-  OpenedSparse& operator=(const OpenedSparse&) = delete;
-  QMFModuleHandle handle = nullptr;
-};
+using ::testing::ElementsAre;
 
 Bytes SizedHeader(const char* id, std::uint64_t size, const char* form) {
   return id + Le(size, 4) + form;
@@ -89,57 +54,34 @@ std::shared_ptr<SparseSource> ExtendedFile(std::uint64_t riff, int count) {
   return source;
 }
 
-std::uint64_t ReadsForProperties(std::shared_ptr<SparseSource> source) {
-  OpenedSparse avi(std::move(source));
-  const std::uint64_t before = FileReader::TotalCounters().reads;
-  const QMFModuleEntryPoints& module = *kAviModule.entryPoints;
-  EXPECT_EQ(module.SetTitle(avi.handle, 0), QMF_OK);
-  QMFQueryData duration;
-  EXPECT_EQ(module.GetInfo(avi.handle, QMF_QID_TITLE_DURATION, &duration, 0), QMF_OK);
-  EXPECT_EQ(module.SetTitleActiveStream(avi.handle, kBlockVideo, 0, 1), QMF_OK);
-  QMFVideoFormat format{};
-  QMFQueryData record;
-  record.size = sizeof(format);
-  record.pointer = &format;
-  EXPECT_EQ(module.GetInfo(avi.handle, QMF_QID_VID_STREAM_FORMAT, &record, 0), QMF_OK);
-  return FileReader::TotalCounters().reads - before;
+OpenedFile Opened(const std::shared_ptr<SparseSource>& source) {
+  return {kAviModule, std::shared_ptr<FileSource>(source)};
 }
 
 TEST(AviCost, PropertiesTakeAFewReadsWhateverTheLength) {
   constexpr std::uint64_t kGiB = 1U << 30;
-  for (const std::uint64_t movi : {std::uint64_t{100'000}, kGiB, 4 * kGiB - 100'000}) {
-    EXPECT_LE(ReadsForProperties(PlainFile(movi)), 4U) << movi;
+  for (const auto& source : {PlainFile(100'000), PlainFile(kGiB), PlainFile(4 * kGiB - 100'000),
+                             ExtendedFile(kGiB, 2), ExtendedFile(kGiB, 100)}) {
+    OpenedFile avi = Opened(source);
+    const std::uint64_t before = FileReader::TotalCounters().reads;
+    EXPECT_EQ(avi.Start(), QMF_OK);
+    EXPECT_EQ(avi.Number(QMF_QID_TITLE_DURATION), 100'000'000U);
+    EXPECT_EQ(avi.Video().width, 1920U);
+    EXPECT_LE(FileReader::TotalCounters().reads - before, 4U) << source->size;
   }
-  EXPECT_LE(ReadsForProperties(ExtendedFile(kGiB, 2)), 4U);
-  EXPECT_LE(ReadsForProperties(ExtendedFile(kGiB, 100)), 4U);
-}
-
-std::vector<Bytes> Frames(QMFModuleHandle avi) {
-  std::vector<Bytes> frames;
-  char buffer[64];
-  QMFBlock block;
-  block.data = reinterpret_cast<std::uint8_t*>(buffer);
-  block.capacity = sizeof(buffer);
-  std::int64_t time = 0;
-  while (kAviModule.entryPoints->ReadNextBlockByStream(avi, kBlockVideo, 0, &block, &time) == QMF_OK) {
-    frames.emplace_back(buffer, block.size);
-  }
-  return frames;
 }
 
 TEST(AviLargeFiles, AreReadBeyondTwoAndFourGiB) {
   for (const std::uint64_t movi : {std::uint64_t{0x90000000}, std::uint64_t{0xFFFF0000}}) {
-    OpenedSparse avi(PlainFile(movi));
-    ASSERT_EQ(kAviModule.entryPoints->SetTitle(avi.handle, 0), QMF_OK);
-    EXPECT_THAT(Frames(avi.handle), ::testing::ElementsAre("first!", "second"));
-    std::int64_t time = 400'000;
-    ASSERT_EQ(kAviModule.entryPoints->SetPosition(avi.handle, kBlockVideo, 0, &time), QMF_OK);
-    EXPECT_EQ(time, 400'000);
-    EXPECT_THAT(Frames(avi.handle), ::testing::ElementsAre("second"));
+    OpenedFile avi = Opened(PlainFile(movi));
+    ASSERT_EQ(avi.SetTitle(), QMF_OK);
+    EXPECT_THAT(PayloadsOf(avi.RestOf(kBlockVideo)), ElementsAre("first!", "second"));
+    ASSERT_EQ(avi.Seek(kBlockVideo, 400'000), 400'000);
+    EXPECT_THAT(PayloadsOf(avi.RestOf(kBlockVideo)), ElementsAre("second"));
   }
-  OpenedSparse avi(ExtendedFile(0xC0000000, 3));
-  ASSERT_EQ(kAviModule.entryPoints->SetTitle(avi.handle, 0), QMF_OK);
-  EXPECT_THAT(Frames(avi.handle), ::testing::ElementsAre("frame0", "frame1", "frame2"));
+  OpenedFile avi = Opened(ExtendedFile(0xC0000000, 3));
+  ASSERT_EQ(avi.SetTitle(), QMF_OK);
+  EXPECT_THAT(PayloadsOf(avi.RestOf(kBlockVideo)), ElementsAre("frame0", "frame1", "frame2"));
 }
 
 TEST(AviLargeFiles, AreReadFromTheDisk) {
@@ -158,19 +100,16 @@ TEST(AviLargeFiles, AreReadFromTheDisk) {
   }
   {
     OpenedFile avi(kAviModule, OpenPlatformFile(path.u16string().c_str(), nullptr));
-    ASSERT_EQ(avi.OpenResult(), QMF_OK);
     ASSERT_EQ(avi.SetTitle(), QMF_OK);
-    EXPECT_THAT(Frames(avi.Handle()), ::testing::ElementsAre("frame0", "frame1"));
+    EXPECT_THAT(PayloadsOf(avi.RestOf(kBlockVideo)), ElementsAre("frame0", "frame1"));
   }
   std::filesystem::remove(path);
 }
 
 TEST(AviCost, ChainsAndTinyChunksEndWithinTheBudget) {
   // 300,000 RIFFs behind the title, and as many chunks inside it.
-  Bytes chain;
-  for (int i = 0; i < 300'000; ++i) chain += "RIFF" + Le(4, 4) + "AVIX";
   AviParts parts;
-  parts.behindRiff = chain;
+  for (int i = 0; i < 300'000; ++i) parts.behindRiff += "RIFF" + Le(4, 4) + "AVIX";
   OpenedFile extended(kAviModule, parts.Build());
   ASSERT_EQ(extended.SetTitle(), QMF_OK);
   EXPECT_EQ(extended.Number(QMF_QID_HAS_TITLE_DRMICP), 0U);

@@ -187,12 +187,7 @@ TEST(AviHeaderScan, ProtectionRecordsCountByPlaceAndSize) {
 
 TEST(AviModule, FillsItsSlots) {
   const QMFModuleEntryPoints& slots = *kAviModule.entryPoints;
-  const auto* const pointers = reinterpret_cast<void* const*>(&slots);
-  std::vector<std::size_t> filled;
-  for (std::size_t i = 0; i < kModuleSlotCount; ++i) {
-    if (pointers[i] != nullptr) filled.push_back(i);
-  }
-  EXPECT_THAT(filled,
+  EXPECT_THAT(FilledSlots(slots),
               ::testing::ElementsAre(0, 1, 2, 3, 5, 7, 8, 9, 10, 11, 12, 13, 14, 17, 21, 22, 23, 24, 25));
   const OpenedFile avi(kAviModule, AviParts().Build());
   for (const auto unnamed : {slots.slots4to6[1], slots.slots19to27[2], slots.slots19to27[6]}) {

@@ -181,6 +181,12 @@ Bytes MakeAvi(const std::vector<Sample>& samples, int layout) {
   return AviMaker(samples, layout).Make();
 }
 
+std::vector<Bytes> PayloadsOf(const std::vector<ReadBlock>& blocks) {
+  std::vector<Bytes> payloads;
+  for (const ReadBlock& block : blocks) payloads.emplace_back(block.bytes.begin(), block.bytes.end());
+  return payloads;
+}
+
 std::vector<ReadBlock> Expected(const std::vector<Sample>& samples) {
   std::vector<ReadBlock> blocks;
   std::int64_t counts[3] = {};

@@ -42,6 +42,8 @@ enum Layout : int {
 /// The samples as a file.
 Bytes MakeAvi(const std::vector<Sample>& samples, int layout);
 
+std::vector<Bytes> PayloadsOf(const std::vector<ReadBlock>& blocks);
+
 /// The blocks that the samples are, in file order.
 std::vector<ReadBlock> Expected(const std::vector<Sample>& samples);
 

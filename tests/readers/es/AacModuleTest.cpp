@@ -11,21 +11,12 @@
 namespace qmf::test {
 namespace {
 
-using Bytes = std::vector<std::uint8_t>;
 using ::testing::ElementsAre;
 
 Bytes Repeated(std::size_t count, const AdtsFields& fields = {}) {
   Bytes stream;
-  for (std::size_t i = 0; i < count; ++i) {
-    const Bytes frame = AdtsFrame(fields);
-    stream.insert(stream.end(), frame.begin(), frame.end());
-  }
+  for (std::size_t i = 0; i < count; ++i) stream += AdtsFrame(fields);
   return stream;
-}
-
-Bytes operator+(Bytes a, const Bytes& b) {
-  a.insert(a.end(), b.begin(), b.end());
-  return a;
 }
 
 Bytes Id3v2(std::size_t size, bool footer = false) {

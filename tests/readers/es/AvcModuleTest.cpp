@@ -3,9 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <functional>
-#include <iterator>
 
 #include "framework/ModuleBidding.h"
 #include "tests/support/H264Writer.h"
@@ -19,12 +17,6 @@ using ::testing::ElementsAre;
 
 constexpr std::int64_t kFrame = 400'000;  // 25 pictures a second
 
-Bytes Joined(std::initializer_list<Bytes> parts) {
-  Bytes all;
-  for (const Bytes& part : parts) all.insert(all.end(), part.begin(), part.end());
-  return all;
-}
-
 Bytes Frame(std::uint32_t number) {
   return ByteStream({SliceUnit({.frameNum = number % 16, .orderLsb = 2 * number % 16})});
 }
@@ -37,7 +29,7 @@ Bytes PlainStream() {
                                 SliceUnit({.type = 5}),
                                 SliceUnit({.type = 5, .firstMb = 6})});
   const Bytes recovery = ByteStream({RecoveryPointUnit(), SliceUnit({.frameNum = 4, .orderLsb = 8})});
-  return Joined({idr, Frame(1), Frame(2), Frame(3), recovery, Frame(5), Frame(6)});
+  return idr + Frame(1) + Frame(2) + Frame(3) + recovery + Frame(5) + Frame(6);
 }
 
 StartedFile Opened(const Bytes& stream) {
@@ -58,7 +50,7 @@ TEST(AvcModule, DeliversAccessUnits) {
   const auto blocks = file.Rest();
   EXPECT_THAT(TimesOf(blocks), ElementsAre(0, 1, 2, 3, 4, 5, 6));
   for (const ReadBlock& block : blocks) {
-    all.insert(all.end(), block.bytes.begin(), block.bytes.end());
+    all += block.bytes;
     EXPECT_EQ(block.endTime, block.time + kFrame);
     EXPECT_EQ(block.key == QMFBlock::kKey, block.time == 0 || block.time == 4 * kFrame);
   }
@@ -67,13 +59,10 @@ TEST(AvcModule, DeliversAccessUnits) {
 }
 
 TEST(AvcModule, TakesStartCodesOfAnyLengthAndZerosBetweenUnits) {
-  const Bytes sets = Joined({{0, 0, 0, 0, 0},
-                             WithStartCode(SpsUnit(PlainSps()), false),
-                             {0, 0},
-                             WithStartCode(PpsUnit(), false),
-                             WithStartCode(SliceUnit({.type = 5}), false)});
-  const Bytes second = Joined({WithStartCode(SliceUnit({.frameNum = 1}), true), {0, 0, 0}});
-  StartedFile file = Opened(Joined({sets, second}));
+  const Bytes sets = Bytes(5) + WithStartCode(SpsUnit(PlainSps()), false) + Bytes(2) +
+                     WithStartCode(PpsUnit(), false) + WithStartCode(SliceUnit({.type = 5}), false);
+  const Bytes second = WithStartCode(SliceUnit({.frameNum = 1}), true) + Bytes(3);
+  StartedFile file = Opened(sets + second);
   ASSERT_EQ(file.result, QMF_OK);
   const auto blocks = file.Rest();
   ASSERT_EQ(blocks.size(), 2U);
@@ -86,9 +75,7 @@ TEST(AvcModule, FindsStartCodesAcrossAllBordersOfItsBuffers) {
   const Bytes head = ByteStream({SpsUnit(PlainSps()), PpsUnit(), SliceUnit({.type = 5})});
   for (const std::size_t border : {2045U, 4096U, 16384U}) {
     for (std::size_t shift = 0; shift < 10; ++shift) {
-      const Bytes padding(border - head.size() - shift, 0xAA);
-      const Bytes stream = Joined({head, padding, Frame(1)});
-      StartedFile file = Opened(stream);
+      StartedFile file = Opened(head + Bytes(border - head.size() - shift, 0xAA) + Frame(1));
       const auto blocks = file.Rest();
       ASSERT_EQ(blocks.size(), 2U) << border << " - " << shift;
       EXPECT_EQ(blocks[1].bytes, Frame(1));
@@ -112,7 +99,7 @@ TEST(AvcModule, CountsFieldsAsHalfFrames) {
 
 TEST(AvcModule, CountsTheDurationOnlyWhenAsked) {
   Bytes stream = PlainStream();
-  for (std::uint32_t i = 7; i < 20000; ++i) std::ranges::copy(Frame(i), std::back_inserter(stream));
+  for (std::uint32_t i = 7; i < 20000; ++i) stream += Frame(i);
   StartedFile file = Opened(stream);
   EXPECT_LT(file.BytesRead(), 20'000U);
   (void)file.Next();

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "tests/readers/mp4/Mp4Movies.h"
+#include "tests/support/SparseSource.h"
 #include "tests/support/TestMemory.h"
 
 namespace qmf::test {
@@ -109,6 +110,17 @@ TEST(Mp4Queries, FindSyncSamplesByNumberAndTime) {
     EXPECT_EQ(file.Number(qid, 0, asked), answer) << asked;
     EXPECT_EQ(file.Ask(qid, 0, asked), answer ? QMF_OK : QMF_ERR_END_OF_STREAM) << asked;
   }
+  // Where all samples are sync samples, and where there are none.
+  TrackSpec track = ShortVideo();
+  track.syncSamples.clear();
+  StartedFile all(kMp4Module, MovieOf(track));
+  EXPECT_EQ(all.Number(QMF_QID_TITLEMEDIA_NEXT_SYNC_POINT, 0, 8), 9U);
+  EXPECT_EQ(all.Ask(QMF_QID_TITLEMEDIA_NEXT_SYNC_POINT, 0, 9), QMF_ERR_END_OF_STREAM);
+  track.sizes.clear();
+  track.times.clear();
+  StartedFile none(kMp4Module, MovieOf(track));
+  EXPECT_EQ(none.Ask(QMF_QID_TITLEMEDIA_PREV_SYNC_POINT), QMF_ERR_END_OF_STREAM);
+  EXPECT_EQ(none.Ask(QMF_QID_TITLEMEDIA_NEXT_SYNC_POINT), QMF_ERR_END_OF_STREAM);
 }
 
 TEST(Mp4Blocks, AreFoundThroughEveryKindOfTable) {
@@ -172,37 +184,34 @@ TEST(Mp4Blocks, EndWhereTheFileIsCutOffAndAreNotReadFromOtherFiles) {
   EXPECT_EQ(file.Next().blockType, std::uint32_t{kBlockAudio});
 }
 
-// A file whose media lie behind a hole of 5 GiB.
-class FileWithHole : public FileSource {
- public:
-  static constexpr std::uint64_t kMedia = 5ULL << 30;
-
-  explicit FileWithHole(Bytes front) : m_front(std::move(front)) {}
-  std::size_t ReadAt(std::uint64_t offset, void* destination, std::size_t count) noexcept override {
-    auto* const out = static_cast<std::uint8_t*>(destination);
-    count = static_cast<std::size_t>(std::min<std::uint64_t>(count, Size() - std::min(offset, Size())));
-    for (std::size_t i = 0; i < count; ++i) out[i] = At(offset + i);
-    return count;
-  }
-  std::uint64_t Size() const noexcept override { return kMedia + 64; }
-
- private:
-  std::uint8_t At(std::uint64_t offset) const {
-    if (offset < m_front.size()) return m_front[static_cast<std::size_t>(offset)];
-    return offset < kMedia ? 0 : static_cast<std::uint8_t>(offset - kMedia);
-  }
-
-  Bytes m_front;
-};
-
 TEST(Mp4Blocks, LieBeyond4GiBToo) {
+  constexpr std::uint64_t kMedia = 5ULL << 30;
   MovieSpec spec = ShortMovie();
   for (TrackSpec& track : spec.tracks) track.wideOffsets = true;
-  AtomBuilder front;
-  front.Raw(MakeMovieAtom(spec, FileWithHole::kMedia)).U32(1).Code("mdat").U64(6ULL << 30);
-  StartedFile file(kMp4Module, std::shared_ptr<FileSource>(std::make_shared<FileWithHole>(front.Take())));
+  const Bytes front =
+      AtomBuilder().Raw(MakeMovieAtom(spec, kMedia)).U32(1).Code("mdat").U64(6ULL << 30).Take();
+  const auto source = std::make_shared<SparseSource>();
+  source->pieces[0] = std::string(front.begin(), front.end());
+  source->pieces[kMedia + 20] = "second";
+  source->size = kMedia + 64;
+  StartedFile file(kMp4Module, std::shared_ptr<FileSource>(source));
   ASSERT_EQ(file.Seek(kBlockVideo, 1'600'000), 1'600'000);
-  EXPECT_THAT(file.NextOf(kBlockVideo).bytes, ElementsAre(20, 21, 22, 23, 24, 25));
+  EXPECT_THAT(file.NextOf(kBlockVideo).bytes, ElementsAre('s', 'e', 'c', 'o', 'n', 'd'));
+}
+
+// Rows that say nothing, as a hole in the file reads; behind too many of them a table is over.
+TEST(Mp4Blocks, AreSoughtBehindShortHolesInTheirTables) {
+  for (const auto& [rows, landed] : {std::pair(100U, 160), {70'000U, 0}}) {
+    TrackSpec track = ShortVideo();
+    track.times.insert(track.times.begin(), rows, {0, 512});
+    StartedFile times(kMp4Module, MovieOf(track));
+    EXPECT_EQ(times.Seek(kBlockVideo, 170 * kMillisecond), landed * kMillisecond) << rows;
+    EXPECT_EQ(times.NextOf(kBlockVideo).bytes.size(), landed != 0 ? 6U : 5U) << rows;
+    track = ShortVideo();
+    track.emptyChunkRows = rows;
+    StartedFile chunks(kMp4Module, MovieOf(track));
+    EXPECT_EQ(chunks.Seek(kBlockVideo, 170 * kMillisecond), landed != 0 ? 160 * kMillisecond : -1) << rows;
+  }
 }
 
 TEST(Mp4Blocks, OfALongFileNeedLittleMemory) {
@@ -223,18 +232,13 @@ TEST(Mp4Blocks, OfALongFileNeedLittleMemory) {
       last = read.time;
     EXPECT_EQ(count, frames);
     EXPECT_EQ(last, (std::int64_t{frames} - 1) * 400'000);
+    EXPECT_EQ(file.Seek(kBlockVideo, last), last - 24 * 400'000);
   }
   EXPECT_LT(memory.peak, std::size_t{256} << 10);
 }
 
 TEST(Mp4Module, FillsTheSlotsOfItsKind) {
-  const QMFModuleEntryPoints& slots = *kMp4Module.entryPoints;
-  const auto* const pointers = reinterpret_cast<void* const*>(&slots);
-  std::vector<std::size_t> filled;
-  for (std::size_t i = 0; i < kModuleSlotCount; ++i) {
-    if (pointers[i] != nullptr) filled.push_back(i);
-  }
-  EXPECT_THAT(filled, ElementsAre(0, 1, 2, 3, 5, 7, 8, 10, 11, 12, 13, 14, 17));
+  EXPECT_THAT(FilledSlots(*kMp4Module.entryPoints), ElementsAre(0, 1, 2, 3, 5, 7, 8, 10, 11, 12, 13, 14, 17));
 }
 
 }  // namespace

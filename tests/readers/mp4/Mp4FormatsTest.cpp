@@ -174,6 +174,9 @@ TEST(Mp4AudioFormat, ReadsTheConfigurationsOfOtherCodings) {
   alac.U32(80'000).U32(192'000).End();
   const AudioRow rows[] = {
       {"Opus", AudioEntry("Opus", 2, 16, 16000, opus), 0x704F, 6, 48000, 0, 960, 16, 11},
+      {"Opus, two bytes", AudioEntry("Opus", 2, 16, 16000, Atom("dOps", {0, 6})), 0x704F, 6, 48000, 0, 960,
+       16, 2},
+      {"Opus, one", AudioEntry("Opus", 2, 16, 16000, Atom("dOps", {0})), 0x704F, 2, 48000, 0, 960, 16, 1},
       {"AC-3", AudioEntry("ac-3", 2, 16, 44100, ac3), 0x2000, 6, 48000, 56000, 1536, 16, 3},
       {"E-AC-3", AudioEntry("ec-3", 2, 16, 44100, eac3), 0x2000, 6, 48000, 24000, 1536, 16, 5},
       {"FLAC", AudioEntry("fLaC", 2, 16, 0, flac.Take()), 0xF1AC, 6, 96000, 0, 4608, 24, 38},
