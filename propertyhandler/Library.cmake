@@ -59,9 +59,8 @@ if(bits EQUAL 64)
 endif()
 set(manifest ${generated}/QivoPropertyHandler.manifest)
 configure_file(QivoPropertyHandler.manifest.in ${manifest} @ONLY)
-string(REPLACE "." "," version_numbers "${PROJECT_VERSION},0")
 list(TRANSFORM resource_files PREPEND ${CMAKE_CURRENT_SOURCE_DIR}/)
 set_source_files_properties(QivoPropertyHandler.rc PROPERTIES
   OBJECT_DEPENDS "${resource_files};${manifest};${stem}.tlb"
-  INCLUDE_DIRECTORIES "${PROJECT_SOURCE_DIR};${CMAKE_CURRENT_SOURCE_DIR};${generated};${generated}/propertyhandler"
-  COMPILE_DEFINITIONS "QIVO_VERSION_NUMBERS=${version_numbers};QIVO_VERSION=${PROJECT_VERSION}")
+  INCLUDE_DIRECTORIES "${PROJECT_SOURCE_DIR};${CMAKE_CURRENT_SOURCE_DIR};${generated};${generated}/propertyhandler")
+qmf_version_block(QivoPropertyHandler "Qivo Property Handler")

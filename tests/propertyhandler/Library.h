@@ -19,8 +19,6 @@ class Library {
 
   static std::filesystem::path Built();
 
-  HMODULE Module() const { return m_module; }
-
   /// The class factory of its handler.
   ComPtr<IClassFactory> Factory() const;
 

@@ -1,5 +1,8 @@
+#include <windows.h>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <oleauto.h>
 #include <propertyhandler/QivoPropertyHandler.h>
 #include <propsys.h>
 
@@ -181,6 +184,18 @@ TEST_F(Registration, LetsEveryKindOfApartmentCreateTheHandler) {
       EXPECT_EQ(initialize->Initialize(L"C:\\missing.mkv", STGM_READ), E_FAIL);
     }).join();
   }
+}
+
+TEST(Library, DescribesItsClassInATypeLibrary) {
+  ComPtr<ITypeLib> types;
+  ASSERT_EQ(::LoadTypeLibEx(Library::Built().c_str(), REGKIND_NONE, types.GetAddressOf()), S_OK);
+  ComPtr<ITypeInfo> info;
+  ASSERT_EQ(types->GetTypeInfoOfGuid(CLSID_QivoPropertyHandlerObj, info.GetAddressOf()), S_OK);
+  TYPEATTR* attributes = nullptr;
+  ASSERT_EQ(info->GetTypeAttr(&attributes), S_OK);
+  EXPECT_EQ(attributes->typekind, TKIND_COCLASS);
+  info->ReleaseTypeAttr(attributes);
+  EXPECT_EQ(types->GetTypeInfoOfGuid(__uuidof(IQivoPropertyHandlerObj), info.ReleaseAndGetAddressOf()), S_OK);
 }
 
 }  // namespace
