@@ -4,10 +4,6 @@ target_compile_options(qmf_warnings INTERFACE
   -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Wold-style-cast -Wnon-virtual-dtor
   -Woverloaded-virtual -Wcast-align -Wformat=2 -Wimplicit-fallthrough
   $<$<BOOL:${QMF_WARNINGS_AS_ERRORS}>:-Werror>)
-if(CMAKE_SIZEOF_VOID_P EQUAL 4)
-  # Only ./package builds for 32 bits: a 64-bit number that becomes a size is told there, but does not stop it.
-  target_compile_options(qmf_warnings INTERFACE -Wno-error=conversion)
-endif()
 if(WIN32)
   # The time of linking would make every build another.
   add_link_options(-Wl,--no-insert-timestamp)

@@ -220,7 +220,7 @@ TEST(MkvAudioFormat, TakesTheWaveFormatOfAnAcmTrack) {
               std::tuple(0x55, 2, 44100U, 16000U, 1, 16, 30));
     // As much behind offset 24 as the caller has room for.
     const auto copied = std::count(buffer.begin() + 24, buffer.end(), 0xCD);
-    EXPECT_EQ(copied, std::min<std::ptrdiff_t>(30, capacity - 24)) << capacity;
+    EXPECT_EQ(copied, std::min(30, static_cast<int>(capacity) - 24)) << capacity;
     EXPECT_EQ(std::count(buffer.begin() + 54, buffer.end(), 0xEE), 56);
   }
 }
