@@ -25,14 +25,15 @@ constexpr wchar_t kHandlers[] =
     L"Software\\Microsoft\\Windows\\CurrentVersion\\PropertySystem\\PropertyHandlers\\";
 constexpr wchar_t kDisplaced[] = L"Software\\Qivo\\PropertyHandler\\Displaced\\PropertyHandlers\\";
 
+// Below HKEY_CLASSES_ROOT, where COM looks: a user's own registration goes before the machine's.
 std::wstring ClassKey() {
-  return std::wstring(L"Software\\Classes\\CLSID\\") + kClassId;
+  return std::wstring(L"CLSID\\") + kClassId;
 }
 
-std::optional<std::wstring> MachineText(const std::wstring& key, const wchar_t* name, REGSAM view = 0) {
+std::optional<std::wstring> RegistryText(HKEY root, const std::wstring& key, const wchar_t* name,
+                                         REGSAM view = 0) {
   HKEY opened = nullptr;
-  if (::RegOpenKeyExW(HKEY_LOCAL_MACHINE, key.c_str(), 0, KEY_READ | view, &opened) != ERROR_SUCCESS)
-    return {};
+  if (::RegOpenKeyExW(root, key.c_str(), 0, KEY_READ | view, &opened) != ERROR_SUCCESS) return {};
   std::wstring text(32768, L'\0');
   auto bytes = static_cast<DWORD>(text.size() * sizeof(wchar_t));
   const LSTATUS status = ::RegGetValueW(opened, nullptr, name, RRF_RT_REG_SZ, nullptr, text.data(), &bytes);
@@ -40,6 +41,11 @@ std::optional<std::wstring> MachineText(const std::wstring& key, const wchar_t* 
   if (status != ERROR_SUCCESS) return {};
   text.resize(wcslen(text.c_str()));
   return text;
+}
+
+// In the registration of programs of this or another bitness.
+std::optional<std::wstring> ServerText(const wchar_t* name, REGSAM view = 0) {
+  return RegistryText(HKEY_CLASSES_ROOT, ClassKey() + L"\\InprocServer32", name, view);
 }
 
 Json OrNull(const std::optional<std::wstring>& text) {
@@ -51,12 +57,11 @@ bool IsOurs(const std::optional<std::wstring>& handler) {
 }
 
 Json ExamineClass() {
-  const std::wstring server = ClassKey() + L"\\InprocServer32";
-  const auto file = MachineText(server, nullptr);
+  const auto file = ServerText(nullptr);
   Json found = {{"registered", file.has_value()}};
   if (!file) return found;
   found["file"] = Utf8(file->c_str());
-  found["threading"] = OrNull(MachineText(server, L"ThreadingModel"));
+  found["threading"] = OrNull(ServerText(L"ThreadingModel"));
   found.update(DescribeLibraryFile(*file));
   found["matches"] = found["bits"] == kBits;
   found["load"] = Hex(TryLoad(*file));
@@ -64,19 +69,41 @@ Json ExamineClass() {
 }
 
 Json ExamineExtension(const wchar_t* extension) {
-  const auto handler = MachineText(std::wstring(kHandlers) + extension, nullptr);
-  return {{"handler", OrNull(handler)},
-          {"ours", IsOurs(handler)},
-          {"displaced", OrNull(MachineText(std::wstring(kDisplaced) + extension, nullptr))}};
+  const auto ofMachine = [&](const wchar_t* key) {
+    return RegistryText(HKEY_LOCAL_MACHINE, std::wstring(key) + extension, nullptr);
+  };
+  const auto handler = ofMachine(kHandlers);
+  return {
+      {"handler", OrNull(handler)}, {"ours", IsOurs(handler)}, {"displaced", OrNull(ofMachine(kDisplaced))}};
 }
 
 // Isolated hosts, the indexer among them, hand out streams only, unless the class opts out of isolation.
 bool LoadsIsolated() {
   DWORD value = 0;
   DWORD bytes = sizeof value;
-  return ::RegGetValueW(HKEY_LOCAL_MACHINE, ClassKey().c_str(), L"DisableProcessIsolation", RRF_RT_REG_DWORD,
+  return ::RegGetValueW(HKEY_CLASSES_ROOT, ClassKey().c_str(), L"DisableProcessIsolation", RRF_RT_REG_DWORD,
                         nullptr, &value, &bytes) == ERROR_SUCCESS &&
          value == 1;
+}
+
+// Programs of the other bitness have a registration and a library of their own. A Windows of 32 bits has no
+// such programs, and would show this program's own registration in either view.
+Json ExamineOtherBits() {
+  BOOL emulated = FALSE;
+  if (kBits == 32 && (!::IsWow64Process(::GetCurrentProcess(), &emulated) || !emulated)) return nullptr;
+  constexpr REGSAM kOtherView = kBits == 64 ? KEY_WOW64_32KEY : KEY_WOW64_64KEY;
+  return {{"bits", 96 - kBits}, {"file", OrNull(ServerText(nullptr, kOtherView))}};
+}
+
+// The true one, which programs get from no other function.
+Json WindowsVersion() {
+  const auto ask = reinterpret_cast<LONG(WINAPI*)(OSVERSIONINFOW*)>(
+      ::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "RtlGetVersion"));
+  OSVERSIONINFOW version{};
+  version.dwOSVersionInfoSize = sizeof version;
+  if (ask == nullptr || ask(&version) != 0) return nullptr;
+  return std::to_string(version.dwMajorVersion) + "." + std::to_string(version.dwMinorVersion) + "." +
+         std::to_string(version.dwBuildNumber);
 }
 
 Json ExpectedValues() {
@@ -96,13 +123,21 @@ bool IsRight(const Json& report) {
          });
 }
 
+bool WriteSample(const std::filesystem::path& path) {
+  std::ofstream file(path, std::ios::binary);
+  file.write(reinterpret_cast<const char*>(kSampleFilm), sizeof kSampleFilm);
+  file.close();
+  return !file.fail();
+}
+
 Json ExamineSample() {
-  const std::filesystem::path path = std::filesystem::temp_directory_path() /
-                                     (L"shellprops-" + std::to_wstring(::GetCurrentProcessId()) + L".mkv");
-  std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(kSampleFilm), sizeof kSampleFilm);
-  Json report = ReportProperties(HandlerClass({}), path.u16string()).json;
-  report["right"] = IsRight(report);
   std::error_code error;
+  const std::filesystem::path path = std::filesystem::temp_directory_path(error) /
+                                     (L"shellprops-" + std::to_wstring(::GetCurrentProcessId()) + L".mkv");
+  const bool written = WriteSample(path);
+  Json report = ReportProperties(HandlerClass({}), path.u16string()).json;
+  report["written"] = written;
+  report["right"] = IsRight(report);
   std::filesystem::remove(path, error);
   return report;
 }
@@ -123,18 +158,28 @@ std::string ClassText(const Json& found) {
   return text + Line(found["load"] == Hex(S_OK), "loading the library gives " + Text(found["load"]));
 }
 
+std::string OtherBitsText(const Json& other) {
+  if (other.is_null()) return "  note  this Windows has programs of 32 bits only\n";
+  return "  note  for programs of " + Text(other["bits"]) +
+         " bits: " + (other["file"].is_null() ? "not registered" : Text(other["file"])) + "\n";
+}
+
+std::string SampleText(const Json& sample) {
+  if (!sample["written"].get<bool>())
+    return Line(false, "no sample can be written at " + Text(sample["path"]));
+  const Json& given = sample.contains("properties") ? sample["properties"] : sample;
+  return Line(sample["right"].get<bool>(), "the built-in sample gives " + Text(given));
+}
+
 }  // namespace
 
 Json Examine() {
-  Json examined = {{"program", VersionText()}, {"bits", kBits}, {"class", ExamineClass()}};
+  Json examined = {
+      {"program", VersionText()}, {"bits", kBits}, {"windows", WindowsVersion()}, {"class", ExamineClass()}};
   for (const wchar_t* const extension : {L".mkv", L".qivo"}) {
     examined["extensions"][Utf8(extension)] = ExamineExtension(extension);
   }
-  // Programs of the other bitness have a registration and a library of their own.
-  constexpr REGSAM kOtherView = kBits == 64 ? KEY_WOW64_32KEY : KEY_WOW64_64KEY;
-  examined["otherBits"] = {
-      {"bits", 96 - kBits},
-      {"file", OrNull(MachineText(ClassKey() + L"\\InprocServer32", nullptr, kOtherView))}};
+  examined["otherBits"] = ExamineOtherBits();
   examined["isolatedHostsLoadIt"] = LoadsIsolated();
   examined["sample"] = ExamineSample();
   examined["healthy"] = examined["sample"]["right"].get<bool>() &&
@@ -144,22 +189,18 @@ Json Examine() {
 }
 
 std::string ToText(const Json& examined) {
-  std::string text = "shellprops " + Text(examined["program"]) + ", " + Text(examined["bits"]) + " bits\n";
+  std::string text = "shellprops " + Text(examined["program"]) + ", " + Text(examined["bits"]) +
+                     " bits, on Windows " + Text(examined["windows"]) + "\n";
   text += ClassText(examined["class"]);
   for (const auto& [extension, found] : examined["extensions"].items()) {
     text += Line(found["ours"].get<bool>(), extension + " is handled by " + Text(found["handler"]));
-    if (!found["displaced"].is_null()) text += "        and was by " + Text(found["displaced"]) + "\n";
+    if (!found["displaced"].is_null()) text += "        before, by " + Text(found["displaced"]) + "\n";
   }
-  const Json& other = examined["otherBits"];
-  text += "  note  for programs of " + Text(other["bits"]) +
-          " bits: " + (other["file"].is_null() ? "not registered" : Text(other["file"])) + "\n";
+  text += OtherBitsText(examined["otherBits"]);
   text += std::string("  note  isolated hosts, such as the search indexer, ") +
           (examined["isolatedHostsLoadIt"].get<bool>() ? "load it too" : "do not load it") + "\n";
-  const Json& sample = examined["sample"];
-  text += Line(
-      sample["right"].get<bool>(),
-      "the built-in sample gives " + Text(sample.contains("properties") ? sample["properties"] : sample));
-  return text + (examined["healthy"].get<bool>() ? "All is well.\n" : "Something is wrong.\n");
+  return text + SampleText(examined["sample"]) +
+         (examined["healthy"].get<bool>() ? "All is well.\n" : "Something is wrong.\n");
 }
 
 }  // namespace qmf

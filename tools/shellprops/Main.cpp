@@ -48,6 +48,8 @@ int Run(const qmf::Arguments& arguments) {
 int wmain(int count, wchar_t** texts) {
   // Bytes as they are: UTF-8, and line feeds alone.
   _setmode(_fileno(stdout), _O_BINARY);
+  // A library that does not load is a finding, not a message box.
+  ::SetErrorMode(SEM_FAILCRITICALERRORS);
   qmf::Arguments arguments;
   int exitCode = 0;
   if (!qmf::ReadArguments(count, texts, arguments, exitCode)) return exitCode;
