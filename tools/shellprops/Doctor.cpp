@@ -193,7 +193,9 @@ std::string ToText(const Json& examined) {
                      " bits, on Windows " + Text(examined["windows"]) + "\n";
   text += ClassText(examined["class"]);
   for (const auto& [extension, found] : examined["extensions"].items()) {
-    text += Line(found["ours"].get<bool>(), extension + " is handled by " + Text(found["handler"]));
+    const bool handled = !found["handler"].is_null();
+    text += Line(found["ours"].get<bool>(),
+                 extension + " is handled by " + (handled ? Text(found["handler"]) : "nobody"));
     if (!found["displaced"].is_null()) text += "        before, by " + Text(found["displaced"]) + "\n";
   }
   text += OtherBitsText(examined["otherBits"]);
