@@ -117,6 +117,16 @@ TEST(Mp4Header, NeedsAMovieAndDropsTracksWithoutTheirParts) {
   }
 }
 
+TEST(Mp4Header, SurvivesEveryCutAndReadsWhatIsLeft) {
+  const Bytes good = MakeMovieAtom(GoodMovie(), 0);
+  for (std::size_t size = 0; size < good.size(); ++size) {
+    StartedFile movie(kMp4Module, Cut(good, size));
+    if (movie.result != QMF_OK) continue;
+    EXPECT_LE(movie.Number(QMF_QID_NUM_TITLE_STREAMS), 2U);
+    EXPECT_EQ(movie.Video().width, movie.Number(QMF_QID_NUM_TITLEMEDIA_VIDEOMEDIA) == 1U ? 640U : 0U);
+  }
+}
+
 TEST(Mp4Header, ListsTracksAsStreamsEnabledOnesFirst) {
   MovieSpec spec = GoodMovie();
   spec.tracks.push_back(AudioTrack(3));
