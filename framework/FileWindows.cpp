@@ -51,11 +51,24 @@ std::wstring LongName(const char16_t* path) {
   return full.starts_with(L"\\\\") ? L"\\\\?\\UNC" + full.substr(1) : L"\\\\?\\" + full;
 }
 
-// To open a link, or a file that a cloud keeps, may ask a network.
-bool IsLocalFile(const WIN32_FIND_DATAW& entry) {
+// A file that a cloud or a tape keeps: reading it may take long, and fill the disk.
+bool IsKeptElsewhere(DWORD attributes) {
   constexpr DWORD kRecalledOnAccess = 0x00440000;  // FILE_ATTRIBUTE_RECALL_ON_OPEN and _ON_DATA_ACCESS
-  return (entry.dwFileAttributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT |
-                                    FILE_ATTRIBUTE_OFFLINE | kRecalledOnAccess)) == 0;
+  return (attributes & (FILE_ATTRIBUTE_OFFLINE | kRecalledOnAccess)) != 0;
+}
+
+// To open a link may ask a network.
+bool IsLocalFile(const WIN32_FIND_DATAW& entry) {
+  return (entry.dwFileAttributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT)) == 0 &&
+         !IsKeptElsewhere(entry.dwFileAttributes);
+}
+
+// The size of `file` when it is one whose bytes are here.
+bool SizeOfLocalFile(HANDLE file, std::uint64_t& size) {
+  BY_HANDLE_FILE_INFORMATION about{};
+  if (::GetFileType(file) != FILE_TYPE_DISK || !::GetFileInformationByHandle(file, &about)) return false;
+  size = std::uint64_t{about.nFileSizeHigh} << 32 | about.nFileSizeLow;
+  return !IsKeptElsewhere(about.dwFileAttributes);
 }
 
 // Not thread_local: for that the compiler's runtime gives every thread handles and memory of its own, which
@@ -86,19 +99,20 @@ void SetInnermostScope(SharedFileScope* scope) noexcept {
 
 std::shared_ptr<FileSource> OpenPlatformFile(const char16_t* path, QMFAllocator* memory) {
   // Anonymous: should the name turn out to be a pipe, its server learns nothing of the user.
-  const HANDLE file = ::CreateFileW(
-      LongName(path).c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-      OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL | SECURITY_SQOS_PRESENT | SECURITY_ANONYMOUS, nullptr);
+  constexpr DWORD kFlags =
+      FILE_ATTRIBUTE_NORMAL | FILE_FLAG_OPEN_NO_RECALL | SECURITY_SQOS_PRESENT | SECURITY_ANONYMOUS;
+  const HANDLE file = ::CreateFileW(LongName(path).c_str(), GENERIC_READ,
+                                    FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                    OPEN_EXISTING, kFlags, nullptr);
   if (file == INVALID_HANDLE_VALUE) return nullptr;
-  LARGE_INTEGER size{};
-  if (::GetFileType(file) != FILE_TYPE_DISK || !::GetFileSizeEx(file, &size)) {
+  std::uint64_t size = 0;
+  if (!SizeOfLocalFile(file, size)) {
     ::CloseHandle(file);
     return nullptr;
   }
   try {
     return std::allocate_shared<WindowsFileSource>(
-        std::pmr::polymorphic_allocator<WindowsFileSource>(AllocatorOrHeap(memory)), file,
-        static_cast<std::uint64_t>(size.QuadPart));
+        std::pmr::polymorphic_allocator<WindowsFileSource>(AllocatorOrHeap(memory)), file, size);
   } catch (...) {
     ::CloseHandle(file);
     throw;

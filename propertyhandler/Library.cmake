@@ -51,8 +51,9 @@ add_library(QivoPropertyHandler SHARED QivoPropertyHandler.rc QivoPropertyHandle
 qmf_target(QivoPropertyHandler)
 set_target_properties(QivoPropertyHandler PROPERTIES PREFIX "" LINKER_LANGUAGE CXX)
 target_link_libraries(QivoPropertyHandler PRIVATE qivo_server qmf)
-target_link_options(QivoPropertyHandler PRIVATE
-  -Wl,--dynamicbase,--nxcompat $<IF:$<EQUAL:${bits},64>,-Wl$<COMMA>--high-entropy-va,-Wl$<COMMA>--enable-stdcall-fixup>)
+if(bits EQUAL 32)
+  target_link_options(QivoPropertyHandler PRIVATE -Wl,--enable-stdcall-fixup)
+endif()
 set(architecture x86)
 if(bits EQUAL 64)
   set(architecture amd64)

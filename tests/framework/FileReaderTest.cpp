@@ -7,12 +7,6 @@
 #include <fstream>
 #include <vector>
 
-#ifdef _WIN32
-#include <windows.h>
-#else
-#include <sys/stat.h>
-#endif
-
 namespace qmf {
 namespace {
 
@@ -104,22 +98,6 @@ TEST_F(FileReaderTest, WhatIsNoRegularFileIsRefusedAtOnce) {
   EXPECT_EQ(Open(m_folder.u16string()), QMF_FILE_NOT_OPENED);
   EXPECT_EQ(Open(u""), QMF_FILE_NOT_OPENED);
   EXPECT_EQ(Open(u"http://host/film.mkv"), QMF_ERR_REMOTE_FILE_UNSUPPORTED);
-#ifdef _WIN32
-  const HANDLE pipe =
-      ::CreateNamedPipeW(L"\\\\.\\pipe\\qmf-file-reader-test", PIPE_ACCESS_OUTBOUND, 0, 1, 0, 0, 0, nullptr);
-  EXPECT_NE(pipe, INVALID_HANDLE_VALUE);
-  for (const char16_t* const name :
-       {u"NUL", u"\\\\.\\NUL", u"CONIN$", u"COM1", u"\\\\?\\", u"\\\\.\\pipe\\qmf-no-such-pipe",
-        u"\\\\.\\pipe\\qmf-file-reader-test"}) {
-    EXPECT_EQ(Open(name), QMF_FILE_NOT_OPENED);
-  }
-  ::CloseHandle(pipe);
-#else
-  const std::filesystem::path pipe = m_folder / "pipe";
-  ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
-  EXPECT_EQ(Open(pipe.u16string()), QMF_FILE_NOT_OPENED);
-  EXPECT_EQ(Open(u"/dev/zero"), QMF_FILE_NOT_OPENED);
-#endif
 }
 
 TEST_F(FileReaderTest, AnOpenFileCanBeRenamedAndDeleted) {

@@ -10,6 +10,21 @@
 #include "tests/propertyhandler/Handler.h"
 #include "tests/support/FakeModule.h"
 
+// Attributes that the emulator's file system cannot keep are put into the answer of the function that reads
+// them.
+static DWORD moreAttributes = 0;
+static BOOL WINAPI GetInformation(HANDLE file, BY_HANDLE_FILE_INFORMATION* about) {
+  static const auto real = reinterpret_cast<decltype(&GetInformation)>(
+      ::GetProcAddress(::GetModuleHandleW(L"kernel32"), "GetFileInformationByHandle"));
+  const BOOL result = real(file, about);
+  about->dwFileAttributes |= moreAttributes;
+  return result;
+}
+extern "C" {
+// NOLINTNEXTLINE(bugprone-reserved-identifier): where calls of that function look for it.
+decltype(&GetInformation) __imp_GetFileInformationByHandle = GetInformation;
+}
+
 // What others can do with a file while the handler has it open, and which names it can be opened by.
 
 namespace qmf::test {
@@ -26,7 +41,11 @@ class FileHolder {
     score = FileReader::Open(path, memory, file) == QMF_OK ? 100 : 0;
     return QMF_OK;
   }
-  QMFResult Open(const char16_t* path) { return FileReader::Open(path, m_memory, m_file); }
+  QMFResult Open(const char16_t* path) {
+    const QMFResult result = FileReader::Open(path, m_memory, m_file);
+    std::uint8_t first = 0;
+    return result == QMF_OK && m_file->ReadAt(0, &first, 1) == 0 ? QMF_ERR_FILE_CORRUPT : result;
+  }
   QMFResult SetTitle(std::uint32_t) { return QMF_OK; }
   QMFResult GetInfo(std::uint32_t, QMFQueryData&, std::uint32_t) { return QMF_ERR_UNSUPPORTED_QID; }
 
@@ -132,6 +151,55 @@ TEST_F(OpenFiles, MayBeNamedByShareAndFromTheCurrentFolder) {
   EXPECT_EQ(TryOpen(L"film.mkv"), S_OK);
   EXPECT_EQ(TryOpen(L".\\film.mkv"), S_OK);
   fs::current_path(before);
+}
+
+TEST_F(OpenFiles, MayBeLockedByOthers) {
+  const fs::path film = MakeFile("film.mkv");
+  const HANDLE other =
+      ::CreateFileW(film.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+  EXPECT_EQ(TryOpen(film), E_FAIL);
+  ::CloseHandle(other);
+  EXPECT_EQ(TryOpen(film), S_OK);
+
+  const HANDLE locking =
+      ::CreateFileW(film.c_str(), GENERIC_READ | GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                    OPEN_EXISTING, 0, nullptr);
+  ASSERT_TRUE(::LockFile(locking, 0, 0, 100, 0));
+  // Whether a lock keeps readers out is up to the system: the emulator's does not.
+  EXPECT_EQ(TryOpen(film), TextOf(film).empty() ? E_FAIL : S_OK);
+  ::CloseHandle(locking);
+  EXPECT_EQ(TryOpen(film), S_OK);
+}
+
+TEST_F(OpenFiles, AreNotFetchedFromElsewhere) {
+  constexpr DWORD kRecallOnOpen = 0x40000;
+  constexpr DWORD kRecallOnDataAccess = 0x400000;
+  const fs::path film = MakeFile("film.mkv");
+  for (const DWORD attribute : {DWORD{FILE_ATTRIBUTE_OFFLINE}, kRecallOnOpen, kRecallOnDataAccess}) {
+    moreAttributes = attribute;
+    EXPECT_EQ(TryOpen(film), E_FAIL) << attribute;
+  }
+  moreAttributes = FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM | FILE_ATTRIBUTE_READONLY;
+  EXPECT_EQ(TryOpen(film), S_OK);
+  moreAttributes = 0;
+}
+
+TEST_F(OpenFiles, AreFilesAndNothingElse) {
+  const std::wstring pipe = L"\\\\.\\pipe\\film-" + std::to_wstring(::GetCurrentProcessId()) + L".mkv";
+  const HANDLE server =
+      ::CreateNamedPipeW(pipe.c_str(), PIPE_ACCESS_DUPLEX, PIPE_TYPE_BYTE, 1, 64, 64, 0, nullptr);
+  ASSERT_NE(server, INVALID_HANDLE_VALUE);
+  MakeFile("folder.mkv/inside");
+  for (const std::wstring& path :
+       {pipe, (m_folder / "folder.mkv").wstring(), (m_folder / "folder.mkv" / "").wstring(),
+        (m_folder / "missing.mkv").wstring(), (m_folder / "folder.mkv" / "inside" / "film.mkv").wstring(),
+        std::wstring(L"NUL"), std::wstring(L"CON"), std::wstring(L"CONIN$"), std::wstring(L"COM1"),
+        std::wstring(L"C:\\"), std::wstring(L"\\\\.\\NUL"), std::wstring(L"\\\\.\\C:"),
+        std::wstring(L"\\\\.\\PhysicalDrive0"), std::wstring(L"\\\\.\\pipe\\"),
+        std::wstring(L"\\\\.\\pipe\\none.mkv"), std::wstring(L"\\\\?\\"), std::wstring(L"\\\\localhost")}) {
+    EXPECT_EQ(TryOpen(path), E_FAIL) << fs::path(path);
+  }
+  ::CloseHandle(server);
 }
 
 }  // namespace
