@@ -119,6 +119,16 @@ std::vector<Hostile> HostileFiles() {
           {"nested unknown sizes", "mkv", kEbmlHead, Many("\x1F\x43\xB6\x75\xFF\x18\x53\x80\x67\xFF")},
           {"seek heads", "mkv", kEbmlHead,
            Many("\x11\x4D\x9B\x74\x8E\x4D\xBB\x8B\x53\xAB\x84\x11\x4D\x9B\x74\x53\xAC\x81\0"s)},
+          {"a title of 16 GiB", "mkv", kEbmlHead + "\x15\x49\xA9\x66" + kHugeSize + "\x7B\xA9" + kHugeSize,
+           "t"},
+          {"private data of 16 GiB", "mkv",
+           kEbmlHead + "\x16\x54\xAE\x6B" + kHugeSize + "\xAE" + kHugeSize + "\x63\xA2" + kHugeSize, "p"},
+          {"a child beyond its parent", "mkv", kEbmlHead, Many("\x16\x54\xAE\x6B\x83\xAE\xFF\xD7"s)},
+          {"a Void of 16 GiB", "mkv", kEbmlHead + "\xEC" + kHugeSize, Many("\xEC\x80")},
+          {"ids that are none", "mkv", kEbmlHead, Many("\0\1"s)},
+          {"a name of 4 GiB", "avi", kAviHead + "LIST\xC0\xFF\xFF\xFFstrlstrn\xB0\xFF\xFF\xFF"s, "n"},
+          {"sizes that wrap", "avi", kAviHead, Many("LIST\xFF\xFF\xFF\xFFstrlstrf\xFF\xFF\xFF\xFF"s)},
+          {"lists below four bytes", "avi", kAviHead, Many("LIST\0\0\0\0LIST\3\0\0\0"s)},
           {"empty chunks", "avi", kAviHead, Many("JUNK\0\0\0\0"s)},
           {"empty lists", "avi", kAviHead, Many("LIST\4\0\0\0strl"s)},
           {"names", "avi", kAviHead, Many("LIST\x14\0\0\0strlstrn\4\0\0\0name"s)},
@@ -134,6 +144,8 @@ std::vector<Hostile> HostileFiles() {
            "\0\0\0\x08"
            "ftyp"s,
            Many("\0\0\0\1free\0\0\0\0\0\0\0\x10"s)},
+          {"sizes that wrap", "mp4", kMoovHead, Many("\0\0\0\1trak\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xF0"s)},
+          {"one set without end", "h264", "\0\0\1\x67\x42\0\x1E"s, "\xFF"},
           {"start codes", "h264", "", Many("\0\0\1"s)},
           {"delimiters", "h264", "", Many("\0\0\1\x09\xF0"s)},
           {"delimiters behind a picture", "h264", SmallBytes("h264"), Many("\0\0\1\x09\xF0"s)},
@@ -246,10 +258,19 @@ TEST_F(OddFiles, WhatIsNoFileCannotBeOpened) {
     EXPECT_EQ(Open(named(name)), QMF_FILE_NOT_OPENED) << name;
   }
   ::close(server);
-  if (::geteuid() == 0) return;  // Whom no permission stops.
-  std::ofstream(named("secret.mkv")) << SmallBytes("mkv");
-  fs::permissions(named("secret.mkv"), fs::perms::none);
-  EXPECT_NE(Open(named("secret.mkv")), QMF_OK);
+}
+
+TEST_F(OddFiles, WhatNobodyMayReadCannotBeOpened) {
+  const fs::path path = m_folder / "secret.mkv";
+  std::ofstream(path, std::ios::binary) << SmallBytes("mkv");
+  EXPECT_EQ(Open(path.string()), QMF_OK);
+  fs::permissions(path, fs::perms::none);
+  // No permission stops root, but nobody can be played.
+  constexpr uid_t kNobody = 65534;
+  const uid_t user = ::geteuid();
+  ASSERT_TRUE(user != 0 || ::seteuid(kNobody) == 0);
+  EXPECT_EQ(Open(path.string()), QMF_FILE_NOT_OPENED);
+  ASSERT_EQ(::seteuid(user), 0);
 }
 
 TEST_F(OddFiles, EveryLegalNameCanBeOpened) {
