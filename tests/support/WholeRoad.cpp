@@ -142,6 +142,8 @@ void UseContainer(QMFContainer* container, std::uint32_t variant) {
   SetEverything(container, variant);
   RequireKnown(SetMenu(container, variant % 3));
   AskEverything(container, variant + 1);
+  std::int64_t start = 0;
+  RequireKnown(SetPosition(container, kBlockVideo, 0, &start));
   ReadBlocks(container, kMostBlocks);
   RequireKnown(SetTitle(container, variant % 2));
   ActivateStreams(container);
