@@ -35,7 +35,7 @@ class FaultyFile : public FileSource {
     if (m_reads == m_faults.shortRead) count /= 2;
     if (count > m_faults.longestRead) count = m_faults.longestRead;
     const bool shrunk = m_reads >= m_faults.shrinkingRead && m_faults.shrunkSize < m_bytes.size();
-    MemoryFileSource bytes(shrunk ? m_bytes.first(m_faults.shrunkSize) : m_bytes);
+    MemoryFileSource bytes(shrunk ? m_bytes.first(static_cast<std::size_t>(m_faults.shrunkSize)) : m_bytes);
     return bytes.ReadAt(offset, destination, count);
   }
   std::uint64_t Size() const noexcept override {
