@@ -20,10 +20,14 @@ static BOOL WINAPI GetInformation(HANDLE file, BY_HANDLE_FILE_INFORMATION* about
   about->dwFileAttributes |= moreAttributes;
   return result;
 }
-extern "C" {
-// NOLINTNEXTLINE(bugprone-reserved-identifier): where calls of that function look for it.
-decltype(&GetInformation) __imp_GetFileInformationByHandle = GetInformation;
-}
+// Where calls of that function look for it.
+#ifdef _WIN64
+#define IMPORTED_GET_INFORMATION "__imp_GetFileInformationByHandle"
+#else
+#define IMPORTED_GET_INFORMATION "__imp__GetFileInformationByHandle@8"
+#endif
+extern decltype(&GetInformation) importedGetInformation asm(IMPORTED_GET_INFORMATION);
+decltype(&GetInformation) importedGetInformation = GetInformation;
 
 // What others can do with a file while the handler has it open, and which names it can be opened by.
 
