@@ -67,7 +67,7 @@ std::span<const std::uint8_t> FileReader::Fetch(std::uint64_t offset, std::size_
 std::span<std::uint8_t> FileReader::RoomFor(std::uint64_t offset, std::size_t count) {
   const bool goesOn = m_windowFilled > 0 && offset - m_windowOffset <= m_windowFilled + kStep;
   if (!goesOn) return std::span(m_firstWindow, std::max(count, kFirstFill));
-  if (m_windowFilled < kWindowSize) return m_firstWindow;
+  if (m_windowFilled < kWindowSize || Size() - offset <= kWindowSize) return m_firstWindow;
   try {
     m_walkersWindow.resize(kWalkersFill);
   } catch (const std::bad_alloc&) {
