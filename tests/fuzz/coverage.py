@@ -7,45 +7,35 @@ The report with the lines themselves is left in build/coverage/lines.txt.
 """
 
 import os
-import pathlib
 import subprocess
 import sys
 
-HERE = pathlib.Path(__file__).parent
-ROOT = HERE.parents[1]
-RUNS = ROOT / "build" / "fuzz-runs"
+from targets import ROOT, TARGETS, build, folders_of, run
+
 BUILD = ROOT / "build" / "coverage"
-TARGETS = ("mkv", "avi", "mp4", "h264", "aac", "srt", "handler", "path", "streamlib", "walkers")
 LLVM = "14"
 
 
-def run(*command, **options):
-    return subprocess.run(command, check=True, cwd=ROOT, **options)
-
-
-def profile_of(target):
-    folders = (HERE / "corpus" / target, RUNS / "seeds" / target, RUNS / "corpus" / target)
+def profile_of(target, program):
     profile = BUILD / f"{target}.profraw"
-    command = [BUILD / "bin" / f"fuzz_{target}", *(folder for folder in folders if folder.exists())]
     # Unchecked: a fuzzer that runs meanwhile replaces inputs by smaller ones.
     environment = {**os.environ, "LLVM_PROFILE_FILE": str(profile)}
+    command = [program, *folders_of(target)]
     subprocess.run(command, env=environment, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, check=False)
     return profile
 
 
 def main():
-    targets = sys.argv[1:] or TARGETS
-    run("cmake", "--preset", "coverage", stdout=subprocess.DEVNULL)
-    programs = [f"fuzz_{target}" for target in targets]
-    run("cmake", "--build", "--preset", "coverage", "--target", *programs, stdout=subprocess.DEVNULL)
+    programs = build("coverage", sys.argv[1:] or TARGETS)
     merged = BUILD / "all.profdata"
-    run(f"llvm-profdata-{LLVM}", "merge", "-o", merged, *(profile_of(target) for target in targets))
-    objects = [f"--object={BUILD / 'bin' / program}" for program in programs]
+    profiles = [profile_of(target, program) for target, program in programs.items()]
+    run(f"llvm-profdata-{LLVM}", "merge", "-o", merged, *profiles)
+    first, *others = programs.values()
     sources = [ROOT / "readers", ROOT / "streamlib"]
-    common = [objects[0].split("=")[1], *objects[1:], f"--instr-profile={merged}"]
+    common = [first, *(f"--object={program}" for program in others), f"--instr-profile={merged}"]
     with open(BUILD / "lines.txt", "w", encoding="utf-8") as lines:
         run(f"llvm-cov-{LLVM}", "show", *common, "--use-color=false", *sources, stdout=lines)
-    run(f"llvm-cov-{LLVM}", "report", *common, "--show-region-summary=false", *sources)
+    run(f"llvm-cov-{LLVM}", "report", *common, "--show-region-summary=false", *sources, stdout=None)
 
 
 main()

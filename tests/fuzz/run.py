@@ -11,28 +11,15 @@ import argparse
 import collections
 import csv
 import os
-import pathlib
 import re
 import subprocess
 import sys
 
-HERE = pathlib.Path(__file__).parent
-ROOT = HERE.parents[1]
-RUNS = ROOT / "build" / "fuzz-runs"
-BUILD = ROOT / "build" / "fuzz"
+from targets import HERE, ROOT, RUNS, TARGETS, build, folders_of, run
+
 SEED_PROGRAMS = ("mkv_tests", "avi_tests", "mp4_tests", "es_tests")
-TARGETS = ("mkv", "avi", "mp4", "h264", "aac", "srt", "handler", "path", "streamlib", "walkers")
 COLUMNS = ("commit", "target", "cpu_seconds", "executions", "edges", "features", "corpus", "findings")
 SANITIZERS = {"ASAN_OPTIONS": "detect_leaks=1:allocator_may_return_null=1", "UBSAN_OPTIONS": "print_stacktrace=1"}
-
-
-def run(*command):
-    subprocess.run(command, check=True, cwd=ROOT, stdout=subprocess.DEVNULL)
-
-
-def build(targets):
-    run("cmake", "--preset", "fuzz")
-    run("cmake", "--build", "--preset", "fuzz", "--target", *(f"fuzz_{target}" for target in targets))
 
 
 def make_seeds():
@@ -45,24 +32,18 @@ def make_seeds():
     (RUNS / "seeds.part").rename(RUNS / "seeds")
 
 
-def folders_of(target):
-    corpus = RUNS / "corpus" / target
-    corpus.mkdir(parents=True, exist_ok=True)
-    return [folder for folder in (corpus, RUNS / "seeds" / target, HERE / "corpus" / target) if folder.exists()]
-
-
 def number(pattern, text):
     found = re.findall(pattern, text)
     return int(found[-1]) if found else 0
 
 
-def run_slice(target, seconds):
+def run_slice(program, target, seconds):
     """One turn of one target: its row of the log."""
     findings = RUNS / "findings"
     findings.mkdir(exist_ok=True)
     before = set(findings.iterdir())
     command = [
-        BUILD / "bin" / f"fuzz_{target}", *folders_of(target), f"-max_total_time={seconds}", "-print_final_stats=1",
+        program, *folders_of(target), f"-max_total_time={seconds}", "-print_final_stats=1",
         "-max_len=65536", "-timeout=600", "-report_slow_units=600", "-rss_limit_mb=3000", f"-artifact_prefix={findings}/{target}-",
         f"-dict={RUNS}/dictionaries/{target}.dict",
     ]  # fmt: skip
@@ -71,7 +52,7 @@ def run_slice(target, seconds):
         subprocess.run(command, stdout=log, stderr=log, env={**os.environ, **SANITIZERS}, check=False)
     after = os.times()
     text = (RUNS / f"{target}.log").read_text(encoding="utf-8", errors="replace")
-    commit = subprocess.run(["git", "rev-parse", "--short", "HEAD"], cwd=ROOT, capture_output=True, text=True, check=True)
+    commit = run("git", "rev-parse", "--short", "HEAD", stdout=subprocess.PIPE, text=True)
     return {
         "commit": commit.stdout.strip(),
         "target": target,
@@ -123,13 +104,13 @@ def main():
     RUNS.mkdir(parents=True, exist_ok=True)
     left = {target: options.minutes * 60 for target in options.targets if options.minutes > 0}
     if left:
-        build(left)
+        programs = build("fuzz", left)
         make_seeds()
         run(sys.executable, "-B", HERE / "dictionaries.py", RUNS / "dictionaries")
     found = 0
     while left:
         for target in list(left):
-            row = run_slice(target, max(1, round(min(left[target], options.turn * 60))))
+            row = run_slice(programs[target], target, max(1, round(min(left[target], options.turn * 60))))
             note(row)
             found += row["findings"]
             left[target] -= max(1, row["cpu_seconds"])
