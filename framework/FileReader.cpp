@@ -43,6 +43,8 @@ QMFResult FileReader::Open(const char16_t* path, QMFAllocator* memory, std::shar
 }
 
 std::size_t FileReader::ReadSource(std::uint64_t offset, void* destination, std::size_t count) {
+  count = static_cast<std::size_t>(std::min<std::uint64_t>(count, m_mostBytes - m_bytesRead));
+  if (count == 0) return 0;
   const std::size_t arrived = std::min(m_source->ReadAt(offset, destination, count), count);
   m_bytesRead += arrived;
   totalReads.fetch_add(1, std::memory_order_relaxed);

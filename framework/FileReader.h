@@ -36,6 +36,8 @@ class FileReader {
     std::uint64_t bytes;
   };
 
+  class Limit;
+
   /// Opens a regular file for reading, sharing it with readers, writers, renaming and deletion. Pipes,
   /// devices, folders and whatever cannot be opened give -3, "http:" paths QMF_ERR_REMOTE_FILE_UNSUPPORTED.
   /// Inside a SharedFileScope for the same path the scope's reader is given instead.
@@ -56,7 +58,7 @@ class FileReader {
   /// Up to `count` (at most kWindowSize) bytes at `offset` without copying; fewer at the end of the file.
   /// Valid until the next call.
   [[nodiscard]] std::span<const std::uint8_t> View(std::uint64_t offset, std::size_t count) {
-    ++m_looks;
+    if (++m_looks > m_mostLooks) return {};
     const std::span<const std::uint8_t> there = Window(offset, count);
     return there.size() == count ? there : Fetch(offset, count);
   }
@@ -88,9 +90,33 @@ class FileReader {
   std::size_t m_windowFilled = 0;
   std::uint64_t m_bytesRead = 0;
   std::uint64_t m_looks = 0;
+  std::uint64_t m_mostBytes = UINT64_MAX;
+  std::uint64_t m_mostLooks = UINT64_MAX;
   const std::uint8_t* m_window = m_firstWindow;
   std::pmr::vector<std::uint8_t> m_walkersWindow;
   std::uint8_t m_firstWindow[kWindowSize];
+};
+
+/// While it lives, `file` gives at most `bytes` more bytes of its source and answers at most `looks` more
+/// calls; past either it reads as though it ended there. In a limit's scope another can only be narrower.
+class FileReader::Limit {
+ public:
+  Limit(FileReader& file, std::uint64_t bytes, std::uint64_t looks)
+      : m_file(file), m_outerBytes(file.m_mostBytes), m_outerLooks(file.m_mostLooks) {
+    file.m_mostBytes = std::min(m_outerBytes, file.m_bytesRead + bytes);
+    file.m_mostLooks = std::min(m_outerLooks, file.m_looks + looks);
+  }
+  Limit(const Limit&) = delete;
+  Limit& operator=(const Limit&) = delete;
+  ~Limit() {
+    m_file.m_mostBytes = m_outerBytes;
+    m_file.m_mostLooks = m_outerLooks;
+  }
+
+ private:
+  FileReader& m_file;
+  const std::uint64_t m_outerBytes;
+  const std::uint64_t m_outerLooks;
 };
 
 /// While it lives, FileReader::Open on this thread answers `path` from here: with `reader`, or with the

@@ -53,7 +53,7 @@ struct AviChunkRow {
 /// unreadable.
 class AviChunkReader {
  public:
-  static constexpr std::uint64_t kMaxBytes = 12U << 20;
+  static constexpr std::uint64_t kMaxBytes = 11U << 20;  ///< The largest picture is read on top of it.
 
   /// `maxBytes` counts everything that is read from the file from now on.
   explicit AviChunkReader(FileReader& file, std::uint64_t maxBytes = kMaxBytes)

@@ -99,6 +99,19 @@ struct AtomRow {
   void (*leave)(Context&, bool complete) = nullptr;
 };
 
+/// What one of the questions of the Shell may cost. All of them, each asked once, stay below 16 MiB and
+/// 250,000 elements together.
+struct CMP4Budget {
+  std::uint64_t bytes;
+  std::uint64_t looks;
+
+  FileReader::Limit For(FileReader& file) const { return {file, bytes, looks}; }
+};
+inline constexpr CMP4Budget kMovieBudget = {5U << 20, 100'000};
+inline constexpr CMP4Budget kDurationBudget = {7U << 20, 100'000};
+inline constexpr CMP4Budget kVideoFormatBudget = {2U << 20, 30'000};
+inline constexpr CMP4Budget kAudioFormatBudget = {3U << 19, 10'000};
+
 /// Walks atoms by their rows and skips what no row names. It owns recursion (as deep as the rows nest),
 /// parent bounds, progress and the limits on what all its walks together may cost; a file past a limit reads
 /// as though cut off there. A walk leaves an atom as soon as all its rows are met, so that a long table

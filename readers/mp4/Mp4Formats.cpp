@@ -83,6 +83,7 @@ std::pmr::vector<std::uint8_t> ReadCodecConfig(const CMP4TrackContext& context) 
 }
 
 QMFVideoFormat VideoFormatOf(const CMP4TrackContext& context) {
+  const FileReader::Limit limit = kVideoFormatBudget.For(context.file);
   const CMP4SampleDescription& description = context.track.sampleTable.description;
   QMFVideoFormat format{};
   format.kind = kVideoKind;
@@ -101,6 +102,7 @@ QMFVideoFormat VideoFormatOf(const CMP4TrackContext& context) {
 }
 
 QMFAudioFormat AudioFormatOf(const CMP4TrackContext& context) {
+  const FileReader::Limit limit = kAudioFormatBudget.For(context.file);
   const CMP4SampleDescription& description = context.track.sampleTable.description;
   const CMP4AudioCodec codec = AudioCodecOf(description);
   const auto config = ReadCodecConfig(context);

@@ -12,9 +12,6 @@ namespace {
 // After so many fragments of a file without index its last ones are looked for instead.
 constexpr int kWalkedFragments = 4;
 
-// Bytes of tables read for where the tracks are before the fragments.
-constexpr std::uint64_t kMaxTableBytes = 2U << 20;
-
 // A table of more runs than this is not summed: over an hour of video whose every frame lasts differently.
 // One read gets that many.
 constexpr std::uint64_t kMaxSummedRuns = 131'072;
@@ -115,8 +112,7 @@ std::int64_t FragmentsEnd(FileReader& file, const CMP4MovieAtom& movie, std::pmr
   if (indexed > 0 || indexes.firstFragment == 0) return indexed;
   ReadFragmentAccesses(file, indexes);
   TrackEnds ends(movie.tracks.size(), 0, memory);
-  const std::uint64_t mostRead = file.BytesRead() + kMaxTableBytes;
-  for (std::size_t i = 0; i < ends.size() && file.BytesRead() <= mostRead; ++i) {
+  for (std::size_t i = 0; i < ends.size(); ++i) {
     ends[i] = ToTicks(TotalsOf(movie.tracks[i], memory).duration);
   }
   const std::uint64_t begin = LastIndexedFragment(movie, indexes, indexes.firstFragment, ends);
@@ -153,6 +149,7 @@ std::int64_t TrackDuration(const CMP4MovieAtom& movie, const CMP4TrackAtom& trac
 }
 
 std::int64_t TitleDuration(FileReader& file, const CMP4MovieAtom& movie, std::pmr::memory_resource* memory) {
+  const FileReader::Limit limit = kDurationBudget.For(file);
   std::int64_t duration =
       Longest(movie, [&](const CMP4TrackAtom& track) { return TrackDuration(movie, track); });
   if (duration == 0) duration = ToTimeUnits(ToTicks(movie.duration), movie.timescale);

@@ -30,9 +30,11 @@ QMFStreamKind StreamKindOfTrack(const CMP4MovieAtom& movie, const CMP4TrackAtom&
 
 QMFResult CMP4Title::Read(std::shared_ptr<FileReader> file) {
   m_file = std::move(file);
+  const FileReader::Limit limit = kMovieBudget.For(*m_file);
   if (!ReadMovieAtom(*m_file, m_movie)) return QMF_ERR_BAD_STRUCTURE;
   if (m_movie.compressed.size > 0) {
     QMF_RETURN_IF_NONZERO(InflateMovie(*m_file, m_movie.compressed, m_memory, m_inflated));
+    const FileReader::Limit limitOfMovie = kMovieBudget.For(*m_inflated);
     const std::uint64_t next = m_movie.next;
     // A compressed movie inside a compressed movie is nothing that anybody writes.
     if (!ReadMovieAtom(*m_inflated, m_movie) || m_movie.compressed.size > 0) return QMF_ERR_BAD_STRUCTURE;

@@ -85,6 +85,33 @@ const std::string kMoovHead =
 const std::string kMvhd =
     "\0\0\0\x6Cmvhd"s + std::string(12, '\0') + "\0\0\3\xE8\0\0\x10\0"s + std::string(80, '\0');
 
+std::string Atom(const std::string& type, const std::string& payload) {
+  std::string size;
+  for (int shift = 24; shift >= 0; shift -= 8)
+    size += static_cast<char>((payload.size() + 8) >> shift & 0xFF);
+  return size + type + payload;
+}
+
+// An atom of 16 GiB, for whatever follows.
+std::string Open(const std::string& type) {
+  return "\0\0\0\1"s + type + "\0\0\0\4\0\0\0\0"s;
+}
+
+// The small file's video track, of no samples.
+std::string EmptyTrack() {
+  const std::string bytes = SmallBytes("mp4");
+  const std::size_t at = bytes.find("trak") + 4;
+  std::string track = bytes.substr(at, bytes.find("trak", at) - 4 - at);
+  track.replace(track.find("stts") + 8, 4, 4, '\0');
+  return Atom("trak", track);
+}
+
+// A movie that fragments continue.
+std::string FragmentedMovie() {
+  const std::string extends = Atom("mvex", Atom("trex", "\0\0\0\0\0\0\0\1"s + std::string(16, '\0')));
+  return Atom("ftyp", "isom") + Atom("moov", kMvhd + EmptyTrack() + extends);
+}
+
 struct Hostile {
   const char* name;
   const char* extension;
@@ -131,6 +158,7 @@ std::vector<Hostile> HostileFiles() {
           {"lists below four bytes", "avi", kAviHead, Many("LIST\0\0\0\0LIST\3\0\0\0"s)},
           {"empty chunks", "avi", kAviHead, Many("JUNK\0\0\0\0"s)},
           {"empty lists", "avi", kAviHead, Many("LIST\4\0\0\0strl"s)},
+          {"far chunks", "avi", kAviHead, "JUNK\0\x20\0\0"s + std::string(8192, '\0')},
           {"names", "avi", kAviHead, Many("LIST\x14\0\0\0strlstrn\4\0\0\0name"s)},
           {"extensions", "avi", SmallBytes("avi"), Many("RIFF\4\0\0\0AVIX"s)},
           {"menus", "avi", SmallBytes("avi"), Many("RIFF\4\0\0\0MENU"s)},
@@ -144,6 +172,30 @@ std::vector<Hostile> HostileFiles() {
            "\0\0\0\x08"
            "ftyp"s,
            Many("\0\0\0\1free\0\0\0\0\0\0\0\x10"s)},
+          {"far atoms", "mp4", Atom("ftyp", "isom"), Atom("free", std::string(8192, '\0'))},
+          {"tracks", "mp4", kMoovHead + kMvhd, EmptyTrack()},
+          {"edits", "mp4",
+           kMoovHead + kMvhd + Open("trak") + Open("edts") + Open("elst") + "\0\0\0\0\xFF\xFF\xFF\xFF"s,
+           Many("\0\0\0\1\xFF\xFF\xFF\xFF\0\1\0\0"s)},
+          {"a compressed movie of empty blocks", "mp4",
+           Atom("ftyp", "isom") + Open("moov") + Open("cmov") + Atom("dcom", "zlib") + Open("cmvd") +
+               "\0\x10\0\0\x78\1"s,
+           Many("\0\0\0\xFF\xFF"s)},
+          {"atoms behind a fragmented movie", "mp4", FragmentedMovie(), Many(Atom("free", ""))},
+          {"far atoms behind a fragmented movie", "mp4", FragmentedMovie(),
+           Atom("free", std::string(8192, '\0'))},
+          {"segment indexes", "mp4", FragmentedMovie(),
+           Atom("sidx", "\0\0\0\0\0\0\0\1\0\0\3\xE8\0\0\0\0\xFF\xFF\xFF\xFF\0\0\xFF\xFF"s +
+                            std::string(12 * 0xFFFF, '\0'))},
+          {"tracks of a fragment", "mp4", FragmentedMovie() + Open("moof"),
+           Many(Atom("traf", Atom("tfhd", "\0\0\0\0\0\0\0\1"s)))},
+          {"runs of a fragment", "mp4",
+           FragmentedMovie() + Open("moof") + Open("traf") + Atom("tfhd", "\0\0\0\0\0\0\0\1"s),
+           Many(Atom("trun", std::string(8, '\0')))},
+          {"samples of a run", "mp4",
+           FragmentedMovie() + Open("moof") + Open("traf") + Atom("tfhd", "\0\0\0\0\0\0\0\1"s) +
+               Open("trun") + "\0\0\1\0\xFF\xFF\xFF\xFF"s,
+           Many("\0\0\0\1"s)},
           {"sizes that wrap", "mp4", kMoovHead, Many("\0\0\0\1trak\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xF0"s)},
           {"one set without end", "h264", "\0\0\1\x67\x42\0\x1E"s, "\xFF"},
           {"start codes", "h264", "", Many("\0\0\1"s)},
