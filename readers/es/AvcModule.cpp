@@ -136,8 +136,9 @@ std::uint64_t AvcReader::CountFields() {
   if (m_fieldCount) return *m_fieldCount;
   const auto walkFrom = [this](std::uint64_t offset, std::uint64_t end) {
     const bool isWhole = end == UINT64_MAX;
-    AvcAccessUnits walk(
-        AnnexBUnits(File(), isWhole ? end : end + kMaxReach, isWhole ? kMaxUnitsWalked : kMaxUnitsSearched));
+    AvcAccessUnits walk(AnnexBUnits(File(),
+                                    isWhole ? offset + StreamLength::BytesLeft(File()) : end + kMaxReach,
+                                    isWhole ? kMaxUnitsWalked : kMaxUnitsSearched));
     walk.Restart(offset, 0);
     return walk;
   };

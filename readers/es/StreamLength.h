@@ -15,10 +15,14 @@ struct StreamLength {
   static constexpr std::uint64_t kPlaces = 16;
   static constexpr std::uint64_t kPlaceBytes = 384U << 10;
 
-  /// Whether walking may go on. A stream of nothing but headers ends it by their number.
-  static bool MayGoOn(const FileReader& file) {
-    return file.BytesRead() < (14U << 20) && file.Looks() < 300'000;
+  /// Bytes that walking may still read; what it begins with the last of them may cost 3 MiB more.
+  static std::uint64_t BytesLeft(const FileReader& file) {
+    constexpr std::uint64_t kMost = 13U << 20;
+    return kMost - std::min(kMost, file.BytesRead());
   }
+
+  /// Whether walking may go on. A stream of nothing but headers ends it by their number.
+  static bool MayGoOn(const FileReader& file) { return BytesLeft(file) > 0 && file.Looks() < 300'000; }
 
   /// The ticks of the stream from `begin` to the end of the file, whose units are evenly spread.
   /// `walkFrom(offset, end)` gives a walk from there on with 0 ticks, which need not go beyond `end`; `learn`
