@@ -8,8 +8,6 @@
 namespace qmf {
 namespace {
 
-// Most bytes that are searched for a cluster behind ones that make no sense.
-constexpr std::uint64_t kMostBytesSearched = 64U << 20;
 // Blocks are read for as long as the file goes on.
 constexpr EbmlLimits kUnlimited = {~std::uint64_t{0}, ~std::uint64_t{0}, ~std::uint64_t{0}};
 // A track number of 8 bytes, 2 bytes of time, 1 of flags.
@@ -67,11 +65,12 @@ QMFResult MkvCursor::NextAny(MkvFoundBlock& block) {
     if (result == QMF_FAILURE) {
       const std::uint64_t at = m_place.at + 1;
       m_place = {};
-      QMF_RETURN_IF_NONZERO(SearchClusterId(at, at + kMostBytesSearched, m_place.at));
+      QMF_RETURN_IF_NONZERO(SearchClusterId(at, m_segmentEnd, m_place.at));
     } else if (result != QMF_OK) {
       return result;
     }
   }
+  m_searchLeft = kMostBytesSearched;
   return QMF_OK;
 }
 
@@ -131,8 +130,9 @@ QMFResult MkvCursor::SearchClusterId(std::uint64_t at, std::uint64_t end, std::u
   constexpr std::uint32_t kId = ElementId(Element::Cluster);
   constexpr std::array<std::uint8_t, 4> kBytes = {kId >> 24, kId >> 16 & 0xFF, kId >> 8 & 0xFF, kId & 0xFF};
   end = std::min({end, m_segmentEnd, m_reader.FileSize()});
-  while (at < end) {
+  while (at < end && m_searchLeft > 0) {
     const auto bytes = m_file.View(at, FileReader::kWindowSize);
+    m_searchLeft -= std::min<std::uint64_t>(bytes.size(), m_searchLeft);
     const auto hit = std::search(bytes.begin(), bytes.end(), kBytes.begin(), kBytes.end());
     if (hit != bytes.end()) {
       found = at + static_cast<std::uint64_t>(hit - bytes.begin());
@@ -152,7 +152,10 @@ QMFResult MkvCursor::FindCluster(std::uint64_t at, std::uint64_t end, MkvPlace& 
     EbmlElement child;
     for (std::uint64_t next = cluster.payload; m_reader.ReadHeader(next, cluster.end, child) == QMF_OK;
          next = child.end) {
-      if (child.Is(Element::Timecode)) return m_reader.Read(child, ticks);
+      if (child.Is(Element::Timecode)) {
+        m_searchLeft = kMostBytesSearched;
+        return m_reader.Read(child, ticks);
+      }
       if (!IsOneOf(child, {Element::Void, Element::Crc})) break;
     }
   }

@@ -43,7 +43,7 @@ class MkvCursor {
 
   /// Goes behind the next block that `judge(block)` takes; other blocks are passed by their headers. Where
   /// bytes make no sense the walk goes on at the next cluster. QMF_ERR_END_OF_STREAM at the end of the
-  /// segment, where the file is cut, and where the walk is ended.
+  /// segment, where the file is cut, where no cluster is near, and where the walk is ended.
   template <class Judge>
   QMFResult Next(Judge&& judge, MkvFoundBlock& block) {
     for (;;) {
@@ -66,10 +66,14 @@ class MkvCursor {
   bool TakeBlock(MkvFoundBlock& block);
   QMFResult SearchClusterId(std::uint64_t at, std::uint64_t end, std::uint64_t& found);
 
+  /// So many bytes are searched for clusters; a block, or a cluster's time, that is found renews them.
+  static constexpr std::uint64_t kMostBytesSearched = 64U << 20;
+
   FileReader& m_file;
   EbmlReader m_reader;
   const std::uint64_t m_segmentEnd;
   MkvPlace m_place;
+  std::uint64_t m_searchLeft = kMostBytesSearched;
 };
 
 }  // namespace qmf

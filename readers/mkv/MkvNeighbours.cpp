@@ -56,7 +56,7 @@ void MkvNeighbours::List() {
 }
 
 void MkvNeighbours::ReadUid(File& file) {
-  if (file.read || m_opensLeft == 0) return;
+  if (file.read) return;
   file.read = true;
   m_latest = Open(file);
   m_latestFile = &file;

@@ -12,6 +12,12 @@ namespace qmf::test {
 /// Pieces of bytes in a sea of zeros: a file of any size that takes no room.
 class SparseSource : public FileSource {
  public:
+  SparseSource() = default;
+  /// `front`, and zeros behind it.
+  template <class Bytes>
+  SparseSource(const Bytes& front, std::uint64_t fileSize)
+      : pieces{{0, {front.begin(), front.end()}}}, size(fileSize) {}
+
   std::size_t ReadAt(std::uint64_t offset, void* destination, std::size_t count) noexcept override {
     count = static_cast<std::size_t>(std::min<std::uint64_t>(count, size - std::min(offset, size)));
     std::memset(destination, 0, count);

@@ -8,6 +8,7 @@
 #include "framework/ModuleBidding.h"
 #include "tests/support/H264Writer.h"
 #include "tests/support/OpenedFile.h"
+#include "tests/support/SparseSource.h"
 
 namespace qmf::test {
 namespace {
@@ -109,6 +110,13 @@ TEST(AvcModule, CountsTheDurationOnlyWhenAsked) {
   const std::uint64_t read = file.BytesRead();
   EXPECT_EQ(file.Number(QMF_QID_TITLE_DURATION), 20000U * kFrame);
   EXPECT_EQ(file.BytesRead(), read);
+}
+
+TEST(AvcModule, SearchesNoWholeDiskForTheNextUnit) {
+  const auto stream = std::make_shared<SparseSource>(PlainStream(), std::uint64_t{1} << 31);
+  StartedFile file(kAvcModule, std::shared_ptr<FileSource>(stream));
+  EXPECT_EQ(file.Rest().size(), 6U);
+  EXPECT_LT(file.BytesRead(), AnnexBUnits::kMaxUnitSize * 3 / 2);
 }
 
 TEST(AvcModule, SeeksToRecoveryPoints) {

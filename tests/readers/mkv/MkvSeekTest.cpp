@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/readers/mkv/MkvFile.h"
+#include "tests/support/SparseSource.h"
 
 namespace qmf::test {
 namespace {
@@ -99,6 +100,15 @@ TEST_P(MkvSeekTest, LandsOnTheKeyFrameAtOrBeforeAndReadsLittle) {
 
 INSTANTIATE_TEST_SUITE_P(Indexes, MkvSeekTest,
                          testing::Values(Index::None, Index::Cues, Index::Hierarchical, Index::Wrong));
+
+TEST(MkvSeek, SearchesNoWholeDiskForAnotherCluster) {
+  const Bytes front = Header() + PutOpen(E::Segment, Info() + Tracks() + Cluster(0, Simple(1, 0, "picture")));
+  const auto file = std::make_shared<SparseSource>(front, std::uint64_t{1} << 31);
+  StartedFile film(kMkvModule, std::shared_ptr<FileSource>(file));
+  EXPECT_EQ(film.Seek(kBlockVideo, 100'000'000), 0);
+  EXPECT_EQ(film.Rest().size(), 1U);
+  EXPECT_LT(film.BytesRead(), 256U << 20) << "three searches of 64 MiB";
+}
 
 TEST(MkvSync, FollowsTheIndex) {
   MkvFile film(LongFilm(Index::Cues));
