@@ -36,6 +36,7 @@ TEST(BitstreamReader, ReadsUpToTheLastBitAndThenOnes) {
   bits.SkipBits(0);
   EXPECT_FALSE(bits.IsUnderrun());
   EXPECT_EQ(bits.ReadBits(5), 1U);  // one bit short
+  bits.SkipBits(0);
   EXPECT_TRUE(bits.IsUnderrun());
   EXPECT_TRUE(bits.ReadBit());
   EXPECT_EQ(bits.ReadUE(), 0U);
@@ -45,6 +46,8 @@ TEST(BitstreamReader, ReadsUpToTheLastBitAndThenOnes) {
   bits.Init(kNine.data(), 0);
   bits.Init(nullptr, -1);
   EXPECT_EQ(bits.ReadBits(8), 0x23U);
+  bits.Init(kNine.data(), INT32_MAX);
+  EXPECT_EQ(bits.BitsRemaining(), BitstreamReader::kMaxSize * 8);
 }
 
 TEST(BitstreamReader, ExpGolombCodes) {

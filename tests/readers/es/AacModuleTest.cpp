@@ -6,6 +6,7 @@
 #include <ranges>
 
 #include "tests/support/AdtsWriter.h"
+#include "tests/support/FaultyFile.h"
 #include "tests/support/OpenedFile.h"
 
 namespace qmf::test {
@@ -115,6 +116,11 @@ TEST(AacModule, ResynchronisesWhereFramesFollowEachOtherWithinItsLimit) {
   Bytes cut = Repeated(4);
   cut.pop_back();
   EXPECT_EQ(Opened(cut).Rest().size(), 3U);
+  // Nor is what a read brings only in part.
+  const Bytes large = Repeated(2, {.payload = Bytes(6000)});
+  StartedFile halved(kAacModule, std::shared_ptr<FileSource>(
+                                     std::make_shared<FaultyFile>(large, FileFaults{.longestRead = 2048})));
+  EXPECT_EQ(halved.Next().result, QMF_ERR_BLOCK_READ_FAILURE);
   EXPECT_EQ(Opened(Bytes(100, 0xFF)).result, QMF_ERR_INVALID_FILE);
 }
 

@@ -34,9 +34,10 @@ TEST(AvcPicture, CropsInUnitsOfTwoBeforeTheHeightIsDoubled) {
   EXPECT_EQ(picture.height, 1072U);
   EXPECT_TRUE(picture.interlaced);
 
-  sps.frame_crop_left_offset = 0xFFFFFFFF;
-  sps.pic_height_in_map_units_minus1 = 0xFFFFFFFE;
-  EXPECT_EQ(DeriveAvcPicture(sps).width, 1920U + 2U - 6U);  // wraps
+  sps.pic_width_in_mbs_minus1 = sps.pic_height_in_map_units_minus1 = 0x7FFFFFFF;  // wraps to none
+  picture = DeriveAvcPicture(sps);
+  EXPECT_EQ(picture.width, 0U - 8U);
+  EXPECT_EQ(picture.height, 0U - 16U);
 }
 
 TEST(AvcPicture, HalvesTheTimeScaleUnlessPicturesMayBeFields) {

@@ -134,6 +134,7 @@ TEST(SrtModule, ReadsEveryEncoding) {
   // A line of 999 units of three bytes each, of which 999 bytes are kept.
   const std::string wide = Repeated(999, "\xE2\x82\xAC") + "\n";
   EXPECT_THAT(TextsOf(Utf16(One(wide), false, true)), ElementsAre(Repeated(333, "\xE2\x82\xAC")));
+  EXPECT_EQ(Opened(Utf16(One(wide), false, true)).Number(QMF_QID_TITLE_DURATION), 30'000'000U);
 }
 
 TEST(SrtModule, RefusesOtherEncodings) {

@@ -5,6 +5,7 @@
 #include <set>
 
 #include "tests/support/EbmlBuilder.h"
+#include "tests/support/FaultyFile.h"
 
 namespace qmf::test {
 namespace {
@@ -145,6 +146,26 @@ TEST(EbmlReader, RefusesWhatExceedsALimitOrTheFile) {
   EXPECT_EQ(Opened(kept, {.bytesKept = 99}).Read(binary), QMF_FAILURE);
   EXPECT_EQ(Opened(kept, {.bytesKept = 100}).Read(binary), QMF_OK);
   EXPECT_EQ(Opened(kept, {.elements = 0}).Header(), QMF_ERR_END_OF_STREAM);
+  EXPECT_EQ(Opened(Text(E::Title, "a text"), {.bytesKept = 11}).Read(text), QMF_FAILURE);
+}
+
+// All of it is in the file, but behind the header nothing can be read.
+TEST(EbmlReader, TakesNothingFromAReadThatBringsNothing) {
+  const Bytes bytes = Text(E::Title, "8 bytes.");
+  FileReader file(
+      std::make_shared<FaultyFile>(bytes, FileFaults{.longestRead = bytes.size() - 8, .failingRead = 2}));
+  EbmlReader reader(file, std::pmr::new_delete_resource());
+  EbmlElement element;
+  ASSERT_EQ(reader.ReadHeader(0, bytes.size(), element), QMF_OK);
+  const auto expectNothing = [&](auto value) {
+    EXPECT_EQ(reader.Read(element, value), QMF_ERR_END_OF_STREAM);
+    EXPECT_EQ(value, decltype(value){});
+  };
+  expectNothing(std::uint64_t{0});
+  expectNothing(0.0);
+  expectNothing(std::pmr::u16string());
+  expectNothing(std::pmr::vector<std::uint8_t>());
+  expectNothing(std::pmr::vector<std::uint64_t>());
 }
 
 }  // namespace

@@ -3,7 +3,10 @@
 #include <gtest/gtest.h>
 #include <zlib.h>
 
+#include <limits>
+
 #include "tests/readers/mkv/MkvFile.h"
+#include "tests/support/FaultyFile.h"
 
 namespace qmf::test {
 namespace {
@@ -200,10 +203,22 @@ TEST(MkvBlocks, AreFoundInOpenClustersAndBehindGarbage) {
 }
 
 TEST(MkvBlocks, StretchTheTicksOfTheirTrack) {
-  MkvPlayer film(
-      WithClusters(Cluster(100, Simple(1, 10, "v") + Simple(2, 10, "a")), Float(E::TrackTimecodeScale, 2.5)));
-  EXPECT_EQ(film.Next().time, 1'100'000);
-  EXPECT_EQ(film.Next().time, 1'250'000);
+  constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
+  for (const auto& [scale, time] : {std::pair(2.5, 1'250'000), {kNone, 1'100'000}, {1e30, 1'100'000}}) {
+    MkvPlayer film(WithClusters(Cluster(100, Simple(1, 10, "v") + Simple(2, 10, "a")),
+                                Float(E::TrackTimecodeScale, scale)));
+    EXPECT_EQ(film.Next().time, 1'100'000);
+    EXPECT_EQ(film.Next().time, time);
+  }
+}
+
+TEST(MkvBlocks, OfWhichOnlyAPartCanBeReadAreNotDelivered) {
+  for (const Bytes& encodings : {Bytes(), Encodings({{3, {'a'}}})}) {
+    const Bytes file = WithClusters(Cluster(0, Simple(2, 0, std::string(100'000, 'x'))), encodings);
+    StartedFile film(kMkvModule, std::shared_ptr<FileSource>(
+                                     std::make_shared<FaultyFile>(file, FileFaults{.longestRead = 4096})));
+    EXPECT_EQ(film.Next().result, QMF_ERR_END_OF_STREAM);
+  }
 }
 
 TEST(MkvBlocks, OfOneStreamAreReadWithoutTheOthersPayload) {

@@ -171,6 +171,11 @@ TEST(MkvAudioFormat, DescribesTracks) {
       {"A_PCM/FLOAT/IEEE", AudioGroup(48000, 6, 24), {0x11, 3, 6, 48000, 864'000, 18, 24, 0, 0, {}}},
       // The track's own channel count, none, is reckoned with; the record still says 1.
       {"A_PCM/INT/LIT", frames + unchanneled, {0x11, 1, 1, 48000, 0, 0, 16, 0, 0, {}}},
+      // Absurd rates wrap in 32 bits; samples of a frame that no number holds are none.
+      {"A_PCM/INT/LIT", AudioGroup(4e9, 2, 32), {0x11, 1, 2, 4'000'000'000, 861'487'104, 8, 32, 0, 0, {}}},
+      {"A_AAC",
+       Unsigned(E::DefaultDuration, ~0ULL) + AudioGroup(4e9, 2, 16),
+       {0x11, 0xFF, 2, 4'000'000'000, 0, 0, 16, 0, 0, {}}},
       // Private data of up to 21 bytes are copied.
       {"A_AC3", extra(21), {0x11, 0x2000, 1, 8000, 0, 0, 0, 0, 21, {}}, 21},
       {"A_AC3", extra(22), {0x11, 0x2000, 1, 8000, 0, 0, 0, 0, 0, {}}},

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
+#include <deque>
 
 #include "readers/mkv/MkvRecords.h"
 #include "tests/readers/mkv/MkvFile.h"
@@ -24,9 +26,12 @@ Bytes Atom(std::uint64_t start, std::uint64_t end, const Bytes& uid = {}, std::u
   return Put(E::ChapterAtom, atom);
 }
 
+Bytes Edition(std::uint64_t uid, const Bytes& atoms) {
+  return Put(E::EditionEntry, Unsigned(E::EditionUid2, uid) + Unsigned(E::EditionFlagOrdered, 1) + atoms);
+}
+
 Bytes Ordered(std::uint64_t uid, const Bytes& atoms) {
-  return Put(E::Chapters, Put(E::EditionEntry,
-                              Unsigned(E::EditionUid2, uid) + Unsigned(E::EditionFlagOrdered, 1) + atoms));
+  return Put(E::Chapters, Edition(uid, atoms));
 }
 
 // Eight seconds. Pictures stand at every half second, named by `name` and a letter for their number, key
@@ -100,7 +105,8 @@ TEST(MkvLinked, PlaysTheChaptersInTheirOrder) {
        "pi0 p40 pj500 pa1000 p01000 oa1500 o01500 "},
       {"a stretch of it", Atom(500, 1200, kOpening, 7), 700, "pi-500 pj0 pa500 p0500 "},
       {"an edition that is not there", Atom(0, 500, kOpening, 99), 500, "pa0 p00 "},
-      {"editions that play each other", Atom(0, 9000, kEnding, 8), 9000, nullptr},
+      {"an edition that plays itself", Atom(0, 2500, kEnding, 8), 2500,
+       "pi0 p40 ea500 e0500 eb1000 ec1500 e11500 ed2000 "},
       {"nothing", Atom(0, 500, kNowhere), 8000, nullptr},
   };
   for (const auto& row : rows) {
@@ -113,6 +119,52 @@ TEST(MkvLinked, PlaysTheChaptersInTheirOrder) {
     const std::string blocks = Told(film.All());
     EXPECT_EQ(row.blocks != nullptr ? row.blocks : blocks, blocks) << row.what;
   }
+}
+
+std::int64_t Milliseconds(const Bytes& chapters) {
+  return static_cast<std::int64_t>(
+             MkvFile(EightSeconds(kOwn, 'o', chapters)).Number(QMF_QID_TITLE_DURATION)) /
+         kMs;
+}
+
+TEST(MkvLinked, FollowsEditionsNeitherTooDeepNorForTooLong) {
+  // Editions of which each plays the next one `times` times, the last of them `inmost`; the first also
+  // `more`.
+  const auto nested = [](std::uint64_t depth, int times, const Bytes& inmost, const Bytes& more) {
+    Bytes editions;
+    for (std::uint64_t uid = 1; uid <= depth; ++uid) {
+      Bytes atoms;
+      for (int i = 0; i < times; ++i) atoms += uid == depth ? inmost : Atom(0, 9000, {}, uid + 1);
+      editions += Edition(uid, uid == 1 ? atoms + more : atoms);
+    }
+    return Milliseconds(Put(E::Chapters, editions));
+  };
+  EXPECT_EQ(nested(8, 1, Atom(0, 500), {}), 500);
+  EXPECT_EQ(nested(9, 1, Atom(0, 500), {}), 9000) << "the eighth is played as it stands";
+  EXPECT_EQ(nested(5, 10, Atom(700, 600), Atom(0, 1000)), 8000) << "behind 100,000 chapters of no length";
+  constexpr std::int64_t kLongest = 18'446'744'000'000;
+  Bytes centuries;
+  for (int i = 0; i < 60; ++i) centuries += Atom(0, kLongest);
+  EXPECT_EQ(Milliseconds(Ordered(1, centuries)), 13 * kLongest);
+}
+
+TEST(MkvLinked, OpensAHundredFilesAndFollowsTheOrderOfFour) {
+  std::deque<std::u16string> names;
+  std::deque<Neighbour> files;
+  Bytes atoms;
+  for (std::uint8_t i = 10; i < 130; ++i) {
+    names.push_back(std::u16string{static_cast<char16_t>(0x4E00 + i)} + u".mkv");
+    files.emplace_back(names.back().c_str(), EightSeconds({i}, 'n', Ordered(7, Atom(0, 1))));
+    atoms += Atom(0, 2, {i}, 7);
+  }
+  const auto wereRead = [&] {
+    return std::ranges::count_if(files, [](const Neighbour& file) { return file.BytesRead() > 0; });
+  };
+  EXPECT_EQ(Milliseconds(Ordered(1, atoms)), 4 * 1 + 95 * 2);
+  EXPECT_EQ(wereRead(), 99);
+  EXPECT_EQ(Milliseconds(Ordered(1, Atom(0, 1, kNowhere))), 8000);
+  EXPECT_EQ(wereRead(), 100);
+  while (!files.empty()) files.pop_back();  // Their names end in the order opposite to that of their making.
 }
 
 TEST(MkvLinked, IsSoughtInTheTimeOfTheOrder) {
@@ -166,7 +218,10 @@ TEST(MkvLinked, NamesTheFilesAndTracksThatBelongToIt) {
   const auto file = [](const Bytes& info, const Bytes& video) {
     return Segment(Put(E::SegmentInfo, info) + Tracks({}, video) + Void(100));
   };
-  const Neighbour next(u"part2.mkv", file(Put(E::SegmentUid, kOpening), Unsigned(E::TrackUid, 22)));
+  const Bytes part2 = file(Put(E::SegmentUid, kOpening), Unsigned(E::TrackUid, 22));
+  const Neighbour next(u"part2.mkv", part2);
+  const Neighbour above(u"../part2.mkv", part2);
+  const Neighbour elsewhere(u"//server/part2.mkv", part2);
   MkvFile film(file(Put(E::NextUid, kOpening) + Put(E::PrevUid, kNowhere),
                     Unsigned(E::TrackUid, 11) + Unsigned(E::EnhancedTrackUid, 22) +
                         Put(E::EnhancedTrackSegUid, kOpening) + Unsigned(E::MasterTrackUid, 11)));

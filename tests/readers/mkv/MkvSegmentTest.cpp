@@ -67,7 +67,7 @@ TEST(MkvSegment, ChecksTheSizesOfTheInformation) {
   EXPECT_EQ(Parsed(WithInfo({})).segment.info->timecodeScale, 1'000'000U);
   // What is unknown or of no interest is passed over; a short UID ends with zeros.
   const Parsed odd(WithInfo(Put(E::Crc, Bytes(4)) + Void(3) + ElementHead(0x4461, 8) + Bytes(8) +
-                            Put(E::SegmentUid, {1, 2, 3})));
+                            Put(E::SegmentUid, Bytes(16, 9)) + Put(E::SegmentUid, {1, 2, 3})));
   ASSERT_TRUE(odd.segment.info);
   EXPECT_EQ(odd.segment.info->segmentUid, (MkvSegmentUid{1, 2, 3}));
 }
