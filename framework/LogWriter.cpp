@@ -46,8 +46,7 @@ void AppendAscii(std::pmr::u16string& text, std::string_view ascii) {
 }
 
 std::int32_t Checksum(const QMFBlock& block) {
-  const std::uint32_t size = block.data != nullptr ? std::min(block.size, block.capacity) : 0;
-  return static_cast<std::int32_t>(crc32_z(0, size > 0 ? block.data : Z_NULL, size));
+  return static_cast<std::int32_t>(crc32_z(0, block.data, std::min(block.size, block.capacity)));
 }
 
 void AppendQueryName(std::pmr::u16string& text, std::uint32_t qid) {

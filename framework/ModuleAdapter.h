@@ -156,10 +156,10 @@ class ModuleAdapter {
 
   // A failed read leaves a block of no bytes: callers checksum `size` bytes whatever the result.
   template <class Call>
-  static QMFResult WithBlock(QMFModuleHandle handle, QMFBlock* block, Call&& call) noexcept {
-    if (block == nullptr) return QMF_ERR_BLOCK_BUFFER_NULL;
-    block->size = 0;
-    if (block->data == nullptr) return QMF_ERR_BLOCK_BUFFER_NULL;
+  static QMFResult WithBlock(QMFModuleHandle handle, QMFBlock* block, bool hasOutputs, Call&& call) noexcept {
+    if (block != nullptr) block->size = 0;
+    if (!hasOutputs) return QMF_NULL_ARGUMENT;
+    if (block == nullptr || block->data == nullptr) return QMF_ERR_BLOCK_BUFFER_NULL;
     const QMFResult result = WithReader(handle, call);
     if (IsFailure(result)) block->size = 0;
     return result;
@@ -167,16 +167,15 @@ class ModuleAdapter {
 
   static QMFResult ReadNextBlock(QMFModuleHandle handle, std::uint32_t* blockType, std::uint32_t* stream,
                                  QMFBlock* block, std::int64_t* time) {
-    if (blockType == nullptr || stream == nullptr || time == nullptr) return QMF_NULL_ARGUMENT;
-    return WithBlock(handle, block, [&](Opened& reader) {
+    const bool hasOutputs = blockType != nullptr && stream != nullptr && time != nullptr;
+    return WithBlock(handle, block, hasOutputs, [&](Opened& reader) {
       return reader.ReadNextBlock(*blockType, *stream, *block, *time);
     });
   }
 
   static QMFResult ReadNextBlockByStream(QMFModuleHandle handle, std::uint32_t blockType,
                                          std::uint32_t stream, QMFBlock* block, std::int64_t* time) {
-    if (time == nullptr) return QMF_NULL_ARGUMENT;
-    return WithBlock(handle, block, [&](Opened& reader) {
+    return WithBlock(handle, block, time != nullptr, [&](Opened& reader) {
       return reader.ReadNextBlockByStream(blockType, stream, *block, *time);
     });
   }

@@ -3,6 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <array>
+#include <functional>
+#include <memory_resource>
 #include <thread>
 
 #include "framework/LogWriter.h"
@@ -144,6 +147,18 @@ TEST_F(ContainerTest, ChecksComeInTheirOrder) {
   test::ResetFakes();
 }
 
+TEST_F(ContainerTest, WhoeverHoldsAClosedContainerIsRefused) {
+  // Nothing that was given back is used again here.
+  std::array<std::byte, 65536> area;
+  std::pmr::monotonic_buffer_resource memory(area.data(), area.size(), std::pmr::null_memory_resource());
+  ASSERT_EQ(OpenContainer(&m_container, u"a", &memory), QMF_OK);
+  const QMFModuleInstance* const instance = m_container->instances[0];
+  EXPECT_EQ(CloseContainer(m_container), QMF_OK);
+  for (const QMFResult result : CallAll()) EXPECT_EQ(result, QMF_FAILURE);
+  EXPECT_EQ(CloseContainer(std::exchange(m_container, nullptr)), QMF_FAILURE);
+  EXPECT_EQ(instance->mark, 0);
+}
+
 TEST_F(ContainerTest, CloseReportsAMissingInstanceAndStillClosesTheRest) {
   ASSERT_EQ(Open(u"a;b"), QMF_OK);
   QMFContainer* const broken = std::exchange(m_container, nullptr);
@@ -249,6 +264,41 @@ TEST_F(TwoPieceTest, BlocksOfAllPiecesComeInTimeOrder) {
   // In file order within a piece (30 before 20), in time order between pieces; streams of the second count
   // on.
   EXPECT_THAT(seen, ElementsAre("2/0@0+2", "3/0@10+2", "1/2@25+3", "1/1@30+100000", "2/0@20+2", "2/1@40+0"));
+}
+
+TEST_F(TwoPieceTest, WhatWasReadAheadGoesWithTheTitleAndThePosition) {
+  std::uint8_t bytes[8];
+  QMFBlock block;
+  block.data = bytes;
+  block.capacity = sizeof(bytes);
+  std::uint32_t number = 0;
+  std::int64_t time = 0;
+  const auto read = [&] { return ReadNextBlock(m_container, &number, &number, &block, &time); };
+  const std::function<QMFResult()> moves[] = {
+      [&] { return SetTitle(m_container, 0); },
+      [&] { return SetPosition(m_container, kBlockVideo, 0, &time); }};
+  for (const auto& move : moves) {
+    Fake(1).blocks = {{kBlockVideo, 0, 0, "v0"}};
+    Fake(2).blocks = {{kBlockVideo, 0, 10, "ahead"}};
+    EXPECT_EQ(read(), QMF_OK);
+    Fake(2).blocks = {{kBlockVideo, 0, 10, "anew"}};
+    EXPECT_EQ(move(), QMF_OK);
+    EXPECT_EQ(read(), QMF_OK);
+    EXPECT_EQ(block.size, 4U);
+    EXPECT_EQ(move(), QMF_OK);
+  }
+  // A block that nobody can hold is not read ahead.
+  EXPECT_EQ(CloseContainer(m_container), QMF_OK);
+  Fake(1).slots.ReadNextBlock = [](QMFModuleHandle, std::uint32_t*, std::uint32_t*, QMFBlock* wanted,
+                                   std::int64_t*) -> QMFResult {
+    wanted->required = (256U << 20) + 1;
+    return QMF_ERR_BLOCK_BUFFER_TOO_SMALL;
+  };
+  test::TestMemory memory;
+  ASSERT_EQ(OpenContainer(&m_container, u"a;b", &memory), QMF_OK);
+  EXPECT_EQ(read(), QMF_ERR_BLOCK_BUFFER_TOO_SMALL);
+  EXPECT_LT(memory.peak, 1U << 20);
+  EXPECT_EQ(CloseContainer(std::exchange(m_container, nullptr)), QMF_OK);
 }
 
 TEST_F(ContainerTest, EveryFailedAllocationIsMinusTenAndLeaksNothing) {

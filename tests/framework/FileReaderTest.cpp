@@ -100,14 +100,5 @@ TEST_F(FileReaderTest, WhatIsNoRegularFileIsRefusedAtOnce) {
   EXPECT_EQ(Open(u"http://host/film.mkv"), QMF_ERR_REMOTE_FILE_UNSUPPORTED);
 }
 
-TEST_F(FileReaderTest, AnOpenFileCanBeRenamedAndDeleted) {
-  const std::u16string path = Write("data", Pattern(5000));
-  std::shared_ptr<FileReader> reader;
-  ASSERT_EQ(FileReader::Open(path.c_str(), nullptr, reader), QMF_OK);
-  std::filesystem::rename(path, m_folder / "renamed");
-  EXPECT_TRUE(std::filesystem::remove(m_folder / "renamed"));
-  EXPECT_EQ(reader->View(0, 5).size(), 5U);
-}
-
 }  // namespace
 }  // namespace qmf
