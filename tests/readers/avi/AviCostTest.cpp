@@ -106,18 +106,5 @@ TEST(AviLargeFiles, AreReadFromTheDisk) {
   std::filesystem::remove(path);
 }
 
-TEST(AviCost, ChainsAndTinyChunksEndWithinTheBudget) {
-  // 300,000 RIFFs behind the title, and as many chunks inside it.
-  AviParts parts;
-  for (int i = 0; i < 300'000; ++i) parts.behindRiff += "RIFF" + Le(4, 4) + "AVIX";
-  OpenedFile extended(kAviModule, parts.Build());
-  ASSERT_EQ(extended.SetTitle(), QMF_OK);
-  EXPECT_EQ(extended.Number(QMF_QID_HAS_TITLE_DRMICP), 0U);
-  EXPECT_EQ(extended.RestOf(kBlockVideo).size(), 1U);
-  parts = {};
-  parts.beforeMovi = Bytes(8 * 300'000, '\0');
-  EXPECT_EQ(OpenedFile(kAviModule, parts.Build()).SetTitle(), QMF_ERR_MOVI_NOT_FOUND);
-}
-
 }  // namespace
 }  // namespace qmf::test

@@ -7,6 +7,7 @@
 
 #include "readers/avi/AviModule.h"
 #include "tests/support/AviBuilder.h"
+#include "tests/support/FaultyFile.h"
 #include "tests/support/OpenedFile.h"
 
 namespace qmf::test {
@@ -164,6 +165,8 @@ TEST(AviHeaderScan, CountersThatWrapAdmitNothingMore) {
 TEST(AviHeaderScan, ProtectionRecordsCountByPlaceAndSize) {
   const Bytes meta = Riff("META", List("QXRL", Chunk("JUNK", "x") + Chunk("dpic", "picture")));
   const Bytes extension = Riff("AVIX", List("movi", ""));
+  const Bytes behindItsRiff =
+      "RIFF" + Le(16, 4) + "METALIST" + Le(100, 4) + "QXRL" + Chunk("dpic", "picture");
   const std::tuple<std::size_t, std::size_t, Bytes, std::uint64_t, std::uint64_t> rows[] = {
       {2232, 0, "", 1, 0},
       {2231, 0, "", 0, 0},
@@ -173,6 +176,7 @@ TEST(AviHeaderScan, ProtectionRecordsCountByPlaceAndSize) {
       {1, 0, extension + extension + meta, 0, 1},
       {1, 0, Riff("MENU", "") + meta, 0, 1},
       {1, 0, Riff("DATA", "") + meta, 0, 0},
+      {1, 0, behindItsRiff, 0, 0},
   };
   for (const auto& [size, stream, behindRiff, hasRecord, hasPicture] : rows) {
     AviParts parts;
@@ -183,20 +187,21 @@ TEST(AviHeaderScan, ProtectionRecordsCountByPlaceAndSize) {
     EXPECT_EQ(avi.SetTitle(), QMF_OK);
     ExpectNumbers(avi, {{QMF_QID_HAS_TITLE_DRM1, hasRecord}, {QMF_QID_HAS_TITLE_DRMICP, hasPicture}});
   }
+  // The file says that it holds the picture, and does not.
+  AviParts parts;
+  parts.behindRiff = Riff("META", List("QXRL", Chunk("dpic", "picture", 1000)));
+  const Bytes bytes = parts.Build();
+  const std::span<const std::uint8_t> there(reinterpret_cast<const std::uint8_t*>(bytes.data()),
+                                            bytes.size());
+  OpenedFile lying(kAviModule, std::shared_ptr<FileSource>(new FaultyFile(there, {.statedSize = 1 << 20})));
+  EXPECT_EQ(lying.SetTitle(), QMF_OK);
+  ExpectNumbers(lying, {{QMF_QID_HAS_TITLE_DRMICP, 0}});
 }
 
 TEST(AviModule, FillsItsSlots) {
-  const QMFModuleEntryPoints& slots = *kAviModule.entryPoints;
-  EXPECT_THAT(FilledSlots(slots),
+  EXPECT_THAT(FilledSlots(*kAviModule.entryPoints),
               ::testing::ElementsAre(0, 1, 2, 3, 5, 7, 8, 9, 10, 11, 12, 13, 14, 17, 21, 22, 23, 24, 25));
-  const OpenedFile avi(kAviModule, AviParts().Build());
-  for (const auto unnamed : {slots.slots4to6[1], slots.slots19to27[2], slots.slots19to27[6]}) {
-    EXPECT_EQ(unnamed(nullptr), QMF_NULL_ARGUMENT);
-    EXPECT_EQ(unnamed(avi.Handle()), QMF_OK);
-  }
-  EXPECT_EQ(slots.SetTitle(nullptr, 0), QMF_NULL_ARGUMENT);
-  EXPECT_EQ(slots.SetMenu(nullptr, 0), QMF_NULL_ARGUMENT);
-  EXPECT_EQ(slots.SetMenu(avi.Handle(), 7), QMF_OK);
+  EXPECT_EQ(AviReader::SetMenu(7), QMF_OK);
 }
 
 }  // namespace

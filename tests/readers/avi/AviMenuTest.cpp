@@ -3,11 +3,11 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <map>
+#include <sstream>
 
 #include "framework/ModuleAdapter.h"
-#include "readers/avi/AviModule.h"
-#include "tests/support/AviBuilder.h"
-#include "tests/support/OpenedFile.h"
+#include "tests/readers/avi/AviMedia.h"
 #include "tests/support/TestMemory.h"
 
 namespace qmf::test {
@@ -157,6 +157,41 @@ TEST_F(AviMenuDiscovery, MenuNamesTheTitles) {
     EXPECT_EQ(script.closed, 0);
   }
   EXPECT_EQ(script.closed, 1);
+}
+
+// All that a title says of itself and holds, and the memory that it takes.
+std::string Say(OpenedFile& avi, std::uint32_t title, const TestMemory& memory) {
+  std::ostringstream said;
+  said << IsFailure(avi.SetTitle(title));
+  for (const auto& [type, stream] : {std::pair(kBlockVideo, 0U), {kBlockAudio, 0U}, {kBlockAudio, 1U}}) {
+    (void)avi.Activate(type, stream);
+  }
+  for (const ReadBlock& block : avi.Rest()) said << ' ' << ::testing::PrintToString(block);
+  for (const QueryIdRow& row : QueryIdTable()) said << ' ' << ::testing::PrintToString(avi.Number(row.value));
+  said << ' ' << ::testing::PrintToString(avi.Text(QMF_QID_GET_TOOL_VERSION)) << ' ' << memory.InUse();
+  return said.str();
+}
+
+TEST_F(AviMenuDiscovery, TitlesLeaveNothingToEachOther) {
+  AviParts named;
+  named.streams = {AudioStream({}, {}, Chunk("strn", "name") + Chunk("indx", Bytes(24, '\0'))),
+                   VideoStream({}, {}, Chunk("strn", "name") + Chunk("strd", Bytes(2232, 'd')))};
+  named.beforeMovi = List("INFO", Chunk("ISFT", "tool"));
+  AviParts broken = named;
+  broken.streams.push_back(List("strl", Strh({.type = "txts"}) + VideoStrf({})));
+  Bytes file = MakeAvi(MakeSamples(60), kRelativeIndex) + Riff("MENU", "menu");
+  script.mainOffsets = {0};
+  for (const Bytes& title : {MakeAvi(MakeSamples(30), kRelativeIndex), broken.Build(), named.Build()}) {
+    script.mainOffsets.push_back(file.size());
+    file += title;
+  }
+  TestMemory memory;
+  OpenedFile avi(kWithMenu, file, &memory);
+  std::map<std::uint32_t, std::string> first;
+  for (const std::uint32_t title : {0U, 1U, 2U, 3U, 1U, 0U, 2U, 0U, 0U, 3U, 2U, 2U, 3U, 1U}) {
+    const std::string said = Say(avi, title, memory);
+    EXPECT_EQ(first.emplace(title, said).first->second, said) << title;
+  }
 }
 
 TEST_F(AviMenuDiscovery, UnusableMenuIsClosedAndForgotten) {
