@@ -244,6 +244,18 @@ TEST(HostileFiles, StayWithinTheirBudgets) {
   }
 }
 
+// What else is asked has no budget, but an end: containers are never searched from front to back.
+TEST(HostileFiles, AnswerWhateverAContainerIsAsked) {
+  SetLogOff();
+  for (const Hostile& file : HostileFiles()) {
+    const std::string extension = file.extension;
+    if (extension != "mkv" && extension != "avi" && extension != "mp4") continue;
+    const auto endless = std::make_shared<EndlessFile>(file.front, file.pattern, 20 * kGiB);
+    EXPECT_EQ(Complaint([&] { (void)TakeRoad("hostile." + extension, endless, Use::kEverything); }), "")
+        << file.name << " in ." << extension;
+  }
+}
+
 // Files too long to be walked tell their length by samples: here one stream over and over.
 TEST(LongStreams, TellTheirLengthWithinOnePercent) {
   SetLogOff();
@@ -316,9 +328,12 @@ TEST_F(OddFiles, WhatIsNoFileCannotBeOpened) {
   ASSERT_LT(socket.size(), sizeof(address.sun_path));
   std::memcpy(address.sun_path, socket.c_str(), socket.size());
   ASSERT_EQ(::bind(server, reinterpret_cast<const sockaddr*>(&address), sizeof(address)), 0);
+  const auto descriptors = [] { return std::distance(fs::directory_iterator("/proc/self/fd"), {}); };
+  const auto before = descriptors();
   for (const char* name : {"folder.mkv", "pipe.mkv", "device.mkv", "socket.mkv", "loop.mkv", "missing.mkv"}) {
     EXPECT_EQ(Open(named(name)), QMF_FILE_NOT_OPENED) << name;
   }
+  EXPECT_EQ(descriptors(), before);
   ::close(server);
 }
 

@@ -113,6 +113,11 @@ TEST(Mp4Queries, GiveTheCodecConfigurationAndItsParameterSets) {
   Bytes got(sps.size());
   EXPECT_EQ(file.FillBytes(QMF_QID_SPS_DATA, got.data(), got.size()), QMF_OK);
   EXPECT_EQ(got, sps);
+  for (const std::size_t size : {std::size_t{1} << 20, (std::size_t{1} << 20) + 1}) {
+    const Bytes config = AtomBuilder().Begin("avcC").Zeros(size).End().Take();
+    StartedFile large(kMp4Module, MovieOf(Track("vide", VideoEntry("avc1", 64, 48, config))));
+    EXPECT_EQ(large.Number(QMF_QID_VIDEO_CODEC_PRIVATE_DATA_SIZE), size > 1U << 20 ? 0 : size);
+  }
 }
 
 struct AudioRow {

@@ -94,9 +94,9 @@ TEST(Mp4Header, InflatesACompressedMovieWithinItsDeclaredSize) {
   ExpectGoodMovie(packed);
   Bytes damaged = packed;
   damaged[damaged.size() / 2] ^= 0xFF;
-  // 32 MiB of zeros pack well; they stay packed.
+  // 32 MiB of zeros pack well; they stay packed, even behind a movie.
   for (const Bytes& bad : {damaged, CompressedMovie(movie, size - 1), CompressedMovie(packed, 1 << 20),
-                           CompressedMovie(Bytes(32U << 20), UINT32_MAX)}) {
+                           CompressedMovie(movie + Bytes(32U << 20), UINT32_MAX)}) {
     EXPECT_EQ(ResultOf(bad), QMF_ERR_BAD_STRUCTURE) << bad.size();
   }
 }
@@ -115,6 +115,10 @@ TEST(Mp4Header, NeedsAMovieAndDropsTracksWithoutTheirParts) {
     EXPECT_EQ(movie.Number(QMF_QID_NUM_TITLEMEDIA_VIDEOMEDIA), 0U) << part;
     EXPECT_EQ(movie.Number(QMF_QID_NUM_TITLEMEDIA_AUDIOMEDIA), 1U) << part;
   }
+  MovieSpec crowd;
+  crowd.tracks.assign(1025, VideoTrack());
+  EXPECT_EQ(StartedFile(kMp4Module, MakeMovieAtom(crowd, 0)).Number(QMF_QID_NUM_TITLEMEDIA_VIDEOMEDIA),
+            1024U);
 }
 
 TEST(Mp4Header, SurvivesEveryCutAndReadsWhatIsLeft) {

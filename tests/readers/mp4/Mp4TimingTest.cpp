@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "readers/mp4/Mp4Time.h"
 #include "tests/readers/mp4/Mp4Movies.h"
 
@@ -69,6 +71,13 @@ TEST(Mp4Duration, IsThatOfTheLongestEnabledTrackAfterItsEdits) {
   EXPECT_EQ(StartedFile(kMp4Module, MakeMovie(spec)).Number(QMF_QID_TITLE_DURATION), 40'000'000U);
   spec.tracks[0].flags = 0;
   EXPECT_EQ(StartedFile(kMp4Module, MakeMovie(spec)).Number(QMF_QID_TITLE_DURATION), 100'000'000U);
+  // A table is no longer than its atom.
+  spec.tracks = {VideoTrack()};
+  spec.tracks[0].edits = Edits({{3000, 0}});
+  Bytes lying = MakeMovie(spec);
+  const std::string_view table = "elst";
+  *(std::search(lying.begin(), lying.end(), table.begin(), table.end()) + 11) = 9;
+  EXPECT_EQ(StartedFile(kMp4Module, lying).Number(QMF_QID_TITLE_DURATION), 30'000'000U);
 }
 
 TEST(Mp4Rate, IsTheAverageOverAllSamples) {
