@@ -107,8 +107,8 @@ struct CMP4Budget {
 
   FileReader::Limit For(FileReader& file) const { return {file, bytes, looks}; }
 };
-inline constexpr CMP4Budget kMovieBudget = {5U << 20, 100'000};
-inline constexpr CMP4Budget kDurationBudget = {7U << 20, 100'000};
+inline constexpr CMP4Budget kMovieBudget = {5U << 20, 60'000};
+inline constexpr CMP4Budget kDurationBudget = {7U << 20, 80'000};
 inline constexpr CMP4Budget kVideoFormatBudget = {2U << 20, 30'000};
 inline constexpr CMP4Budget kAudioFormatBudget = {3U << 19, 10'000};
 
