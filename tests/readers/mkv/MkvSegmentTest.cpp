@@ -190,14 +190,5 @@ TEST(MkvSegment, ReportsBrokenTracks) {
   EXPECT_EQ(Parsed(Segment(Info() + Put(E::Tracks, {}) + Void(100))).result, QMF_OK);
 }
 
-TEST(MkvSegment, StopsAtTheElementBudget) {
-  Bytes many;
-  for (int i = 0; i < 300'000; ++i) many += Bytes{0xEC, 0x80};
-  const Parsed parsed(Segment(Info() + many + SomeTracks()));
-  EXPECT_EQ(parsed.result, QMF_OK);
-  EXPECT_TRUE(parsed.segment.info);
-  EXPECT_FALSE(parsed.segment.hasTracks);
-}
-
 }  // namespace
 }  // namespace qmf::test
