@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Fills tests/fuzz/corpus with the fewest small inputs that reach every edge that fuzzing has reached so far.
+"""Fills tests/fuzz/corpus with the fewest inputs that reach every edge that the first 4 KiB of all inputs reach.
 
     tests/fuzz/keep.py [TARGET...]
 
