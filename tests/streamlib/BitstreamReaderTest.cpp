@@ -13,8 +13,6 @@ namespace {
 using SPL::BitstreamReader;
 using Bytes = std::vector<std::uint8_t>;
 
-const Bytes kNine = {0x01, 0x23, 0x45, 0x67, 0x89, 0xAB, 0xCD, 0xEF, 0x01};
-
 BitstreamReader Over(const Bytes& bytes, bool strip = false) {
   BitstreamReader bits(strip);
   bits.Init(bytes.data(), static_cast<std::int32_t>(bytes.size()));
@@ -29,7 +27,8 @@ Bytes ReadBytes(const Bytes& bytes, bool strip) {
 }
 
 TEST(BitstreamReader, ReadsUpToTheLastBitAndThenOnes) {
-  BitstreamReader bits = Over(kNine);
+  const Bytes nine = {0x01, 0x23, 0x45, 0x67, 0x89, 0xAB, 0xCD, 0xEF, 0x01};
+  BitstreamReader bits = Over(nine);
   bits.SkipBits(28);
   EXPECT_EQ(bits.ReadBits(8), 0x78U);  // across the first two words
   EXPECT_EQ(bits.ReadBits(32), 0x9ABCDEF0U);
@@ -41,41 +40,29 @@ TEST(BitstreamReader, ReadsUpToTheLastBitAndThenOnes) {
   EXPECT_TRUE(bits.ReadBit());
   EXPECT_EQ(bits.ReadUE(), 0U);
   // Empty buffers leave a reader as it was.
-  bits = Over(kNine);
+  bits = Over(nine);
   bits.SkipBits(8);
-  bits.Init(kNine.data(), 0);
+  bits.Init(nine.data(), 0);
   bits.Init(nullptr, -1);
   EXPECT_EQ(bits.ReadBits(8), 0x23U);
-  bits.Init(kNine.data(), INT32_MAX);
+  bits.Init(nine.data(), INT32_MAX);
   EXPECT_EQ(bits.BitsRemaining(), BitstreamReader::kMaxSize * 8);
 }
 
 TEST(BitstreamReader, ExpGolombCodes) {
-  const Bytes codes = BitWriter()
-                          .UE(0)
-                          .UE(6)
-                          .SE(1)
-                          .SE(-1)
-                          .SE(2)
-                          .UE(0xFFFFFFFE)
-                          .UE(0xFFFFFFFF)
-                          .SE(-0x7FFFFFFF)
-                          .SE(0x7FFFFFFF)
-                          .Bytes();
-  BitstreamReader bits = Over(codes);
-  EXPECT_EQ(bits.ReadUE(), 0U);
-  EXPECT_EQ(bits.ReadUE(), 6U);
-  for (const std::int32_t expected : {1, -1, 2}) EXPECT_EQ(bits.ReadSE(), expected);
-  EXPECT_EQ(bits.ReadUE(), 0xFFFFFFFEU);
-  EXPECT_EQ(bits.ReadUE(), 0xFFFFFFFFU);
-  EXPECT_EQ(bits.ReadSE(), -0x7FFFFFFF);
-  EXPECT_EQ(bits.ReadSE(), 0x7FFFFFFF);
-  EXPECT_FALSE(bits.IsUnderrun());
+  const std::uint32_t kUnsigned[] = {0, 6, 0xFFFFFFFE, 0xFFFFFFFF};
+  const std::int32_t kSigned[] = {1, -1, 2, -0x7FFFFFFF, 0x7FFFFFFF};
+  BitWriter codes;
+  for (const std::uint32_t number : kUnsigned) codes.UE(number);
+  for (const std::int32_t number : kSigned) codes.SE(number);
   // Of more than 32 zeros the code keeps its low bits.
-  const Bytes code = BitWriter().Bits(0, 40).Bits(1, 1).Bits(0xAB12345678, 40).Bits(0x5, 7).Bytes();
-  bits = Over(code);
+  codes.Bits(0, 40).Bits(1, 1).Bits(0xAB12345678, 40).Bits(0x5, 7);
+  BitstreamReader bits = Over(codes.Bytes());
+  for (const std::uint32_t number : kUnsigned) EXPECT_EQ(bits.ReadUE(), number);
+  for (const std::int32_t number : kSigned) EXPECT_EQ(bits.ReadSE(), number);
   EXPECT_EQ(bits.ReadUE(), 0x12345677U);
   EXPECT_EQ(bits.ReadBits(7), 5U);
+  EXPECT_FALSE(bits.IsUnderrun());
 }
 
 // Emulation prevention is removed behind the first word. The checks go over a word once, last place first,
