@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 #include <random>
+#include <utility>
 
 #include "tests/readers/avi/AviMedia.h"
 #include "tests/support/SparseSource.h"
@@ -19,90 +20,54 @@ Bytes SizedHeader(const char* id, std::uint64_t size, const char* form) {
   return id + Le(size, 4) + form;
 }
 
-// An AVI 1.0 file whose index stands `movi` bytes behind its data's start.
-std::shared_ptr<SparseSource> PlainFile(std::uint64_t movi) {
-  AviParts parts;
-  const Bytes headers = parts.HeaderList();
-  const Bytes index = Chunk("idx1", "00dc" + Le(0x10, 4) + Le(4, 4) + Le(6, 4) + "00dc" + Le(0x10, 4) +
-                                        Le(movi - 14, 4) + Le(6, 4));
+// `count` RIFFs of `size` bytes, each with a list that ends with a frame; a single one has an index behind
+// it.
+std::shared_ptr<SparseSource> LargeFile(std::uint64_t size, std::uint64_t count) {
+  const Bytes headers =
+      AviParts{.streams = {VideoStream({}, {}, count > 1 ? Chunk("indx", Bytes(24, '\0')) : "")}}
+          .HeaderList();
   auto source = std::make_shared<SparseSource>();
-  const std::uint64_t list = 12 + headers.size();
-  source->size = list + 8 + movi + index.size();
-  source->pieces[0] = SizedHeader("RIFF", source->size - 8, "AVI ") + headers +
-                      SizedHeader("LIST", movi, "movi") + Chunk("00dc", "first!") + "JUNK" +
-                      Le(movi - 4 - 14 - 8 - 14, 4);
-  source->pieces[list + 8 + movi - 14] = Chunk("00dc", "second");
-  source->pieces[list + 8 + movi] = index;
-  return source;
-}
-
-// An AVI 2.0 file of one list a RIFF, each `riff` bytes long, without index.
-std::shared_ptr<SparseSource> ExtendedFile(std::uint64_t riff, int count) {
-  AviParts parts;
-  parts.streams = {VideoStream({}, {}, Chunk("indx", Bytes(24, '\0')))};
-  const Bytes headers = parts.HeaderList();
-  auto source = std::make_shared<SparseSource>();
-  for (int i = 0; i < count; ++i) {
-    const Bytes before = i == 0 ? headers : Bytes();
-    const std::uint64_t start = riff * static_cast<std::uint64_t>(i);
-    const std::uint64_t movi = riff - 12 - before.size() - 8;
-    source->pieces[start] = SizedHeader("RIFF", riff - 8, i == 0 ? "AVI " : "AVIX") + before +
-                            SizedHeader("LIST", movi, "movi") + "JUNK" + Le(movi - 4 - 8 - 14, 4);
-    source->pieces[start + riff - 14] = Chunk("00dc", "frame" + std::to_string(i));
+  for (std::uint64_t i = 0; i < count; ++i) {
+    const Bytes before = i == 0 ? headers : "";
+    const std::uint64_t movi = size - 12 - before.size() - 8;
+    const Bytes index = Chunk("idx1", "00dc" + Le(0x10, 4) + Le(movi - 14, 4) + Le(6, 4));
+    const Bytes behind = count > 1 ? "" : index;
+    source->pieces[size * i] = SizedHeader("RIFF", size - 8 + behind.size(), i == 0 ? "AVI " : "AVIX") +
+                               before + SizedHeader("LIST", movi, "movi") + "JUNK" + Le(movi - 4 - 8 - 14, 4);
+    source->pieces[size * (i + 1) - 14] = Chunk("00dc", "frame" + std::to_string(i)) + behind;
+    source->size = size * (i + 1) + behind.size();
   }
-  source->size = riff * static_cast<std::uint64_t>(count);
   return source;
 }
 
-OpenedFile Opened(const std::shared_ptr<SparseSource>& source) {
-  return {kAviModule, std::shared_ptr<FileSource>(source)};
-}
-
-TEST(AviCost, PropertiesTakeAFewReadsWhateverTheLength) {
-  constexpr std::uint64_t kGiB = 1U << 30;
-  for (const auto& source : {PlainFile(100'000), PlainFile(kGiB), PlainFile(4 * kGiB - 100'000),
-                             ExtendedFile(kGiB, 2), ExtendedFile(kGiB, 100)}) {
-    OpenedFile avi = Opened(source);
+TEST(AviLargeFiles, CostAFewReadsForThePropertiesAndAreReadBeyondTwoAndFourGiB) {
+  for (const auto& [size, count] :
+       {std::pair(100'000U, 1U), {0x90000000, 1}, {0xFFFF0000, 1}, {0xC0000000, 3}}) {
+    const std::shared_ptr<FileSource> source = LargeFile(size, count);
     const std::uint64_t before = FileReader::TotalCounters().reads;
-    EXPECT_EQ(avi.Start(), QMF_OK);
+    StartedAvi avi(source);
     EXPECT_EQ(avi.Number(QMF_QID_TITLE_DURATION), 100'000'000U);
     EXPECT_EQ(avi.Video().width, 1920U);
-    EXPECT_LE(FileReader::TotalCounters().reads - before, 4U) << source->size;
+    EXPECT_EQ(FileReader::TotalCounters().reads - before, 2U) << size;
+    EXPECT_EQ(avi.Number(QMF_QID_TITLEMEDIA_PREV_SYNC_TIME).has_value(), count == 1) << "the index tells";
+    std::vector<Bytes> frames = {"frame0", "frame1", "frame2"};
+    frames.resize(count);
+    EXPECT_EQ(PayloadsOf(avi.RestOf(kBlockVideo)), frames);
   }
-}
-
-TEST(AviLargeFiles, AreReadBeyondTwoAndFourGiB) {
-  for (const std::uint64_t movi : {std::uint64_t{0x90000000}, std::uint64_t{0xFFFF0000}}) {
-    OpenedFile avi = Opened(PlainFile(movi));
-    ASSERT_EQ(avi.SetTitle(), QMF_OK);
-    EXPECT_THAT(PayloadsOf(avi.RestOf(kBlockVideo)), ElementsAre("first!", "second"));
-    ASSERT_EQ(avi.Seek(kBlockVideo, 400'000), 400'000);
-    EXPECT_THAT(PayloadsOf(avi.RestOf(kBlockVideo)), ElementsAre("second"));
-  }
-  OpenedFile avi = Opened(ExtendedFile(0xC0000000, 3));
-  ASSERT_EQ(avi.SetTitle(), QMF_OK);
-  EXPECT_THAT(PayloadsOf(avi.RestOf(kBlockVideo)), ElementsAre("frame0", "frame1", "frame2"));
 }
 
 TEST(AviLargeFiles, AreReadFromTheDisk) {
-  const std::shared_ptr<SparseSource> content = ExtendedFile(0xC0000000, 2);
   const std::filesystem::path path = std::filesystem::path(::testing::TempDir()) /
                                      ("avi-large-" + std::to_string(std::random_device()()) + ".avi");
-  std::ofstream(path, std::ios::binary).close();
-  std::filesystem::resize_file(path, content->size);  // The holes take no room.
-  {
-    std::fstream file(path, std::ios::binary | std::ios::in | std::ios::out);
-    for (const auto& [offset, bytes] : content->pieces) {
-      file.seekp(static_cast<std::streamoff>(offset))
-          .write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-    }
-    ASSERT_TRUE(file);
+  std::ofstream file(path, std::ios::binary);
+  const std::shared_ptr<SparseSource> content = LargeFile(0xC0000000, 2);
+  for (const auto& [offset, bytes] : content->pieces) {
+    file.seekp(static_cast<std::streamoff>(offset)) << bytes;  // The holes take no room.
   }
-  {
-    OpenedFile avi(kAviModule, OpenPlatformFile(path.u16string().c_str(), nullptr));
-    ASSERT_EQ(avi.SetTitle(), QMF_OK);
-    EXPECT_THAT(PayloadsOf(avi.RestOf(kBlockVideo)), ElementsAre("frame0", "frame1"));
-  }
+  file.close();
+  auto source = OpenPlatformFile(path.u16string().c_str(), nullptr);
+  EXPECT_THAT(PayloadsOf(StartedAvi(std::exchange(source, nullptr)).RestOf(kBlockVideo)),
+              ElementsAre("frame0", "frame1"));
   std::filesystem::remove(path);
 }
 

@@ -2,34 +2,33 @@
 
 #include <gmock/gmock.h>
 
-#include <functional>
-#include <ios>
-
-#include "readers/avi/AviModule.h"
-#include "tests/support/AviBuilder.h"
+#include "tests/readers/avi/AviMedia.h"
 #include "tests/support/FaultyFile.h"
-#include "tests/support/OpenedFile.h"
 
 namespace qmf::test {
 namespace {
 
 // What a fault leaves: the reader says -1 to questions about a title when there is none.
-enum Leaves { kNoTitle, kTitle };
+enum Leaves { kTitle, kNoTitle };
 
 struct ScanCase {
   const char* name;
-  std::function<void(AviParts&)> change;
-  std::uint32_t result;
-  Leaves leaves;
+  AviParts parts;
+  std::uint32_t result = QMF_OK;
+  Leaves leaves = kTitle;
 };
 
 ScanCase Stream(const char* name, const Bytes& children, std::uint32_t result, Leaves leaves = kNoTitle) {
-  return {name, [=](AviParts& a) { a.streams = {List("strl", children)}; }, result, leaves};
+  return {name, {.streams = {List("strl", children)}}, result, leaves};
+}
+
+ScanCase Resource(const char* name, const Bytes& picture, std::uint32_t result) {
+  return {name, {.behindRiff = Riff("META", List("QXRL", picture))}, result};
 }
 
 const ScanCase kScanCases[] = {
-    {"known good", [](AviParts&) {}, QMF_OK, kTitle},
-    {"no stream list", [](AviParts& a) { a.streams.clear(); }, QMF_ERR_STRL_NOT_FOUND, kNoTitle},
+    {"known good", {}},
+    {"no stream list", {.streams = {}}, QMF_ERR_STRL_NOT_FOUND, kNoTitle},
     Stream("empty stream list", "", QMF_ERR_STRH_NOT_FOUND),
     Stream("format before header", VideoStrf({}) + Strh({}), QMF_ERR_STRH_NOT_FOUND),
     Stream("text stream", Strh({.type = "txts"}) + VideoStrf({}), QMF_ERR_STRH_NOT_FOUND),
@@ -42,46 +41,33 @@ const ScanCase kScanCases[] = {
     Stream("name above the limit", Strh({}) + VideoStrf({}) + Chunk("strn", Bytes(600'000, 'n')),
            QMF_OUT_OF_MEMORY),
     Stream("name of odd size", Strh({}) + VideoStrf({}) + Chunk("strn", "odd"), QMF_OK, kTitle),
-    {"picture above the limit",
-     [](AviParts& a) { a.behindRiff = Riff("META", List("QXRL", Chunk("dpic", Bytes(5U << 20, 'p')))); },
-     QMF_OUT_OF_MEMORY, kTitle},
-    {"picture cut off",
-     [](AviParts& a) { a.behindRiff = Riff("META", List("QXRL", Chunk("dpic", "p", 1000))); }, QMF_OK,
-     kTitle},
-    {"no movi", [](AviParts& a) { a.movi.clear(); }, QMF_ERR_MOVI_NOT_FOUND, kTitle},
-    {"no index", [](AviParts& a) { a.index.clear(); }, QMF_ERR_NO_INDEX_FOUND, kTitle},
-    {"index cut off", [](AviParts& a) { a.index = Chunk("idx1", Bytes(16, '\0'), 4096); }, QMF_OK, kTitle},
-    {"index header cut off", [](AviParts& a) { a.index = "idx1" + Le(0, 4); }, QMF_ERR_NO_INDEX_FOUND,
-     kTitle},
-    {"other name of the index", [](AviParts& a) { a.index = Chunk("1idx", Bytes(16, '\0')); }, QMF_OK,
-     kTitle},
-    {"OpenDML index only",
-     [](AviParts& a) {
-       a.index.clear();
-       a.streams = {VideoStream({}, {}, Chunk("indx", Bytes(24, '\0')))};
-     },
-     QMF_OK, kTitle},
+    Resource("picture above the limit", Chunk("dpic", Bytes(5U << 20, 'p')), QMF_OUT_OF_MEMORY),
+    Resource("picture cut off", Chunk("dpic", "p", 1000), QMF_OK),
+    {"no movi", {.movi = ""}, QMF_ERR_MOVI_NOT_FOUND},
+    {"no index", {.index = ""}, QMF_ERR_NO_INDEX_FOUND},
+    {"index cut off", {.index = Chunk("idx1", Bytes(16, '\0'), 4096)}},
+    {"index header cut off", {.index = "idx1" + Le(0, 4)}, QMF_ERR_NO_INDEX_FOUND},
+    {"other name of the index", {.index = Chunk("1idx", Bytes(16, '\0'))}},
+    {"OpenDML index only", {.streams = {VideoStream({}, {}, Chunk("indx", Bytes(24, '\0')))}, .index = ""}},
     // Sizes near the limit neither wrap nor step back.
-    {"largest list in front", [](AviParts& a) { a.beforeMovi = "LIST" + Le(0xFFFFFFFF, 4) + "JUNK"; },
-     QMF_ERR_MOVI_NOT_FOUND, kTitle},
+    {"largest list in front", {.beforeMovi = "LIST" + Le(0xFFFFFFFF, 4) + "JUNK"}, QMF_ERR_MOVI_NOT_FOUND},
     {"a list ends with its parent",
-     [](AviParts& a) { a.streams = {"LIST" + Le(0xFFFFFFF8, 4) + "strl" + Strh({}) + VideoStrf({})}; },
-     QMF_OK, kTitle},
+     {.streams = {"LIST" + Le(0xFFFFFFF8, 4) + "strl" + Strh({}) + VideoStrf({})}}},
     {"a list below four bytes is empty",
-     [](AviParts& a) { a.streams = {"LIST" + Le(3, 4) + "strl" + Strh({}) + VideoStrf({})}; },
-     QMF_ERR_STRH_NOT_FOUND, kNoTitle},
+     {.streams = {"LIST" + Le(3, 4) + "strl" + Strh({}) + VideoStrf({})}},
+     QMF_ERR_STRH_NOT_FOUND,
+     kNoTitle},
 };
 
 TEST(AviHeaderScan, ResultIsThatOfTheFault) {
   for (const ScanCase& c : kScanCases) {
-    AviParts parts;
-    c.change(parts);
-    OpenedFile avi(kAviModule, parts.Build());
+    OpenedFile avi(kAviModule, c.parts.Build());
     EXPECT_EQ(avi.SetTitle(), c.result) << c.name;
     EXPECT_EQ(avi.Number(QMF_QID_NUM_TITLE_STREAMS).has_value(), c.leaves == kTitle) << c.name;
     // Selecting the current title again does nothing; a title that failed is walked again and not added to.
     EXPECT_EQ(avi.SetTitle(), c.leaves == kTitle ? 0U : c.result) << c.name;
   }
+  EXPECT_EQ(AviScanVerdict({.hdrlSeen = true, .moviFound = true, .indexSeen = true}), QMF_ERR_BAD_STRUCTURE);
 }
 
 TEST(AviHeaderScan, ACutInTheHeadersIsCorruptAndBehindThemUsable) {
@@ -105,38 +91,30 @@ TEST(AviHeaderScan, ACutInTheHeadersIsCorruptAndBehindThemUsable) {
   }
 }
 
-TEST(AviHeaderScan, VerdictNamesWhatIsMissingFirst) {
-  EXPECT_EQ(AviScanVerdict({}), QMF_ERR_HDRL_NOT_FOUND);
-  EXPECT_EQ(AviScanVerdict({.hdrlSeen = true, .indexSeen = true}), QMF_ERR_MOVI_NOT_FOUND);
-  EXPECT_EQ(AviScanVerdict({.hdrlSeen = true, .moviFound = true}), QMF_ERR_NO_INDEX_FOUND);
-  EXPECT_EQ(AviScanVerdict({.hdrlSeen = true, .moviFound = true, .indexSeen = true}), QMF_ERR_BAD_STRUCTURE);
-}
-
-void ExpectNumbers(OpenedFile& avi, std::initializer_list<std::pair<std::uint32_t, std::uint64_t>> expected) {
-  for (const auto& [qid, number] : expected) EXPECT_EQ(avi.Number(qid), number) << std::hex << qid;
-}
-
 TEST(AviHeaderScan, LimitsAdmitOneVideoEightAudioEightSubtitles) {
-  AviParts parts;
-  parts.streams.clear();
-  for (std::uint16_t i = 0; i < 9; ++i) {
+  AviParts parts = {.streams = {}};
+  for (std::uint16_t i = 0; i < 8; ++i) {
     parts.streams.push_back(AudioStream({}, {.channels = static_cast<std::uint16_t>(i + 1)}));
-    parts.streams.push_back(SubtitleStream(i % 2 == 0 ? "QXSB" : "QXSA"));
+    parts.streams.push_back(VideoStream({}, {.compression = i % 2 == 0 ? "QXSB" : "QXSA"}));
   }
-  parts.streams.push_back(VideoStream({}, {.width = 111}));
-  parts.streams.push_back(VideoStream({}, {.width = 222}, Chunk("indx", Bytes(24, '\0'))));
+  const Bytes openDml = Chunk("indx", Bytes(24, '\0'));
   // The ninth audio stream's format is never read.
-  parts.streams[16] =
-      List("strl", Strh({.type = "auds"}) + "strf" + Le(2, 4) + "xx" + Chunk("indx", Bytes(24, '\0')));
-  OpenedFile avi(kAviModule, parts.Build());
-  ASSERT_EQ(avi.SetTitle(), QMF_OK);
+  parts.streams.push_back(List("strl", Strh({.type = "auds"}) + "strf" + Le(2, 4) + "xx" + openDml));
+  for (const Bytes& more : {VideoStream({}, {.compression = "QXSB"}), VideoStream({}, {.width = 111}),
+                            VideoStream({}, {.width = 222}, openDml)}) {
+    parts.streams.push_back(more);
+  }
+  StartedAvi avi(parts);
   ExpectNumbers(avi, {{QMF_QID_NUM_TITLE_STREAMS, 17},
                       {QMF_QID_NUM_TITLEMEDIA_VIDEOMEDIA, 1},
                       {QMF_QID_NUM_TITLEMEDIA_AUDIOMEDIA, 8},
                       {QMF_QID_NUM_TITLEMEDIA_SUBTITLEMEDIA, 8},
                       {QMF_QID_TOTAL_NUM_TITLEMEDIA_VIDEOMEDIA, 2},
                       {QMF_QID_TOTAL_NUM_TITLEMEDIA_AUDIOMEDIA, 9},
-                      {QMF_QID_TOTAL_NUM_TITLEMEDIA_SUBTITLEMEDIA, 9}});
+                      {QMF_QID_TOTAL_NUM_TITLEMEDIA_SUBTITLEMEDIA, 9},
+                      // The video is track 0 although 18 streams stand before it.
+                      {QMF_QID_TITLEMEDIA_VID_ABSOLUTE_TRACK_NUM, 0}});
+  EXPECT_EQ(avi.Number(QMF_QID_TITLEMEDIA_VID_ABSOLUTE_TRACK_NUM, 1), 0xFFFFFFFFU);
   EXPECT_EQ(avi.Video().width, 111U);
   for (std::uint32_t i = 0; i < 8; ++i) {
     EXPECT_EQ(avi.Audio(i).channels, i + 1);
@@ -147,17 +125,12 @@ TEST(AviHeaderScan, LimitsAdmitOneVideoEightAudioEightSubtitles) {
     EXPECT_EQ(avi.Number(QMF_QID_TITLEMEDIA_AUD_ABSOLUTE_TRACK_NUM, index), 0xFFFFFFFFU);
     EXPECT_EQ(avi.Ask(QMF_QID_AUD_STREAM_FORMAT, index), QMF_ERR_INVALID_STREAM);
   }
-  // The video is track 0 although 18 streams stand before it.
-  EXPECT_EQ(avi.Number(QMF_QID_TITLEMEDIA_VID_ABSOLUTE_TRACK_NUM), 0U);
-  EXPECT_EQ(avi.Number(QMF_QID_TITLEMEDIA_VID_ABSOLUTE_TRACK_NUM, 1), 0xFFFFFFFFU);
 }
 
 TEST(AviHeaderScan, CountersThatWrapAdmitNothingMore) {
-  AviParts parts;
-  parts.streams = {AudioStream({}, {.channels = 5})};
+  AviParts parts = {.streams = {AudioStream({}, {.channels = 5})}};
   parts.streams.resize(0x10001, AudioStream({}, {.channels = 6}));
-  OpenedFile avi(kAviModule, parts.Build());
-  ASSERT_EQ(avi.SetTitle(), QMF_OK);
+  StartedAvi avi(parts);
   ExpectNumbers(avi, {{QMF_QID_NUM_TITLEMEDIA_AUDIOMEDIA, 8}, {QMF_QID_TOTAL_NUM_TITLEMEDIA_AUDIOMEDIA, 1}});
   EXPECT_EQ(avi.Audio().channels, 5);
 }
@@ -179,22 +152,18 @@ TEST(AviHeaderScan, ProtectionRecordsCountByPlaceAndSize) {
       {1, 0, behindItsRiff, 0, 0},
   };
   for (const auto& [size, stream, behindRiff, hasRecord, hasPicture] : rows) {
-    AviParts parts;
+    AviParts parts = {.behindRiff = behindRiff};
     const Bytes record = Chunk("strd", Bytes(size, 'd'));
     parts.streams[stream] = stream == 0 ? VideoStream({}, {}, record) : AudioStream({}, {}, record);
-    parts.behindRiff = behindRiff;
-    OpenedFile avi(kAviModule, parts.Build());
-    EXPECT_EQ(avi.SetTitle(), QMF_OK);
+    StartedAvi avi(parts);
     ExpectNumbers(avi, {{QMF_QID_HAS_TITLE_DRM1, hasRecord}, {QMF_QID_HAS_TITLE_DRMICP, hasPicture}});
   }
   // The file says that it holds the picture, and does not.
-  AviParts parts;
-  parts.behindRiff = Riff("META", List("QXRL", Chunk("dpic", "picture", 1000)));
-  const Bytes bytes = parts.Build();
-  const std::span<const std::uint8_t> there(reinterpret_cast<const std::uint8_t*>(bytes.data()),
-                                            bytes.size());
-  OpenedFile lying(kAviModule, std::shared_ptr<FileSource>(new FaultyFile(there, {.statedSize = 1 << 20})));
-  EXPECT_EQ(lying.SetTitle(), QMF_OK);
+  const Bytes cut =
+      AviParts{.behindRiff = Riff("META", List("QXRL", Chunk("dpic", "picture", 1000)))}.Build();
+  const std::vector<std::uint8_t> there(cut.begin(), cut.end());
+  StartedAvi lying(std::shared_ptr<FileSource>(new FaultyFile(there, {.statedSize = 1 << 20})));
+  EXPECT_EQ(lying.result, QMF_OK);
   ExpectNumbers(lying, {{QMF_QID_HAS_TITLE_DRMICP, 0}});
 }
 

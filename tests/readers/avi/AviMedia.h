@@ -1,6 +1,8 @@
 #pragma once
 
+#include <initializer_list>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "readers/avi/AviModule.h"
@@ -8,6 +10,15 @@
 #include "tests/support/OpenedFile.h"
 
 namespace qmf::test {
+
+/// A file that was opened and started.
+struct StartedAvi : StartedFile {
+  template <class Content>
+  explicit StartedAvi(const Content& content) : StartedFile(kAviModule, content) {}
+  explicit StartedAvi(const AviParts& parts) : StartedAvi(parts.Build()) {}
+};
+
+void ExpectNumbers(OpenedFile& avi, std::initializer_list<std::pair<std::uint32_t, std::uint64_t>> expected);
 
 /// One data chunk.
 struct Sample {
@@ -18,7 +29,8 @@ struct Sample {
 
 /// Video at 25 frames a second with a key frame every 12 frames; after every other frame a block of PCM
 /// (2 bytes a sample, 1,000 samples a second, 80 of them) and one of audio whose blocks last 1/10 second.
-std::vector<Sample> MakeSamples(std::uint32_t frames);
+/// Frames show whether they are key frames (MPEG-4 part 2), or only an index can tell.
+std::vector<Sample> MakeSamples(std::uint32_t frames, bool showKeys = true);
 
 /// How the samples stand in the file and what index tells of them.
 enum Layout : int {
@@ -26,15 +38,17 @@ enum Layout : int {
   kAbsoluteIndex,
   kAlternateIndex,
   kRecLists,
-  kNoIndex,
-  kWrongIndex,
-  kHalfIndex,
-  kBackwardIndex,
   kSuperIndex,
   kTwoFieldIndex,
   kStandardIndexInPlace,
-  kWrongSuperIndex,
   kExtensions,
+  kWholeIndexCount,  ///< Those above tell all key frames.
+  kNoIndex = kWholeIndexCount,
+  kWrongIndex,
+  kHalfIndex,
+  kBackwardIndex,
+  kLyingIndex,  ///< Wrong of a frame between its first and its last entry.
+  kWrongSuperIndex,
   kExtensionsLegacyIndex,
   kLayoutCount,
 };

@@ -1,11 +1,8 @@
 #include <gmock/gmock.h>
 
 #include <cstring>
-#include <ios>
 
-#include "readers/avi/AviModule.h"
-#include "tests/support/AviBuilder.h"
-#include "tests/support/OpenedFile.h"
+#include "tests/readers/avi/AviMedia.h"
 
 namespace qmf::test {
 namespace {
@@ -19,12 +16,10 @@ Bytes BytesOf(const Record& record) {
 }
 
 TEST(AviQueries, FormatsAreTheFilesOwnByteForByte) {
-  AviParts parts;
-  parts.streams = {VideoStream({.handler = "xvid", .scale = 1001, .rate = 24000}, {.compression = "XVID"}),
-                   AudioStream({}, {.extraSize = 12, .extra = "twelve bytes"}),
-                   VideoStream({.handler = "subs", .scale = 7, .rate = 9}, {.compression = "QXSA"})};
-  OpenedFile avi(kAviModule, parts.Build());
-  ASSERT_EQ(avi.SetTitle(), QMF_OK);
+  StartedAvi avi(
+      {.streams = {VideoStream({.handler = "xvid", .scale = 1001, .rate = 24000}, {.compression = "XVID"}),
+                   AudioStream({}, {.extra = Le(12, 2) + "twelve bytes"}),
+                   VideoStream({.handler = "subs", .scale = 7, .rate = 9}, {.compression = "QXSA"})}});
   EXPECT_EQ(BytesOf(avi.Video()), Le(1, 4) + Le(24000, 4) + Le(1001, 4) + Le(1920, 4) + Le(1080, 4) +
                                       Le(24, 4) + "xvidXVID" + Le(6220800, 4) + Le(0, 4) + Le(2835, 4) +
                                       Le(2836, 4));
@@ -41,107 +36,79 @@ TEST(AviQueries, FormatsAreTheFilesOwnByteForByte) {
 }
 
 TEST(AviQueries, ExtraAudioBytesAreKeptUpToTwentyTwo) {
-  constexpr char kTwentyTwo[] = "abcdefghijklmnopqrstuv";
-  // The extra-size field (-1 leaves it out) and what follows it; what the record then says.
-  const std::tuple<std::int32_t, const char*, std::uint16_t, const char*> cases[] = {
-      {-1, "", 0, ""},
-      {0, "ignored", 0, ""},
-      {1, "xyz", 1, "x"},
-      {22, kTwentyTwo, 22, kTwentyTwo},
-      {23, "abcdefghijklmnopqrstuvw", 23, ""},
-      {10, "abc", 10, "abc"},  // The chunk ends before its own extra bytes do.
+  const Bytes full = "abcdefghijklmnopqrstuv";
+  const std::tuple<Bytes, std::uint16_t, Bytes> cases[] = {
+      {"", 0, ""},
+      {Le(0, 2) + "ignored", 0, ""},
+      {Le(1, 2) + "xyz", 1, "x"},
+      {Le(22, 2) + full, 22, full},
+      {Le(23, 2) + full + "w", 23, ""},
+      {Le(10, 2) + "abc", 10, "abc"},  // The chunk ends before its own extra bytes do.
   };
-  for (const auto& [written, bytes, size, kept] : cases) {
-    AviParts parts;
-    parts.streams = {AudioStream({}, {.extraSize = written, .extra = bytes})};
-    OpenedFile avi(kAviModule, parts.Build());
-    ASSERT_EQ(avi.SetTitle(), QMF_OK) << written;
+  for (const auto& [written, size, kept] : cases) {
+    StartedAvi avi({.streams = {AudioStream({}, {.extra = written})}});
     const QMFAudioFormat format = avi.Audio();
-    EXPECT_EQ(format.extraSize, size) << written;
-    Bytes padded = kept;
-    padded.resize(sizeof(format.extra));
-    EXPECT_EQ(BytesOf(format.extra), padded) << written;
+    EXPECT_EQ(format.extraSize, size);
+    EXPECT_EQ(BytesOf(format.extra), kept + Bytes(sizeof(format.extra) - kept.size(), '\0')) << size;
   }
 }
 
 TEST(AviQueries, ShortChunksReadAsZeroBeyondTheirEnd) {
-  AviParts parts;
-  parts.mainHeader += Chunk("avih", Bytes(8, '\0'));
-  parts.streams = {
-      List("strl", Strh({}) + Chunk("strf", Le(40, 4) + Le(64, 4)) + Chunk("JUNK", Bytes(40, 'j')))};
-  OpenedFile avi(kAviModule, parts.Build());
-  ASSERT_EQ(avi.SetTitle(), QMF_OK);
-  const QMFVideoFormat format = avi.Video();
-  EXPECT_EQ(format.width, 64U);
-  EXPECT_EQ(format.height, 0U);
-  EXPECT_EQ(format.displayHeight, 0U);
+  const Bytes format = Chunk("strf", Le(40, 4) + Le(64, 4)) + Chunk("JUNK", Bytes(40, 'j'));
+  StartedAvi avi({.mainHeader = AviParts().mainHeader + Chunk("avih", Bytes(8, '\0')),
+                  .streams = {List("strl", Strh({}) + format)}});
+  EXPECT_EQ(avi.Video().width, 64U);
+  EXPECT_EQ(avi.Video().height, 0U);
+  EXPECT_EQ(avi.Video().displayHeight, 0U);
   EXPECT_EQ(avi.Number(QMF_QID_TITLE_SUGGESTED_BUFFER_SIZE), 0U);
 }
 
-TEST(AviQueries, AnswersThatNeedNoTitle) {
+TEST(AviQueries, AnswersAndFlagsThatNeedNoTitle) {
   OpenedFile avi(kAviModule, AviParts().Build());
-  for (const auto& [qid, number] : {std::pair(QMF_QID_NUM_CONTAINER_TITLE, 1U),
-                                    {QMF_QID_MAX_SUPPORTED_VID_STREAMS, 1U},
-                                    {QMF_QID_MAX_SUPPORTED_AUD_STREAMS, 8U},
-                                    {QMF_QID_MAX_SUPPORTED_SUB_STREAMS, 8U},
-                                    {QMF_QID_VIDEO_CODEC_PRIVATE_DATA_SIZE, 0U},
-                                    {QMF_QID_AUDIO_CODEC_PRIVATE_DATA_SIZE, 0U},
-                                    {QMF_QID_SUBTITLE_CODEC_PRIVATE_DATA_SIZE, 0U}}) {
-    EXPECT_EQ(avi.Number(qid), number) << std::hex << qid;
-  }
+  ExpectNumbers(avi, {{QMF_QID_NUM_CONTAINER_TITLE, 1},
+                      {QMF_QID_MAX_SUPPORTED_VID_STREAMS, 1},
+                      {QMF_QID_MAX_SUPPORTED_AUD_STREAMS, 8},
+                      {QMF_QID_MAX_SUPPORTED_SUB_STREAMS, 8},
+                      {QMF_QID_VIDEO_CODEC_PRIVATE_DATA_SIZE, 0},
+                      {QMF_QID_AUDIO_CODEC_PRIVATE_DATA_SIZE, 0},
+                      {QMF_QID_SUBTITLE_CODEC_PRIVATE_DATA_SIZE, 0}});
   EXPECT_EQ(avi.Text(QMF_QID_GET_TOOL_VERSION), std::nullopt);
-  EXPECT_EQ(avi.Ask(QMF_QID_TITLE_DURATION), QMF_FAILURE);
   EXPECT_EQ(avi.Ask(QMF_QID_GET_BITRATE), QMF_ERR_UNSUPPORTED_QID) << "only remote files have one";
   EXPECT_EQ(avi.Ask(QMF_QID_GET_TITLE_MEDIA_PROP), QMF_ERR_UNSUPPORTED_QID) << "only menus have one";
   EXPECT_EQ(avi.SetTitle(1), QMF_OK) << "a title that does not exist changes nothing";
   EXPECT_EQ(avi.Ask(QMF_QID_TITLE_DURATION), QMF_FAILURE);
-}
-
-TEST(AviQueries, FlagsAreWhatWasSet) {
-  OpenedFile avi(kAviModule, AviParts().Build());
-  for (const std::uint32_t flag : {0U, 1U, 2U, 0U}) {
-    EXPECT_EQ(avi.Tell(QMF_QID_USE_CACHELESS_INDEX, flag), QMF_OK);
-    EXPECT_EQ(avi.Tell(QMF_QID_SET_MIN_MEM_USAGE, flag), QMF_OK);
-    EXPECT_EQ(avi.Number(QMF_QID_USE_CACHELESS_INDEX), flag > 0 ? 1U : 0U);
-    EXPECT_EQ(avi.Number(QMF_QID_GET_MIN_MEM_USAGE), flag > 0 ? 1U : 0U);
+  for (const auto& [told, flag] : {std::pair(0x100U, 0U), {1U, 1U}, {2U, 1U}, {0U, 0U}}) {
+    EXPECT_EQ(avi.Tell(QMF_QID_USE_CACHELESS_INDEX, told), QMF_OK);
+    EXPECT_EQ(avi.Tell(QMF_QID_SET_MIN_MEM_USAGE, told), QMF_OK);
+    ExpectNumbers(avi, {{QMF_QID_USE_CACHELESS_INDEX, flag}, {QMF_QID_GET_MIN_MEM_USAGE, flag}});
   }
   EXPECT_EQ(avi.Tell(QMF_QID_TITLE_DURATION, 0), QMF_ERR_UNSUPPORTED_QID);
 }
 
-TEST(AviQueries, OnTheFlyIndexIsForPlainFiles) {
-  const Bytes openDml = Chunk("indx", Bytes(24, '\0'));
-  const std::tuple<bool, Bytes, Bytes, std::uint64_t> rows[] = {
-      {true, "", "", 1U},  // Also when the file has an index.
-      {false, "", "", 1U},
-      {false, "", Riff("MENU", ""), 0U},
-      {false, "", Riff("AVIX", ""), 0U},
-      {false, "", Chunk("MRIF", "AVIX"), 0U},
-      {false, openDml, "", 0U},
-  };
-  for (const auto& [indexed, inStream, behindRiff, expected] : rows) {
-    AviParts parts;
-    if (!indexed) parts.index.clear();
-    parts.streams = {VideoStream({}, {}, inStream)};
-    parts.behindRiff = behindRiff;
-    OpenedFile avi(kAviModule, parts.Build());
-    EXPECT_FALSE(IsFailure(avi.SetTitle()));
-    EXPECT_EQ(avi.Number(QMF_QID_ON_THE_FLY_INDEX), expected) << behindRiff;
-  }
-}
-
-TEST(AviQueries, OpenDmlIndexShowsAsContainerTypeAndEntryCount) {
+TEST(AviQueries, OpenDmlIndexShowsAsContainerTypeAndOnTheFlyIndexIsForPlainFiles) {
   const auto superIndex = [](std::uint32_t entries) {
-    return Chunk("indx", Le(4, 2) + Le(0, 2) + Le(entries, 4) + "00dc" + Bytes(12, '\0'));
+    return Chunk("indx", Le(4, 4) + Le(entries, 4) + "00dc" + Bytes(12, '\0'));
   };
-  AviParts openDml;
-  openDml.streams = {AudioStream({}, {}, superIndex(3)), VideoStream({}, {}, superIndex(5)),
-                     AudioStream({}, {}, superIndex(7))};
-  for (const auto& [parts, type, entries] : {std::tuple(AviParts(), 0U, 0U), {openDml, 1U, 5U}}) {
-    OpenedFile avi(kAviModule, parts.Build());
-    ASSERT_EQ(avi.SetTitle(), QMF_OK);
-    EXPECT_EQ(avi.Number(QMF_QID_GET_CONTAINER_TYPE), type);
-    EXPECT_EQ(avi.Number(QMF_QID_GET_SUPER_INDEX_NUM_ENTRIES), entries);
-    EXPECT_EQ(avi.Number(QMF_QID_TITLE_SUGGESTED_BUFFER_SIZE), 0x1234U);
+  const std::vector<Bytes> openDml = {AudioStream({}, {}, superIndex(3)), VideoStream({}, {}, superIndex(5)),
+                                      AudioStream({}, {}, superIndex(7))};
+  struct Case {
+    std::uint32_t isOnTheFly, type, entries;
+    AviParts parts;
+  };
+  const Case cases[] = {
+      {1, 0, 0, {}},  // Also when the file has an index.
+      {1, 0, 0, {.index = ""}},
+      {0, 0, 0, {.index = "", .behindRiff = Riff("MENU", "")}},
+      {0, 0, 0, {.behindRiff = Riff("AVIX", "")}},
+      {0, 0, 0, {.behindRiff = Chunk("MRIF", "AVIX")}},
+      {0, 1, 5, {.streams = openDml}},
+  };
+  for (const Case& c : cases) {
+    StartedAvi avi(c.parts);
+    ExpectNumbers(avi, {{QMF_QID_ON_THE_FLY_INDEX, c.isOnTheFly},
+                        {QMF_QID_GET_CONTAINER_TYPE, c.type},
+                        {QMF_QID_GET_SUPER_INDEX_NUM_ENTRIES, c.entries},
+                        {QMF_QID_TITLE_SUGGESTED_BUFFER_SIZE, 0x1234}});
   }
 }
 
@@ -167,35 +134,21 @@ TEST(AviQueries, DurationsAndFramesFollowTheStreamHeaders) {
       {1, 0, 250, {}, 0, 0},
   };
   for (const Case& c : cases) {
-    AviParts parts;
-    parts.streams = {VideoStream({.scale = c.scale, .rate = c.rate, .length = c.length})};
-    OpenedFile avi(kAviModule, parts.Build());
-    ASSERT_EQ(avi.SetTitle(), QMF_OK);
+    StartedAvi avi({.streams = {VideoStream({.scale = c.scale, .rate = c.rate, .length = c.length})}});
     EXPECT_EQ(avi.Number(QMF_QID_TITLE_DURATION), c.duration) << c.rate;
     EXPECT_EQ(avi.Number(QMF_QID_TITLEDATA_VIDEOFRAMECOUNT), c.length);
     EXPECT_EQ(avi.Number(QMF_QID_TITLEDATA_VIDEO_FRAME_FROM_TIME, 0, c.time), c.frame) << c.rate;
-    QMFQueryData data;
-    data.value = c.time;
-    const QMFResult result =
-        avi.Module().GetInfo(avi.Handle(), QMF_QID_TITLEDATA_VIDEO_FRAME_FROM_TIME, &data, 0);
-    EXPECT_EQ(result, c.frame ? QMF_OK : QMF_FAILURE);
-    EXPECT_EQ(data.value, c.frame.value_or(c.time));
+    EXPECT_EQ(avi.Ask(QMF_QID_TITLEDATA_VIDEO_FRAME_FROM_TIME, 0, c.time), c.frame ? QMF_OK : QMF_FAILURE);
   }
 }
 
 TEST(AviQueries, WithoutVideoTheLongestAudioStreamIsTheTitlesLength) {
-  const auto audio = [](std::uint32_t rate, std::uint32_t length) {
-    return AudioStream({.scale = 1, .rate = rate, .length = length});
-  };
-  AviParts parts;
-  parts.streams = {audio(48000, 48000), audio(8000, 16000), audio(0, 900), SubtitleStream()};
-  OpenedFile avi(kAviModule, parts.Build());
-  ASSERT_EQ(avi.SetTitle(), QMF_OK);
-  EXPECT_EQ(avi.Number(QMF_QID_TITLE_DURATION), 20'000'000U);
-  parts.streams = {SubtitleStream()};
-  OpenedFile subtitles(kAviModule, parts.Build());
-  ASSERT_EQ(subtitles.SetTitle(), QMF_OK);
-  EXPECT_EQ(subtitles.Ask(QMF_QID_TITLE_DURATION), QMF_FAILURE);
+  AviParts parts = {.streams = {VideoStream({}, {.compression = "QXSB"})}};
+  EXPECT_EQ(StartedAvi(parts).Ask(QMF_QID_TITLE_DURATION), QMF_FAILURE);
+  for (const auto& [rate, length] : {std::pair(48000U, 48000U), {8000, 16000}, {0, 900}}) {
+    parts.streams.push_back(AudioStream({.scale = 1, .rate = rate, .length = length}));
+  }
+  EXPECT_EQ(StartedAvi(parts).Number(QMF_QID_TITLE_DURATION), 20'000'000U);
 }
 
 TEST(AviQueries, TextsComeFromTheInfoList) {
@@ -211,10 +164,7 @@ TEST(AviQueries, TextsComeFromTheInfoList) {
       {"UTF-8 and ISO 8859-1", Chunk("ISFT", "\xC3\xA4") + Chunk("IQFV", "\xE4"), u"\u00E4", u"\u00E4", {}},
   };
   for (const auto& [name, info, software, version, product] : cases) {
-    AviParts parts;
-    parts.beforeMovi = List("INFO", info);
-    OpenedFile avi(kAviModule, parts.Build());
-    ASSERT_EQ(avi.SetTitle(), QMF_OK) << name;
+    StartedAvi avi({.beforeMovi = List("INFO", info)});
     EXPECT_EQ(avi.Text(QMF_QID_GET_TOOL_VERSION), software) << name;
     EXPECT_EQ(avi.Text(kQueryToolFileVersion), version) << name;
     EXPECT_EQ(avi.Text(kQueryToolProductName), product) << name;
