@@ -12,18 +12,10 @@ namespace qmf::test {
 using E = Element;
 
 /// An element's id and, in `width` bytes, its size.
-inline Bytes ElementHead(std::uint32_t id, std::uint64_t size, std::size_t width = 4) {
-  return BigEndian(id, id > 0xFFFFFF ? 4
-                       : id > 0xFFFF ? 3
-                       : id > 0xFF   ? 2
-                                     : 1) +
-         BigEndian(size | std::uint64_t{1} << (7 * width), width);
-}
+Bytes ElementHead(std::uint32_t id, std::uint64_t size, std::size_t width = 4);
 
 /// An element of bytes, or of children.
-inline Bytes Put(Element kind, const Bytes& payload) {
-  return ElementHead(ElementId(kind), payload.size()) + payload;
-}
+Bytes Put(Element kind, const Bytes& payload);
 
 inline Bytes Unsigned(Element kind, std::uint64_t value, std::size_t width = 8) {
   return Put(kind, BigEndian(value, width));

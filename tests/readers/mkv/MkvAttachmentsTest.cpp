@@ -23,16 +23,20 @@ Bytes File(std::uint64_t uid, std::string_view name, const Bytes& data) {
 }
 
 QMFResult AskInfo(MkvFile& film, std::uint32_t index, Bytes& buffer) {
-  const auto size = static_cast<std::uint32_t>(buffer.size());
-  return film.AskInto(QMF_QID_GET_ATTACHMENTINFO, buffer.data(), size, index);
+  return film.FillBytes(QMF_QID_GET_ATTACHMENTINFO, buffer.data(), buffer.size(), index);
 }
 
 TEST(MkvAttachments, AreToldAndCopiedOnlyWhole) {
   const Bytes font(20'000, 0xAB);
   MkvFile film(AttachedFilm(File(77, "font.ttf", font) + File(78, std::string(300, 'n'), {})));
-  EXPECT_EQ(film.Number(QMF_QID_GET_ATTACHMENT_COUNT), 2U);
-  EXPECT_EQ(film.Number(QMF_QID_GET_ATTACHMENT_SIZE, 0), 20'000U);
-  EXPECT_EQ(film.ResultOf(QMF_QID_GET_ATTACHMENT_SIZE, 2), QMF_ERR_INDEX_OUT_OF_RANGE);
+  film.Expect({{QMF_QID_GET_ATTACHMENT_COUNT, 0, 2},
+               {QMF_QID_GET_ATTACHMENT_SIZE, 0, 20'000},
+               {QMF_QID_GET_ATTACHMENT_SIZE, 2, 0, QMF_ERR_INDEX_OUT_OF_RANGE},
+               {QMF_QID_GET_SUB_ATTACHMENT_LINK_COUNT, 0, 2},
+               {QMF_QID_GET_SUB_ATTACHMENT_LINKS, 0, 78, QMF_OK, 1},
+               {QMF_QID_GET_SUB_ATTACHMENT_LINKS, 0, 0, QMF_ERR_ATTACHMENT_LINK_INVALID, 2},
+               {QMF_QID_GET_SUB_ATTACHMENT_LINKS, 1, 0, QMF_ERR_INVALID_STREAM},
+               {QMF_QID_GET_VID_ATTACHMENT_LINK_COUNT, 0, 0, QMF_ERR_INVALID_STREAM}});
   QMFAttachmentInfo info;
   for (const std::size_t room : {std::size_t{0}, font.size() - 1, font.size()}) {
     Bytes buffer(sizeof(info) + room);
@@ -47,23 +51,13 @@ TEST(MkvAttachments, AreToldAndCopiedOnlyWhole) {
   }
   Bytes small(sizeof(info) - 1);
   EXPECT_EQ(AskInfo(film, 0, small), QMF_ERR_BUFFER_TOO_SMALL);
-  Bytes exact(sizeof(info));
-  ASSERT_EQ(AskInfo(film, 1, exact), QMF_OK);
-  std::memcpy(&info, exact.data(), sizeof(info));
+  info = film.Format<QMFAttachmentInfo>(QMF_QID_GET_ATTACHMENTINFO, 1);
   EXPECT_EQ(std::u16string_view(info.name), std::u16string(259, u'n'));
-}
-
-TEST(MkvAttachments, AreLinkedFromTracks) {
-  MkvFile film(AttachedFilm({}));
-  EXPECT_EQ(film.Number(QMF_QID_GET_SUB_ATTACHMENT_LINK_COUNT), 2U);
-  EXPECT_EQ(film.Number(QMF_QID_GET_SUB_ATTACHMENT_LINKS, 0, 1), 78U);
-  EXPECT_EQ(film.OpenedFile::Ask(QMF_QID_GET_SUB_ATTACHMENT_LINKS, 0, 2), QMF_ERR_ATTACHMENT_LINK_INVALID);
-  EXPECT_EQ(film.ResultOf(QMF_QID_GET_VID_ATTACHMENT_LINK_COUNT), QMF_ERR_INVALID_STREAM);
 }
 
 TEST(MkvAttachments, ThatAreBrokenOrCutAreReported) {
   MkvFile broken(AttachedFilm(Put(E::AttachedFile, Put(E::FileUid, Bytes(9)))));
-  EXPECT_EQ(broken.ResultOf(QMF_QID_GET_ATTACHMENT_COUNT), QMF_ERR_QF3_PARSE_ATTACHMENTS);
+  EXPECT_EQ(broken.Ask(QMF_QID_GET_ATTACHMENT_COUNT), QMF_ERR_QF3_PARSE_ATTACHMENTS);
   const Bytes whole = AttachedFilm(File(1, "a", Bytes(5000, 0xAB)));
   MkvFile film(Cut(whole, whole.size() - 1000));
   Bytes buffer(sizeof(QMFAttachmentInfo) + 5000);

@@ -1,5 +1,10 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
+#include <initializer_list>
+#include <iomanip>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -13,106 +18,148 @@
 namespace qmf::test {
 
 /// The EBML header of an ordinary file, long enough for the probe.
-Bytes Header(std::string_view docType = "matroska");
+inline Bytes Header(std::string_view docType = "matroska") {
+  return Put(E::Ebml, Unsigned(E::EbmlMaxIdLength, 4) + Unsigned(E::EbmlMaxSizeLength, 8) +
+                          Text(E::DocType, docType) + Void(40));
+}
 
 /// Segment information: 5,400,000 ticks of a millisecond.
-Bytes Info();
+inline Bytes Info() {
+  return Put(E::SegmentInfo, Unsigned(E::TimecodeScale, 1'000'000) + Float(E::Duration, 5'400'000.0));
+}
 
 /// A track entry of Matroska's type `type` with the elements `more`.
-Bytes Track(std::uint64_t number, std::uint64_t type, std::string_view codecId, const Bytes& more = {});
+inline Bytes Track(std::uint64_t number, std::uint64_t type, std::string_view codecId,
+                   const Bytes& more = {}) {
+  return Put(E::TrackEntry, Unsigned(E::TrackNumber, number) + Text(E::CodecId, codecId) + more +
+                                Unsigned(E::TrackType, type));
+}
 inline constexpr std::uint64_t kMatroskaVideo = 1;
 inline constexpr std::uint64_t kMatroskaAudio = 2;
 inline constexpr std::uint64_t kMatroskaSubtitle = 17;
 
 /// The Video group of a picture size, with the elements of `more` in it.
-Bytes Picture(std::uint64_t width, std::uint64_t height, const Bytes& more = {});
+inline Bytes Picture(std::uint64_t width, std::uint64_t height, const Bytes& more = {}) {
+  return Put(E::Video, Unsigned(E::PixelWidth, width) + Unsigned(E::PixelHeight, height) + more);
+}
 
 /// Header and a segment of these elements.
-Bytes Segment(const Bytes& children);
+inline Bytes Segment(const Bytes& children) {
+  return Header() + Put(E::Segment, children);
+}
 
-/// A whole file: header, information and one Tracks element with the entries given.
-Bytes Film(const Bytes& trackEntries);
+/// A segment of these information elements only.
+inline Bytes WithInfo(const Bytes& children) {
+  return Segment(Put(E::SegmentInfo, children));
+}
 
 /// A film of one track.
-Bytes OneTrack(std::uint64_t type, std::string_view codecId, const Bytes& more = {});
+inline Bytes OneTrack(std::uint64_t type, std::string_view codecId, const Bytes& more = {}) {
+  return Segment(Info() + Put(E::Tracks, Track(1, type, codecId, more)));
+}
 
 /// The payload of a block.
-Bytes BlockBytes(std::uint8_t track, std::int16_t ticks, std::uint8_t flags, std::string_view data);
+inline Bytes BlockBytes(std::uint8_t track, std::int16_t ticks, std::uint8_t flags, std::string_view data) {
+  return BigEndian(0x80U | track, 1) + BigEndian(static_cast<std::uint16_t>(ticks), 2) + BigEndian(flags, 1) +
+         Raw(data);
+}
 
 /// A SimpleBlock, of a key frame unless the flags say otherwise.
-Bytes Simple(std::uint8_t track, std::int16_t ticks, std::string_view data, std::uint8_t flags = 0x80);
+inline Bytes Simple(std::uint8_t track, std::int16_t ticks, std::string_view data,
+                    std::uint8_t flags = 0x80) {
+  return Put(E::SimpleBlock, BlockBytes(track, ticks, flags, data));
+}
 
-/// A BlockGroup with the elements of `more` behind the block.
-Bytes Group(std::uint8_t track, std::int16_t ticks, std::string_view data, const Bytes& more = {});
-
-Bytes Cluster(std::uint64_t time, const Bytes& blocks);
+inline Bytes Cluster(std::uint64_t time, const Bytes& blocks) {
+  return Put(E::Cluster, Unsigned(E::Timecode, time) + blocks);
+}
 
 /// Track 1 is video, track 2 audio, with the elements of `audio` and `video` in their entries.
-Bytes Tracks(const Bytes& audio = {}, const Bytes& video = {});
+inline Bytes Tracks(const Bytes& audio = {}, const Bytes& video = {}) {
+  return Put(E::Tracks, Track(1, kMatroskaVideo, "V_MPEG2", Picture(64, 48) + video) +
+                            Track(2, kMatroskaAudio, "A_AC3", audio));
+}
 
 /// A whole file of these tracks.
-Bytes WithClusters(const Bytes& clusters, const Bytes& audio = {});
+inline Bytes WithClusters(const Bytes& clusters, const Bytes& audio = {}) {
+  return Segment(Info() + Tracks(audio) + clusters);
+}
 
 /// A cue point that leads to the cluster at `cluster` in the segment.
-Bytes CuePoint(std::uint64_t time, std::uint64_t cluster);
+inline Bytes CuePoint(std::uint64_t time, std::uint64_t cluster) {
+  const Bytes positions = Unsigned(E::CueTrack, 1) + Unsigned(E::CueClusterPosition, cluster);
+  return Put(E::CuePoint, Unsigned(E::CueTime, time) + Put(E::CueTrackPositions, positions));
+}
 
-/// A film opened by the module, with title 0 selected.
-class MkvFile : public OpenedFile {
- public:
-  explicit MkvFile(const Bytes& bytes) : OpenedFile(kMkvModule, bytes), m_selected(SetTitle()) {}
+/// A chapter by its times in milliseconds.
+inline Bytes Chapter(std::uint64_t start, std::uint64_t end, const Bytes& more = {}) {
+  return Put(E::ChapterAtom, Unsigned(E::ChapterTimeStart, start * 1'000'000) +
+                                 Unsigned(E::ChapterTimeEnd, end * 1'000'000) + more);
+}
 
-  QMFResult Selected() const { return m_selected; }
+/// An edition with one flag set.
+inline Bytes Edition(std::uint64_t uid, Element flag, const Bytes& chapters) {
+  return Put(E::EditionEntry, Unsigned(E::EditionUid2, uid) + Unsigned(flag, 1) + chapters);
+}
 
-  QMFResult Ask(std::uint32_t qid, QMFQueryData& data, std::uint32_t index = 0) {
-    return Module().GetInfo(Handle(), qid, &data, index);
+/// A block's bytes, its time and, where that is known, its end, in milliseconds: "bytes@1000-1040 ". Of a
+/// block that cannot be read the result's name.
+inline std::string Told(const ReadBlock& block) {
+  constexpr double kMillisecond = 10'000;
+  std::ostringstream told;
+  if (block.result == QMF_OK) {
+    told << std::setprecision(12) << std::string(block.bytes.begin(), block.bytes.end()) << '@'
+         << static_cast<double>(block.time) / kMillisecond;
+    if (block.endTime != 0) told << '-' << static_cast<double>(block.endTime) / kMillisecond;
+  } else {
+    const std::u16string_view name = FindResultCode(block.result)->name;
+    told << std::string(name.begin(), name.end());
   }
-  /// Asks with `size` bytes of room at `pointer`.
-  QMFResult AskInto(std::uint32_t qid, void* pointer, std::uint32_t size, std::uint32_t index = 0);
-  QMFResult Set(std::uint32_t qid, std::uint64_t value, std::uint32_t index = 0) {
-    return Tell(qid, value, index);
-  }
-  /// The answers of queries that must succeed; else what no file has: ~0, "(failed)", or a lone 0xEE.
-  std::uint64_t Number(std::uint32_t qid, std::uint32_t index = 0, std::uint64_t value = 0) {
-    return OpenedFile::Number(qid, index, value).value_or(~std::uint64_t{0});
-  }
-  std::u16string Text(std::uint32_t qid, std::uint32_t index = 0) {
-    return OpenedFile::Text(qid, index).value_or(u"");
-  }
-  Bytes Answer(std::uint32_t qid, std::uint32_t index = 0);
-  /// The result of a query with a large buffer.
-  QMFResult ResultOf(std::uint32_t qid, std::uint32_t index = 0);
+  return told.str() + ' ';
+}
 
-  /// The record, filled with 0xEE beforehand.
-  QMFResult Video(QMFVideoFormat& format, std::uint32_t index = 0);
-  QMFResult Audio(QMFAudioFormat& format, std::uint32_t index = 0);
+inline std::string Told(const std::vector<ReadBlock>& blocks) {
+  std::string told;
+  for (const ReadBlock& block : blocks) told += Told(block);
+  return told;
+}
 
- private:
-  const QMFResult m_selected;
+/// A question and the number that answers it, or the failure.
+struct NumberRow {
+  std::uint32_t qid;
+  std::uint32_t index;
+  std::uint64_t number;
+  QMFResult result = QMF_OK;
+  std::uint64_t asked = 0;  ///< The value that the question brings.
 };
 
-/// One delivered block, as tests compare it.
-struct Got {
-  explicit Got(const ReadBlock& block);
+/// A film opened by the module, with title 0 selected and all of its streams active.
+struct MkvFile : StartedFile {
+  explicit MkvFile(const Bytes& bytes) : StartedFile(kMkvModule, bytes) {}
 
-  std::uint32_t type;
-  std::uint32_t stream;
-  std::int64_t time;
-  std::int64_t endTime;
-  bool key;
-  std::string bytes;
-  QMFResult result;
-};
+  void Expect(std::initializer_list<NumberRow> rows) {
+    for (const NumberRow& row : rows) {
+      const auto number = Number(row.qid, row.index, row.asked);
+      EXPECT_EQ(number.value_or(row.number), row.number) << std::hex << row.qid << " of " << row.index;
+      EXPECT_EQ(Ask(row.qid, row.index, row.asked), row.result) << std::hex << row.qid << " of " << row.index;
+    }
+  }
 
-/// A film all of whose streams are active.
-class MkvPlayer : public MkvFile {
- public:
-  explicit MkvPlayer(const Bytes& bytes) : MkvFile(bytes) { (void)Start(); }
+  /// The bytes of an answer; of a query that fails a lone 0xEE, which no film has.
+  Bytes Answer(std::uint32_t qid, std::uint32_t index = 0) {
+    Bytes buffer(4096);
+    QMFQueryData data;
+    data.size = static_cast<std::uint32_t>(buffer.size());
+    data.pointer = buffer.data();
+    return Module().GetInfo(Handle(), qid, &data, index) == QMF_OK ? Cut(buffer, data.size) : Bytes{0xEE};
+  }
 
-  Got Next(std::uint32_t capacity = 4096) { return Got(OpenedFile::Next(capacity)); }
-  Got NextOf(std::uint32_t type, std::uint32_t stream = 0) { return Got(OpenedFile::NextOf(type, stream)); }
-  std::vector<Got> All();
-  /// Each with a blank behind it.
-  std::string AllBytes();
+  /// All blocks up to the end of the stream, failures among them.
+  std::string All() {
+    std::string all;
+    for (ReadBlock block = Next(); block.result != QMF_ERR_END_OF_STREAM; block = Next()) all += Told(block);
+    return all;
+  }
 };
 
 }  // namespace qmf::test

@@ -1,5 +1,6 @@
 #include "readers/mkv/MkvModule.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "tests/readers/mkv/MkvFile.h"
@@ -45,15 +46,22 @@ TEST(MkvModule, SelectsTitleZeroAndAnswersLittleBeforeThat) {
   EXPECT_EQ(film.SetTitle(1), QMF_ERR_INVALID_TITLE_INDEX);
   EXPECT_EQ(film.SetTitle(), QMF_OK);
   EXPECT_EQ(film.Fill(QMF_QID_VID_STREAM_FORMAT, format), QMF_OK);
-  EXPECT_EQ(film.Activate(kBlockVideo), QMF_OK);
-  EXPECT_EQ(film.Activate(kBlockVideoAlternate), QMF_OK);
+  for (const auto& [blockType, stream, result] : {std::tuple(kBlockVideo, 0U, QMF_OK),
+                                                  {kBlockVideoAlternate, 0U, QMF_OK},
+                                                  {kBlockVideo, 1U, QMF_ERR_INVALID_STREAM},
+                                                  {kBlockAudio, 0U, QMF_ERR_INVALID_STREAM},
+                                                  {QMFBlockType{}, 0U, QMF_ERR_INVALID_STREAM}}) {
+    EXPECT_EQ(film.Activate(blockType, stream), result) << blockType;
+  }
   EXPECT_EQ(film.Number(QMF_QID_NUM_ACTIVE_TITLE_STREAMS), 1U);
-  EXPECT_EQ(film.Activate(kBlockVideo, 1), QMF_ERR_INVALID_STREAM);
-  EXPECT_EQ(film.Activate(kBlockAudio), QMF_ERR_INVALID_STREAM);
-  EXPECT_EQ(film.Activate(0), QMF_ERR_INVALID_STREAM);
   EXPECT_EQ(film.SetTitle(), QMF_OK) << "again";
   EXPECT_EQ(film.Number(QMF_QID_NUM_TITLEMEDIA_VIDEOMEDIA), 1U);
   EXPECT_EQ(film.Module().SetMenu(film.Handle(), 0), QMF_ERR_NO_MENU_FOUND);
+}
+
+TEST(MkvModule, FillsTheSlotsThatProgramsLookFor) {
+  EXPECT_THAT(FilledSlots(*kMkvModule.entryPoints),
+              testing::ElementsAre(0, 1, 2, 3, 5, 7, 8, 9, 10, 11, 12, 13, 14, 17, 21, 22, 23, 24, 25));
 }
 
 }  // namespace

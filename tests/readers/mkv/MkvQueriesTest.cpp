@@ -10,39 +10,35 @@
 namespace qmf::test {
 namespace {
 
-Bytes WithInfo(const Bytes& children) {
-  return Segment(Put(E::SegmentInfo, children));
-}
-
 TEST(MkvDuration, CutsToWholeTicksBeforeScaling) {
-  const std::tuple<double, std::uint64_t, std::uint64_t> rows[] = {
-      {5'400'000.0, 1'000'000, 54'000'000'000},
-      {1234.9, 1'000'000, 12'340'000},
-      {1000.0, 199, 1000},
-      {1000.0, 99, 0},
-      {1000.0, 0, 0},
-      {9223372036854775808.0, 100, 9223372036854775808U},
-      {-1.5, 100, ~std::uint64_t{0}},
-      {std::numeric_limits<double>::infinity(), 100, 0},
-      {std::numeric_limits<double>::quiet_NaN(), 100, 0},
+  const auto lasting = [](double ticks, std::uint64_t scale) {
+    return WithInfo(Unsigned(E::TimecodeScale, scale) + Float(E::Duration, ticks));
   };
-  for (const auto& [ticks, scale, duration] : rows) {
-    MkvFile film(WithInfo(Unsigned(E::TimecodeScale, scale) + Float(E::Duration, ticks)));
-    EXPECT_EQ(film.Number(QMF_QID_TITLE_DURATION), duration) << ticks;
+  const std::pair<Bytes, std::uint64_t> rows[] = {
+      {lasting(5'400'000.0, 1'000'000), 54'000'000'000},
+      {lasting(1234.9, 1'000'000), 12'340'000},
+      {lasting(1000.0, 199), 1000},
+      {lasting(1000.0, 99), 0},
+      {lasting(1000.0, 0), 0},
+      {lasting(9223372036854775808.0, 100), 9223372036854775808U},
+      {lasting(-1.5, 100), ~std::uint64_t{0}},
+      {lasting(std::numeric_limits<double>::infinity(), 100), 0},
+      {lasting(std::numeric_limits<double>::quiet_NaN(), 100), 0},
+      {WithInfo({}), 0},
+      {Segment({}), 0},
+  };
+  for (const auto& [file, duration] : rows) {
+    MkvFile film(file);
+    EXPECT_EQ(film.result, QMF_OK);
+    EXPECT_EQ(film.Number(QMF_QID_TITLE_DURATION), duration) << testing::PrintToString(file);
   }
-  EXPECT_EQ(MkvFile(WithInfo({})).Number(QMF_QID_TITLE_DURATION), 0U);
-  MkvFile uninformed(Segment({}));
-  EXPECT_EQ(uninformed.Selected(), QMF_OK);
-  EXPECT_EQ(uninformed.Number(QMF_QID_TITLE_DURATION), 0U);
 }
 
 TEST(MkvQueries, DescribeTheFileAndItsStreams) {
   const Bytes info = Text(E::Title, "Film") + Text(E::FileName, "b.mkv") + Text(E::PrevFileName, "a.mkv") +
                      Text(E::NextFileName, "c.mkv") + Text(E::MuxingApp, "mux") +
                      Text(E::WritingApp, "write");
-  const auto named = [](std::string_view name) {
-    return test::Text(E::Name, name) + test::Text(E::CodecName, "codec");
-  };
+  const auto named = [](std::string_view name) { return Text(E::Name, name) + Text(E::CodecName, "codec"); };
   const Bytes tracks =
       Track(11, kMatroskaAudio, "A_AC3", named("first")) +
       Track(12, kMatroskaVideo, "V_MPEG2", named("picture")) +
@@ -62,45 +58,34 @@ TEST(MkvQueries, DescribeTheFileAndItsStreams) {
       {QMF_QID_SUB_CODEC_NAME, 0, u"codec"},
   };
   for (const auto& [qid, index, text] : texts) EXPECT_EQ(film.Text(qid, index), text) << std::hex << qid;
-  const std::tuple<std::uint32_t, std::uint32_t, std::uint64_t> numbers[] = {
-      {QMF_QID_NUM_CONTAINER_TITLE, 0, 1},
-      {QMF_QID_NUM_TITLE_STREAMS, 0, 4},
-      {QMF_QID_GET_CONTAINER_TYPE, 0, 1},
-      {QMF_QID_NUM_TITLEMEDIA_VIDEOMEDIA, 0, 1},
-      {QMF_QID_NUM_TITLEMEDIA_AUDIOMEDIA, 0, 2},
-      {QMF_QID_NUM_TITLEMEDIA_SUBTITLEMEDIA, 0, 1},
-      {QMF_QID_TOTAL_NUM_TITLEMEDIA_VIDEOMEDIA, 0, 1},
-      {QMF_QID_TOTAL_NUM_TITLEMEDIA_AUDIOMEDIA, 0, 2},
-      {QMF_QID_TOTAL_NUM_TITLEMEDIA_SUBTITLEMEDIA, 0, 1},
-      {QMF_QID_TITLEMEDIA_VID_ABSOLUTE_TRACK_NUM, 0, 12},
-      {QMF_QID_TITLEMEDIA_AUD_ABSOLUTE_TRACK_NUM, 1, 13},
-      {QMF_QID_TITLEMEDIA_SUB_ABSOLUTE_TRACK_NUM, 0, 14},
-      {QMF_QID_AUDIO_CODEC_PRIVATE_DATA_SIZE, 0, 0},
-      {QMF_QID_AUDIO_CODEC_PRIVATE_DATA_SIZE, 1, 3},
-      {QMF_QID_MKV_IS_INTERLACED, 0, 0},
-  };
-  for (const auto& [qid, index, number] : numbers)
-    EXPECT_EQ(film.Number(qid, index), number) << std::hex << qid;
+  film.Expect({{QMF_QID_NUM_CONTAINER_TITLE, 0, 1},
+               {QMF_QID_NUM_TITLE_STREAMS, 0, 4},
+               {QMF_QID_GET_CONTAINER_TYPE, 0, 1},
+               {QMF_QID_NUM_TITLEMEDIA_VIDEOMEDIA, 0, 1},
+               {QMF_QID_NUM_TITLEMEDIA_AUDIOMEDIA, 0, 2},
+               {QMF_QID_NUM_TITLEMEDIA_SUBTITLEMEDIA, 0, 1},
+               {QMF_QID_TOTAL_NUM_TITLEMEDIA_AUDIOMEDIA, 0, 2},
+               {QMF_QID_TOTAL_NUM_TITLEMEDIA_SUBTITLEMEDIA, 0, 1},
+               {QMF_QID_TITLEMEDIA_VID_ABSOLUTE_TRACK_NUM, 0, 12},
+               {QMF_QID_TITLEMEDIA_AUD_ABSOLUTE_TRACK_NUM, 1, 13},
+               {QMF_QID_TITLEMEDIA_SUB_ABSOLUTE_TRACK_NUM, 0, 14},
+               {QMF_QID_AUDIO_CODEC_PRIVATE_DATA_SIZE, 0, 0},
+               {QMF_QID_AUDIO_CODEC_PRIVATE_DATA_SIZE, 1, 3},
+               {QMF_QID_MKV_IS_INTERLACED, 0, 0},
+               {QMF_QID_AUD_STREAM_NAME, 2, 0, QMF_ERR_INVALID_STREAM},
+               {QMF_QID_AUD_CODEC_ID, 2, 0, QMF_ERR_INVALID_STREAM},
+               {QMF_QID_AUDIO_CODEC_PRIVATE_DATA, 2, 0, QMF_ERR_INVALID_STREAM},
+               {QMF_QID_VID_CODEC_NAME, 1, 0, QMF_ERR_INVALID_STREAM},
+               {QMF_QID_SPS_SIZE, 1, 0, QMF_ERR_INVALID_STREAM},
+               {QMF_QID_SUB_STREAM_FORMAT, 1, 0, QMF_ERR_INVALID_STREAM},
+               {QMF_QID_GET_BITRATE, 0, 0, QMF_ERR_UNSUPPORTED_QID},
+               {0x123456, 0, 0, QMF_ERR_UNSUPPORTED_QID}});
   EXPECT_EQ(film.Answer(QMF_QID_AUDIO_CODEC_PRIVATE_DATA, 1), (Bytes{1, 2, 3}));
   EXPECT_EQ(film.Answer(QMF_QID_VIDEO_CODEC_PRIVATE_DATA, 0), Bytes{});
-  EXPECT_EQ(film.ResultOf(QMF_QID_SUB_STREAM_FORMAT, 0), QMF_OK);
+  EXPECT_EQ(film.Format<QMFSubtitleFormat>(QMF_QID_SUB_STREAM_FORMAT).kind, 0x21);
   const auto prop = film.Format<QMFTitleMediaProp>(QMF_QID_GET_TITLE_MEDIA_PROP);
-  EXPECT_EQ(prop.counts[0] + prop.counts[1] + prop.counts[2], 4);
-}
-
-TEST(MkvQueries, RefuseWhatIsNotThere) {
-  MkvFile film(OneTrack(kMatroskaAudio, "A_AC3"));
-  for (const std::uint32_t qid :
-       {QMF_QID_AUD_STREAM_NAME, QMF_QID_AUD_CODEC_ID, QMF_QID_AUDIO_CODEC_PRIVATE_DATA}) {
-    EXPECT_EQ(film.ResultOf(qid, 0), QMF_OK) << std::hex << qid;
-    EXPECT_EQ(film.ResultOf(qid, 1), QMF_ERR_INVALID_STREAM) << std::hex << qid;
-  }
-  for (const std::uint32_t qid : {QMF_QID_VID_CODEC_NAME, QMF_QID_SPS_SIZE, QMF_QID_SUB_STREAM_FORMAT}) {
-    EXPECT_EQ(film.ResultOf(qid, 0), QMF_ERR_INVALID_STREAM) << std::hex << qid;
-  }
-  EXPECT_EQ(film.ResultOf(QMF_QID_GET_BITRATE), QMF_ERR_UNSUPPORTED_QID);
-  EXPECT_EQ(film.ResultOf(0x123456), QMF_ERR_UNSUPPORTED_QID);
-  EXPECT_EQ(film.Text(QMF_QID_CONTAINER_TITLE_NAME), u"");
+  EXPECT_EQ(std::tuple(prop.counts[0], prop.counts[1], prop.counts[2]), std::tuple(1, 2, 1));
+  EXPECT_EQ(MkvFile(WithClusters({})).Text(QMF_QID_CONTAINER_TITLE_NAME), std::nullopt);
 }
 
 TEST(MkvQueries, FindParameterSetsInAnAvcConfigurationRecord) {
@@ -115,8 +100,7 @@ TEST(MkvQueries, FindParameterSetsInAnAvcConfigurationRecord) {
     const Bytes pps = size < record.size() ? Bytes{} : Bytes{0x68, 9};
     EXPECT_EQ(cut.Answer(QMF_QID_SPS_DATA), sps) << size;
     EXPECT_EQ(cut.Answer(QMF_QID_PPS_DATA), pps) << size;
-    EXPECT_EQ(cut.Number(QMF_QID_SPS_SIZE), sps.size());
-    EXPECT_EQ(cut.Number(QMF_QID_PPS_SIZE), pps.size());
+    cut.Expect({{QMF_QID_SPS_SIZE, 0, sps.size()}, {QMF_QID_PPS_SIZE, 0, pps.size()}});
   }
   EXPECT_EQ(MkvFile(film("V_MPEG2", record)).Number(QMF_QID_SPS_SIZE), 0U);
 }
@@ -129,67 +113,68 @@ Bytes VideoTrack(std::string_view codecId, std::uint64_t interlaced, std::uint64
 }
 
 TEST(MkvQueries, CountFramesByTheirDuration) {
-  const auto film = [](std::uint64_t duration) { return VideoTrack("V_MPEG4/ISO/AVC", 1, duration); };
-  for (const auto& [duration, count] : {std::pair(std::uint64_t{40'000'000}, 135'000U),
-                                        {41'708'333, 129'471U},  // 129,470.6
-                                        {0, 0U},
-                                        {~std::uint64_t{0}, 0U}}) {
-    EXPECT_EQ(MkvFile(film(duration)).Number(QMF_QID_TITLEDATA_VIDEOFRAMECOUNT), count) << duration;
+  struct {
+    std::uint64_t frame;
+    std::uint64_t count;
+    std::uint64_t atOneSecond;
+    QMFResult result = QMF_OK;
+  } const rows[] = {
+      {40'000'000, 135'000, 25},
+      {41'708'333, 129'471, 23},  // 129,470.6 and 23.98
+      {0, 0, 0, QMF_FAILURE},
+      {std::uint64_t{1} << 62, 0, 0, QMF_FAILURE},
+      {~std::uint64_t{0}, 0, 0, QMF_FAILURE},
+  };
+  for (const auto& row : rows) {
+    MkvFile(VideoTrack("V_MPEG4/ISO/AVC", 1, row.frame))
+        .Expect({{QMF_QID_TITLEDATA_VIDEOFRAMECOUNT, 0, row.count},
+                 {QMF_QID_TITLEDATA_VIDEO_FRAME_FROM_TIME, 0, row.atOneSecond, row.result, 10'000'000}});
   }
-  MkvFile pal(film(40'000'000));
-  EXPECT_EQ(pal.Number(QMF_QID_TITLEDATA_VIDEO_FRAME_FROM_TIME, 0, 10'000'000), 25U);
-  EXPECT_EQ(pal.Number(QMF_QID_TITLEDATA_VIDEO_FRAME_FROM_TIME, 0, 9'999'999), 24U);
-  EXPECT_EQ(MkvFile(film(0)).ResultOf(QMF_QID_TITLEDATA_VIDEO_FRAME_FROM_TIME), QMF_FAILURE);
 }
 
 TEST(MkvQueries, CombineFieldsOfInterlacedAvcOnly) {
   MkvFile interlaced(VideoTrack("V_MPEG4/ISO/AVC", 1, 20'000'000));
   EXPECT_EQ(interlaced.Number(QMF_QID_MKV_IS_INTERLACED), 1U);
-  QMFVideoFormat format;
   for (const std::uint64_t combined : {1U, 0U}) {
-    EXPECT_EQ(interlaced.Set(QMF_QID_MKV_COMBINE_FIELDS, combined), QMF_OK);
-    EXPECT_EQ(interlaced.Number(QMF_QID_MKV_COMBINE_FIELDS), combined);
-    ASSERT_EQ(interlaced.Video(format), QMF_OK);
-    EXPECT_EQ(format.scale, combined != 0 ? 40'000'000U : 20'000'000U);
-    EXPECT_EQ(interlaced.Number(QMF_QID_TITLEDATA_VIDEOFRAMECOUNT), combined != 0 ? 135'000U : 270'000U);
+    EXPECT_EQ(interlaced.Tell(QMF_QID_MKV_COMBINE_FIELDS, combined), QMF_OK);
+    EXPECT_EQ(interlaced.Video().scale, combined != 0 ? 40'000'000U : 20'000'000U);
+    interlaced.Expect({{QMF_QID_MKV_COMBINE_FIELDS, 0, combined},
+                       {QMF_QID_TITLEDATA_VIDEOFRAMECOUNT, 0, combined != 0 ? 135'000U : 270'000U}});
   }
-  EXPECT_EQ(interlaced.Set(QMF_QID_MKV_COMBINE_FIELDS, 1, 1), QMF_ERR_INVALID_STREAM);
-  MkvFile progressive(VideoTrack("V_MPEG4/ISO/AVC", 2, 20'000'000));
-  EXPECT_EQ(progressive.Number(QMF_QID_MKV_IS_INTERLACED), 0U);
-  EXPECT_EQ(progressive.Set(QMF_QID_MKV_COMBINE_FIELDS, 1), QMF_ERR_COMBINE_FIELDS_UNSUPPORTED);
-  MkvFile mpeg2(VideoTrack("V_MPEG2", 1, 20'000'000));
-  EXPECT_EQ(mpeg2.Set(QMF_QID_MKV_COMBINE_FIELDS, 1), QMF_ERR_COMBINE_FIELDS_UNSUPPORTED);
+  EXPECT_EQ(interlaced.Tell(QMF_QID_MKV_COMBINE_FIELDS, 1, 1), QMF_ERR_INVALID_STREAM);
+  for (const Bytes& file :
+       {VideoTrack("V_MPEG4/ISO/AVC", 2, 20'000'000), VideoTrack("V_MPEG2", 1, 20'000'000)})
+    EXPECT_EQ(MkvFile(file).Tell(QMF_QID_MKV_COMBINE_FIELDS, 1), QMF_ERR_COMBINE_FIELDS_UNSUPPORTED);
 }
 
 TEST(MkvQueries, HandProtectionDataOn) {
   const Bytes protection = Put(E::TracksData, Put(E::TracksDataDrmIcp, {4, 5, 6}));
-  MkvFile film(Film(Track(1, kMatroskaAudio, "A_AC3", protection) +
-                    Track(2, kMatroskaVideo, "V_MPEG2", Picture(64, 48))));
-  EXPECT_EQ(film.Number(QMF_QID_HAS_TITLE_DRMICP), 1U);
-  EXPECT_EQ(film.Number(QMF_QID_GET_TITLE_DRMICP_DATA_SIZE), 3U);
+  MkvFile film(Segment(Info() + Put(E::Tracks, Track(1, kMatroskaAudio, "A_AC3", protection) +
+                                                   Track(2, kMatroskaVideo, "V_MPEG2"))));
+  film.Expect({{QMF_QID_HAS_TITLE_DRMICP, 0, 1},
+               {QMF_QID_GET_TITLE_DRMICP_DATA_SIZE, 0, 3},
+               {QMF_QID_HAS_TITLE_DRM1, 0, 0},
+               {QMF_QID_GET_TITLE_DRM1, 0, 0, QMF_ERR_NO_DRM_PRESENT}});
   EXPECT_EQ(film.Answer(QMF_QID_GET_TITLE_DRMICP), (Bytes{4, 5, 6}));
-  EXPECT_EQ(film.Number(QMF_QID_HAS_TITLE_DRM1), 0U);
-  EXPECT_EQ(film.ResultOf(QMF_QID_GET_TITLE_DRM1), QMF_ERR_NO_DRM_PRESENT);
 }
 
-// Which segments are asked, in order, and where the walk ends, when segment `answering` has the answer.
+// Which segments are asked, in order, when segment `answering` has the answer.
 TEST(MkvSyncWalk, AsksSegmentAfterSegment) {
   constexpr std::uint32_t kNobody = 1000;
   struct {
     bool forward;
     std::uint32_t count, current, answering;
     std::vector<std::uint32_t> asked;
-    std::uint32_t last;
   } const rows[] = {
-      {false, 1, 0, 0, {0}, 0},
-      {false, 1, 0, kNobody, {0, 0}, 0},
-      {false, 3, 2, kNobody, {2, 1, 0, 0}, 0},
-      {false, 3, 2, 1, {2, 1}, 1},
-      {true, 1, 0, kNobody, {0}, 0},
-      {true, 3, 0, kNobody, {0, 1, 2}, 2},
-      {true, 3, 0, 1, {0, 1}, 1},
+      {false, 1, 0, 0, {0}},
+      {false, 1, 0, kNobody, {0, 0}},
+      {false, 3, 2, kNobody, {2, 1, 0, 0}},
+      {false, 3, 2, 1, {2, 1}},
+      {true, 1, 0, kNobody, {0}},
+      {true, 3, 0, kNobody, {0, 1, 2}},
+      {true, 3, 0, 1, {0, 1}},
       // Without a list the bound is 4,294,967,295; the walk ends with the same result in two questions.
-      {true, 0, 0, kNobody, {0, 0}, 0},
+      {true, 0, 0, kNobody, {0, 0}},
   };
   for (const auto& row : rows) {
     std::vector<std::uint32_t> asked;
@@ -202,7 +187,7 @@ TEST(MkvSyncWalk, AsksSegmentAfterSegment) {
         row.forward ? WalkSyncForward(row.count, current, ask) : WalkSyncBackward(row.count, current, ask);
     EXPECT_EQ(result, row.answering == kNobody ? QMF_ERR_END_OF_STREAM : QMF_OK);
     EXPECT_EQ(asked, row.asked);
-    EXPECT_EQ(current, row.last);
+    EXPECT_EQ(current, row.asked.back());
   }
 }
 
