@@ -29,9 +29,8 @@ class HeaderScan {
   QMFResult OnMovi(const AviChunk& list);
   QMFResult OnLegacyIndex(const AviChunk& chunk);
   QMFResult OnInfo(const AviChunk& list);
-  QMFResult OnSoftware(const AviChunk& chunk);
-  QMFResult OnVersion(const AviChunk& chunk);
-  QMFResult OnProduct(const AviChunk& chunk);
+  template <AviText AviTexts::*text>
+  QMFResult OnText(const AviChunk& chunk);
   QMFResult OnResources(const AviChunk& list);
   QMFResult OnPicture(const AviChunk& chunk);
   QMFResult ScanBehind(std::uint64_t at);
@@ -62,9 +61,9 @@ const HeaderScan::Row HeaderScan::kHeaderRows[] = {
     {kFccList, kFccStrl, &HeaderScan::OnStreamList},
 };
 const HeaderScan::Row HeaderScan::kInfoRows[] = {
-    {kFccISFT, 0, &HeaderScan::OnSoftware},
-    {kFccIQFV, 0, &HeaderScan::OnVersion},
-    {kFccIQPN, 0, &HeaderScan::OnProduct},
+    {kFccISFT, 0, &HeaderScan::OnText<&AviTexts::software>},
+    {kFccIQFV, 0, &HeaderScan::OnText<&AviTexts::version>},
+    {kFccIQPN, 0, &HeaderScan::OnText<&AviTexts::product>},
 };
 // A list of resources among the title's own children is skipped: nothing that is answered stands in it.
 const HeaderScan::Row HeaderScan::kMetaRows[] = {{kFccList, kFccQXRL, &HeaderScan::OnResources}};
@@ -131,18 +130,9 @@ QMFResult HeaderScan::OnInfo(const AviChunk& list) {
   return WalkList(list, kInfoRows, QMF_OK);
 }
 
-QMFResult HeaderScan::OnSoftware(const AviChunk& chunk) {
-  ReadAviText(*m_container.file, chunk, m_container.texts.software);
-  return QMF_OK;
-}
-
-QMFResult HeaderScan::OnVersion(const AviChunk& chunk) {
-  ReadAviText(*m_container.file, chunk, m_container.texts.version);
-  return QMF_OK;
-}
-
-QMFResult HeaderScan::OnProduct(const AviChunk& chunk) {
-  ReadAviText(*m_container.file, chunk, m_container.texts.product);
+template <AviText AviTexts::*text>
+QMFResult HeaderScan::OnText(const AviChunk& chunk) {
+  ReadAviText(*m_container.file, chunk, m_container.texts.*text);
   return QMF_OK;
 }
 

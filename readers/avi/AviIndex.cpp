@@ -37,8 +37,7 @@ AviLegacyIndex::AviLegacyIndex(FileReader& file, const AviTitle& title, AviMovi&
   if (!Next(first)) return;
   const std::uint64_t relative = title.moviOffset + AviChunk::kHeaderSize;
   const auto stands = [&](std::uint64_t base) {
-    const std::optional<AviMediaChunk> there = movi.At(base + first.chunk.offset);
-    return there && there->place == first.chunk.place && there->size == first.chunk.size;
+    return movi.Holds({base + first.chunk.offset, first.chunk.size, first.chunk.place});
   };
   m_base = stands(relative) || !stands(0) ? relative : 0;
   m_at = start;

@@ -25,8 +25,6 @@ class AviLegacyIndex {
   bool Next(AviIndexEntry& entry);
 
  private:
-  bool Read(AviIndexEntry& entry);
-
   FileReader& m_file;
   const AviMovi& m_movi;
   std::uint64_t m_at;

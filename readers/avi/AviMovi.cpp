@@ -143,12 +143,11 @@ bool AviMovi::Step(std::uint64_t& position, const Piece& piece, std::optional<Av
   return true;
 }
 
-std::optional<AviMediaChunk> AviMovi::At(std::uint64_t offset) {
-  const Piece* const piece = FindPiece(offset);
-  if (piece == nullptr || offset < piece->begin) return std::nullopt;
+bool AviMovi::Holds(const AviMediaChunk& chunk) {
+  std::uint64_t position = chunk.offset;
+  const Piece* const piece = FindPiece(position);
   std::optional<AviMediaChunk> found;
-  (void)Step(offset, *piece, found);
-  return found;
+  return piece != nullptr && position >= piece->begin && Step(position, *piece, found) && found == chunk;
 }
 
 }  // namespace qmf

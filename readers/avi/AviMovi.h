@@ -19,6 +19,7 @@ struct AviMediaChunk {
 
   std::uint64_t Payload() const { return offset + AviChunk::kHeaderSize; }
   std::uint64_t Next() const { return Payload() + size + (size & 1); }
+  friend bool operator==(const AviMediaChunk&, const AviMediaChunk&) = default;
 };
 
 /// The media chunks of a title in file order: those of its 'movi' list and of the lists of its AVI 2.0
@@ -32,8 +33,8 @@ class AviMovi {
   /// hold, is passed over as far as the next block within 1 MiB; where there is none the list ends.
   bool Next(std::uint64_t& position, AviMediaChunk& chunk);
 
-  /// Reads the block whose chunk header stands at `offset`, if one does.
-  std::optional<AviMediaChunk> At(std::uint64_t offset);
+  /// Whether the file has this block, in the same place and of the same size.
+  bool Holds(const AviMediaChunk& chunk);
 
   /// The stream that a data chunk's id names, as its place in AviTitle::streams.
   std::optional<std::uint8_t> StreamOf(FourCC id) const;

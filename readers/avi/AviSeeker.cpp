@@ -82,19 +82,15 @@ bool AviSeeker::FillFromIndexes() {
 // An index is believed when its first and last block stand where it says, in file order between them.
 template <class Index>
 bool AviSeeker::FillFrom(Index& index) {
-  const auto stands = [&](const AviMediaChunk& chunk) {
-    const std::optional<AviMediaChunk> there = m_movi.At(chunk.offset);
-    return there && there->place == chunk.place && there->size == chunk.size;
-  };
   AviIndexEntry entry;
-  if (!index.Next(entry) || !stands(entry.chunk)) return false;
+  if (!index.Next(entry) || !m_movi.Holds(entry.chunk)) return false;
   AviMediaChunk last;
   do {
     if (entry.chunk.offset < m_frontier.offset) return false;
     Note(entry.chunk, entry.isKey);
     last = entry.chunk;
   } while (index.Next(entry));
-  return stands(last) && m_table.FrameCount() > 0;
+  return m_movi.Holds(last) && m_table.FrameCount() > 0;
 }
 
 void AviSeeker::NoteUntil(std::uint64_t frame) {
