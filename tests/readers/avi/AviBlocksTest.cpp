@@ -19,13 +19,12 @@ Blocks OnlyOf(Blocks blocks, std::uint32_t blockType, std::uint32_t stream) {
   return blocks;
 }
 
-Blocks FromFrameAt(std::uint64_t time, const Blocks& blocks) {
-  return {std::ranges::find_if(blocks,
-                               [&](const ReadBlock& block) {
-                                 return block.blockType == kBlockVideo &&
-                                        block.time == static_cast<std::int64_t>(time);
-                               }),
-          blocks.end()};
+Blocks FromFrameAt(std::uint64_t time, Blocks blocks) {
+  const auto isIt = [&](const ReadBlock& block) {
+    return block.blockType == kBlockVideo && block.time == static_cast<std::int64_t>(time);
+  };
+  blocks.erase(blocks.begin(), std::ranges::find_if(blocks, isIt));
+  return blocks;
 }
 
 class AviLayouts : public ::testing::TestWithParam<int> {
@@ -147,11 +146,11 @@ TEST_F(AviBlocks, TimesCountFromTheStartOfTheirStream) {
 
 TEST_F(AviBlocks, TimeQueriesSayWhyNoKeyFrameIsKnownYet) {
   constexpr auto kFailed = QMF_ERR_PROCESS_INDEX_FAILED;
-  for (const auto& [layout, before, behind] :
-       {std::tuple(kNoIndex, QMF_ERR_END_OF_STREAM, QMF_ERR_INDEX_INCOMPLETE),
-        {kWrongIndex, kFailed, kFailed},
-        {kWrongSuperIndex, kFailed, kFailed},
-        {kBackwardIndex, kFailed, kFailed}}) {
+  for (const auto& [layout, before, behind, atEnd] :
+       {std::tuple(kNoIndex, QMF_ERR_END_OF_STREAM, QMF_ERR_INDEX_INCOMPLETE, QMF_ERR_END_OF_STREAM),
+        {kWrongIndex, kFailed, kFailed, kFailed},
+        {kWrongSuperIndex, kFailed, kFailed, kFailed},
+        {kBackwardIndex, kFailed, kFailed, kFailed}}) {
     StartedAvi avi(MakeAvi(m_samples, layout));
     EXPECT_EQ(avi.Ask(QMF_QID_TITLEMEDIA_PREV_SYNC_TIME), before);
     EXPECT_EQ(avi.Ask(QMF_QID_TITLEMEDIA_NEXT_SYNC_TIME), behind);
@@ -159,6 +158,7 @@ TEST_F(AviBlocks, TimeQueriesSayWhyNoKeyFrameIsKnownYet) {
     EXPECT_EQ(avi.Ask(QMF_QID_TITLEMEDIA_NEXT_SYNC_POINT), QMF_ERR_END_OF_STREAM);
     (void)avi.RestOf(kBlockAudio);
     EXPECT_EQ(avi.Number(QMF_QID_TITLEMEDIA_NEXT_SYNC_TIME), 4'800'000U);
+    EXPECT_EQ(avi.Ask(QMF_QID_TITLEMEDIA_NEXT_SYNC_TIME, 0, 19'200'000), atEnd);
   }
 }
 
@@ -198,6 +198,8 @@ TEST_F(AviBlocks, ForeignChunksArePassedOverAndEveryListOfTheChainIsRead) {
                   .behindRiff = Riff("AVIX", Chunk("idx1", "") + List("movi", Chunk("00dc", "frame2"))) +
                                 Riff("AVIX", "") + Riff("AVIX", List("movi", Chunk("00dc", "frame3")))});
   EXPECT_THAT(PayloadsOf(avi.RestOf(kBlockVideo)), ElementsAre("frame0", "frame1", "frame2", "frame3"));
+  EXPECT_EQ(avi.Seek(kBlockVideo, 1'200'000), 0) << "nothing tells key frames";
+  EXPECT_EQ(avi.Seek(kBlockAudio, 0), -1) << "no block";
 }
 
 TEST_F(AviBlocks, GarbageIsPassedOverAsFarAsTheNextBlock) {

@@ -33,12 +33,8 @@ class AviMaker {
  public:
   AviMaker(const std::vector<Sample>& samples, int layout) : m_samples(samples), m_layout(layout) {}
 
-  Bytes Make() {
-    // The first pass tells how many entries there are, the second where everything stands.
-    Pass();
-    Pass();
-    return Pass();
-  }
+  // The first pass tells how many entries there are, the second where everything stands.
+  Bytes Make() { return Pass(), Pass(), Pass(); }
 
  private:
   bool Is(std::initializer_list<int> layouts) const { return std::ranges::count(layouts, m_layout) > 0; }
@@ -48,32 +44,28 @@ class AviMaker {
     parts.streams = {VideoStream({.length = 60}, {.compression = "XVID"}, StreamIndex(0)),
                      AudioStream({.rate = 1000, .sampleSize = 2}, {}, StreamIndex(1)),
                      AudioStream({.rate = 10}, {}, StreamIndex(2))};
-    const std::uint64_t moviOffset = 12 + parts.HeaderList().size();
     const std::span<const Sample> all(m_samples);
+    const std::size_t inFirst = all.size() / (Is({kExtensions, kExtensionsLegacyIndex}) ? 2 : 1);
+    const std::uint64_t first = 12 + parts.HeaderList().size();
     m_placed.clear();
-    if (!Is({kExtensions, kExtensionsLegacyIndex})) {
-      parts.movi = Movi(all, moviOffset);
-      parts.index = Is({kSuperIndex, kTwoFieldIndex}) ? StandardIndexes(moviOffset + parts.movi.size())
-                                                      : LegacyIndex(moviOffset + 8);
-      return parts.Build();
-    }
-    parts.movi = Movi(all.first(all.size() / 2), moviOffset);
-    parts.index = LegacyIndex(moviOffset + 8);
+    parts.movi = Movi(all.first(inFirst), first);
+    parts.index = Is({kSuperIndex, kTwoFieldIndex}) ? StandardIndexes(first + parts.movi.size())
+                                                    : LegacyIndex(first + 8);
+    if (inFirst == all.size()) return parts.Build();
     const std::uint64_t second = parts.Build().size() + 12;
-    const Bytes movi = Movi(all.subspan(all.size() / 2), second);
-    parts.behindRiff =
-        Riff("AVIX", movi + (m_layout == kExtensions ? StandardIndexes(second + movi.size()) : ""));
-    return parts.Build() + Chunk("JUNK", "jjjjj");
+    const Bytes movi = Movi(all.subspan(inFirst), second);
+    const Bytes indexes = m_layout == kExtensions ? StandardIndexes(second + movi.size()) : "";
+    return parts.Build() + Riff("AVIX", movi + indexes) + Chunk("JUNK", "jjjjj");
   }
 
   // A list that starts at `offset`.
   Bytes Movi(std::span<const Sample> samples, std::uint64_t offset) {
     const bool inRecLists = m_layout == kRecLists;
     Bytes children;
-    for (; !samples.empty(); samples = samples.subspan(std::min<std::size_t>(5, samples.size()))) {
+    for (std::size_t i = 0; i < samples.size(); i += 5) {
       const std::uint64_t begin = offset + 12 + children.size() + (inRecLists ? 12 : 0);
       Bytes group;
-      for (const Sample& sample : samples.first(std::min<std::size_t>(5, samples.size()))) {
+      for (const Sample& sample : samples.subspan(i, std::min<std::size_t>(5, samples.size() - i))) {
         m_placed.push_back({&sample, begin + group.size()});
         group += Chunk(sample.id, sample.payload);
       }

@@ -102,6 +102,7 @@ TEST(AviQueries, OpenDmlIndexShowsAsContainerTypeAndOnTheFlyIndexIsForPlainFiles
       {0, 0, 0, {.behindRiff = Riff("AVIX", "")}},
       {0, 0, 0, {.behindRiff = Chunk("MRIF", "AVIX")}},
       {0, 1, 5, {.streams = openDml}},
+      {0, 1, 3, {.streams = {openDml[0], openDml[2]}}},
   };
   for (const Case& c : cases) {
     StartedAvi avi(c.parts);
@@ -142,13 +143,18 @@ TEST(AviQueries, DurationsAndFramesFollowTheStreamHeaders) {
   }
 }
 
-TEST(AviQueries, WithoutVideoTheLongestAudioStreamIsTheTitlesLength) {
+TEST(AviQueries, WithoutVideoTheLongestAudioStreamIsTheTitlesLengthAndThereAreNoKeyFrames) {
   AviParts parts = {.streams = {VideoStream({}, {.compression = "QXSB"})}};
   EXPECT_EQ(StartedAvi(parts).Ask(QMF_QID_TITLE_DURATION), QMF_FAILURE);
   for (const auto& [rate, length] : {std::pair(48000U, 48000U), {8000, 16000}, {0, 900}}) {
     parts.streams.push_back(AudioStream({.scale = 1, .rate = rate, .length = length}));
   }
-  EXPECT_EQ(StartedAvi(parts).Number(QMF_QID_TITLE_DURATION), 20'000'000U);
+  StartedAvi avi(parts);
+  ExpectNumbers(avi, {{QMF_QID_TITLE_DURATION, 20'000'000}, {QMF_QID_NUM_TITLEMEDIA_VIDEOMEDIA, 0}});
+  for (const std::uint32_t qid : {QMF_QID_TITLEMEDIA_PREV_SYNC_POINT, QMF_QID_TITLEMEDIA_NEXT_SYNC_POINT,
+                                  QMF_QID_TITLEMEDIA_PREV_SYNC_TIME, QMF_QID_TITLEMEDIA_NEXT_SYNC_TIME}) {
+    EXPECT_EQ(avi.Ask(qid), QMF_ERR_END_OF_STREAM);
+  }
 }
 
 TEST(AviQueries, TextsComeFromTheInfoList) {
