@@ -34,7 +34,11 @@ class AviMaker {
   AviMaker(const std::vector<Sample>& samples, int layout) : m_samples(samples), m_layout(layout) {}
 
   // The first pass tells how many entries there are, the second where everything stands.
-  Bytes Make() { return Pass(), Pass(), Pass(); }
+  Bytes Make() {
+    Pass();
+    Pass();
+    return Pass();
+  }
 
  private:
   bool Is(std::initializer_list<int> layouts) const { return std::ranges::count(layouts, m_layout) > 0; }

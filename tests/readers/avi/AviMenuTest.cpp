@@ -82,12 +82,7 @@ constexpr QMFModuleDescriptor kWithMenu = {kModuleAvi, nullptr, &kSlotsWithMenu}
 
 const Bytes kFileWithMenu = AviParts{.behindRiff = Riff("MENU", "menu")}.Build();
 
-class AviMenuDiscovery : public ::testing::Test {
- protected:
-  AviMenuDiscovery() { script = {}; }
-};
-
-TEST_F(AviMenuDiscovery, FindsTheMenuBehindExtensionsOnlyAndNeedsAModuleForIt) {
+TEST(AviMenuDiscovery, FindsTheMenuBehindExtensionsOnlyAndNeedsAModuleForIt) {
   const Bytes menu = Riff("MENU", "menu");
   const Bytes extension = Riff("AVIX", "odd");
   for (const auto& [behindRiff, isMenu] : {std::pair(menu, true),
@@ -96,9 +91,10 @@ TEST_F(AviMenuDiscovery, FindsTheMenuBehindExtensionsOnlyAndNeedsAModuleForIt) {
                                            {Chunk("MRIF", "AVIX") + menu, false},
                                            {"", false}}) {
     const Bytes file = AviParts{.behindRiff = behindRiff}.Build();
-    for (const bool isUnderstood : {isMenu, false}) {
+    for (const QMFModuleDescriptor* const module : {&kWithMenu, &kAviModule}) {
+      const bool isUnderstood = isMenu && module == &kWithMenu;
       script = {.mainOffsets = {0, 0}};
-      OpenedFile avi(isMenu && !isUnderstood ? kAviModule : kWithMenu, file);
+      OpenedFile avi(*module, file);
       EXPECT_EQ(script.riffOffset, isUnderstood ? file.find("MENU") - 8 : 0) << behindRiff;
       EXPECT_EQ(avi.Number(QMF_QID_NUM_CONTAINER_TITLE), isUnderstood ? 2U : 1U);
       EXPECT_EQ(avi.SetTitle(), QMF_OK);
@@ -108,11 +104,10 @@ TEST_F(AviMenuDiscovery, FindsTheMenuBehindExtensionsOnlyAndNeedsAModuleForIt) {
   }
 }
 
-TEST_F(AviMenuDiscovery, MenuNamesTheTitles) {
+TEST(AviMenuDiscovery, MenuNamesTheTitles) {
   const Bytes second = AviParts{.streams = {VideoStream({.length = 500})}}.Build();
   const Bytes third = AviParts{.streams = {VideoStream({.length = 750})}}.Build();
-  script.mainOffsets = {0, kFileWithMenu.size()};
-  script.menuOffsets = {kFileWithMenu.size() + second.size()};
+  script = {.mainOffsets = {0, kFileWithMenu.size()}, .menuOffsets = {kFileWithMenu.size() + second.size()}};
   {
     OpenedFile avi(kWithMenu, kFileWithMenu + second + third);
     EXPECT_EQ(script.workBuffer, 8192);
@@ -154,7 +149,7 @@ std::string Say(OpenedFile& avi, std::uint32_t title, const TestMemory& memory) 
   return said.str();
 }
 
-TEST_F(AviMenuDiscovery, TitlesLeaveNothingToEachOther) {
+TEST(AviMenuDiscovery, TitlesLeaveNothingToEachOther) {
   const AviParts named = {
       .streams = {AudioStream({}, {}, Chunk("strn", "name") + Chunk("indx", Bytes(24, '\0'))),
                   VideoStream({}, {}, Chunk("strn", "name") + Chunk("strd", Bytes(2232, 'd')))},
@@ -162,7 +157,7 @@ TEST_F(AviMenuDiscovery, TitlesLeaveNothingToEachOther) {
   AviParts broken = named;
   broken.streams.push_back(List("strl", Strh({.type = "txts"}) + VideoStrf({})));
   Bytes file = MakeAvi(MakeSamples(60), kRelativeIndex) + Riff("MENU", "menu");
-  script.mainOffsets = {0};
+  script = {.mainOffsets = {0}};
   for (const Bytes& title : {MakeAvi(MakeSamples(30), kRelativeIndex), broken.Build(), named.Build()}) {
     script.mainOffsets.push_back(file.size());
     file += title;
@@ -177,7 +172,7 @@ TEST_F(AviMenuDiscovery, TitlesLeaveNothingToEachOther) {
 }
 
 // A menu that is of no use is closed and forgotten; one whose data is still to come stays as it is.
-TEST_F(AviMenuDiscovery, FaultOfTheMenuLeavesNoTitle) {
+TEST(AviMenuDiscovery, FaultOfTheMenuLeavesNoTitle) {
   constexpr auto kUnusable = QMF_ERR_INVALID_MENU_VERSION;
   for (const auto& [fault, result, closed] : {std::tuple(&MenuScript::open, kUnusable, 1),
                                               {&MenuScript::validate, kUnusable, 1},
