@@ -1,5 +1,7 @@
 #pragma once
 
+#include <algorithm>
+#include <tuple>
 #include <utility>
 
 #include "tests/support/Bytes.h"
@@ -15,20 +17,32 @@ class AtomBuilder {
   }
   /// An atom with version and flags.
   AtomBuilder& Begin(std::string_view type, std::uint8_t version, std::uint32_t flags) {
-    return Begin(type).U32(std::uint32_t{version} << 24 | flags);
+    return Begin(type).U8(version).Number(flags, 3);
   }
   AtomBuilder& End() {
-    const std::size_t at = m_open.back();
+    const Bytes size = BigEndian(m_bytes.size() - m_open.back(), 4);
+    std::ranges::copy(size, m_bytes.begin() + static_cast<std::ptrdiff_t>(m_open.back()));
     m_open.pop_back();
-    const auto size = static_cast<std::uint32_t>(m_bytes.size() - at);
-    for (std::size_t i = 0; i < 4; ++i) m_bytes[at + i] = static_cast<std::uint8_t>(size >> (24 - 8 * i));
     return *this;
   }
+  /// A whole atom of version 0: how many rows there are, then the number or numbers of each.
+  AtomBuilder& Table(std::string_view type, const auto& rows, unsigned width = 4) {
+    Begin(type, 0, 0).U32(rows.size());
+    const auto add = [&](auto... numbers) { (Number(static_cast<std::uint64_t>(numbers), width), ...); };
+    for (const auto& row : rows) {
+      if constexpr (requires { std::get<0>(row); }) {
+        std::apply(add, row);
+      } else {
+        add(row);
+      }
+    }
+    return End();
+  }
 
-  AtomBuilder& U8(std::uint32_t value) { return Number(value, 1); }
-  AtomBuilder& U16(std::uint32_t value) { return Number(value, 2); }
-  AtomBuilder& U32(std::uint32_t value) { return Number(value, 4); }
-  AtomBuilder& U64(std::uint64_t value) { return Number(value, 8); }
+  AtomBuilder& U8(auto... values) { return (Number(static_cast<std::uint64_t>(values), 1), ...); }
+  AtomBuilder& U16(auto... values) { return (Number(static_cast<std::uint64_t>(values), 2), ...); }
+  AtomBuilder& U32(auto... values) { return (Number(static_cast<std::uint64_t>(values), 4), ...); }
+  AtomBuilder& U64(auto... values) { return (Number(static_cast<std::uint64_t>(values), 8), ...); }
   AtomBuilder& Number(std::uint64_t value, unsigned width) { return Raw(BigEndian(value, width)); }
   AtomBuilder& Zeros(std::size_t count) { return Raw(Bytes(count)); }
   AtomBuilder& Code(std::string_view text) { return Raw(test::Raw(text)); }
@@ -38,7 +52,11 @@ class AtomBuilder {
   }
 
   std::size_t Size() const { return m_bytes.size(); }
-  Bytes Take() { return std::move(m_bytes); }
+  /// The bytes; atoms that are open end with them.
+  Bytes Take() {
+    while (!m_open.empty()) End();
+    return std::move(m_bytes);
+  }
 
  private:
   Bytes m_bytes;
@@ -54,20 +72,20 @@ struct TrackSpec {
   std::uint64_t duration = 51200;
   std::uint32_t width = 640;  ///< Of 'tkhd'.
   std::uint32_t height = 360;
-  bool wide = false;  ///< Headers of version 1.
-  Bytes edits;        ///< Whole 'edts'.
-  Bytes references;   ///< Whole 'tref'.
-  Bytes entry;        ///< Sample entry.
+  bool wide = false;      ///< Headers of version 1.
+  Bytes edits = {};       ///< Whole 'edts'.
+  Bytes references = {};  ///< Whole 'tref'.
+  Bytes entry = {};       ///< Sample entry.
   std::vector<std::pair<std::uint32_t, std::uint32_t>> times = {{100, 512}};
-  std::vector<std::pair<std::uint32_t, std::int32_t>> offsets;
-  std::vector<std::uint32_t> syncSamples;
-  std::vector<std::uint32_t> sizes;  ///< One a sample; empty means `uniformSize`.
+  std::vector<std::pair<std::uint32_t, std::int32_t>> offsets = {};
+  std::vector<std::uint32_t> syncSamples = {};
+  std::vector<std::uint32_t> sizes = {};  ///< One a sample; empty means `uniformSize`.
   std::uint32_t uniformSize = 10;
-  unsigned compactBits = 0;  ///< 4, 8 or 16 write 'stz2' instead.
-  std::uint32_t samplesPerChunk = 10;
-  std::uint32_t emptyChunkRows = 0;  ///< Rows of 'stsc' in front that hold no chunk.
-  bool wideOffsets = false;          ///< 'co64'.
-  Bytes userData;                    ///< Whole 'udta'.
+  unsigned compactBits = 0;                  ///< 4, 8 or 16 write 'stz2' instead.
+  std::vector<std::uint32_t> chunks = {10};  ///< Samples of each; the last number goes on.
+  std::uint32_t emptyChunkRows = 0;          ///< Rows of 'stsc' in front that hold no chunk.
+  bool wideOffsets = false;                  ///< 'co64'.
+  Bytes userData = {};                       ///< Whole 'udta'.
 
   std::uint32_t SampleCount() const;
   std::uint32_t SizeOf(std::uint32_t sample) const;
@@ -78,7 +96,7 @@ struct MovieSpec {
   std::uint64_t duration = 4000;
   bool wide = false;
   std::vector<TrackSpec> tracks = {{}};
-  Bytes extra;             ///< Atoms at the end of 'moov'.
+  Bytes extra = {};        ///< Atoms at the end of 'moov'.
   bool movieFirst = true;  ///< 'moov' in front of 'mdat'.
 };
 

@@ -23,10 +23,9 @@ class SpsWriter {
     static constexpr std::uint8_t kProfiles[] = {66, 77, 88, 100, 110, 122, 144, 244, 44, 83, 86, 118, 128};
     if (m_random != nullptr) s.profile_idc = kProfiles[(*m_random)() % std::size(kProfiles)];
     w.Bits(s.profile_idc, 8);
-    Flag(s.constraint_set0_flag).Flag(s.constraint_set1_flag);
-    Flag(s.constraint_set2_flag).Flag(s.constraint_set3_flag);
+    Flags(s.constraint_set0_flag, s.constraint_set1_flag, s.constraint_set2_flag, s.constraint_set3_flag);
     w.Bits(s.reserved_zero_4bits, 4).Bits(Draw(s.level_idc, 50, 10), 8);
-    UE(s.seq_parameter_set_id, 32);
+    UE(32, s.seq_parameter_set_id);
     if (IsHighProfile(s.profile_idc)) Chroma();
     PictureOrder();
     Geometry();
@@ -41,25 +40,19 @@ class SpsWriter {
       field = static_cast<Field>(first + static_cast<std::int64_t>((*m_random)() % count));
     return field;
   }
-  template <class Field>
-  SpsWriter& Fixed(Field& field, unsigned width) {
-    w.Bits(Draw(field, std::uint64_t{1} << width), width);
-    return *this;
+  // Fields of one width, flags, and Exp-Golomb codes of numbers below a limit.
+  void Fixed(unsigned width, auto&... fields) {
+    (w.Bits(Draw(fields, std::uint64_t{1} << width), width), ...);
   }
-  template <class Field>
-  SpsWriter& UE(Field& field, std::uint32_t below) {
-    w.UE(Draw(field, below));
-    return *this;
-  }
-  SpsWriter& Flag(std::uint8_t& flag) { return Fixed(flag, 1); }
-  bool Has(std::uint8_t& flag) { return Flag(flag), flag != 0; }
+  void Flags(auto&... flags) { Fixed(1, flags...); }
+  void UE(std::uint32_t limit, auto&... fields) { (w.UE(Draw(fields, limit)), ...); }
+  bool Has(std::uint8_t& flag) { return Flags(flag), flag != 0; }
 
   void Chroma() {
-    UE(s.chroma_format_idc, 4);
-    if (s.chroma_format_idc == 3) Flag(s.separate_colour_plane_flag);
-    UE(s.bit_depth_luma_minus8, 5)
-        .UE(s.bit_depth_chroma_minus8, 5)
-        .Flag(s.qpprime_y_zero_transform_bypass_flag);
+    UE(4, s.chroma_format_idc);
+    if (s.chroma_format_idc == 3) Flags(s.separate_colour_plane_flag);
+    UE(5, s.bit_depth_luma_minus8, s.bit_depth_chroma_minus8);
+    Flags(s.qpprime_y_zero_transform_bypass_flag);
     if (!Has(s.seq_scaling_matrix_present_flag)) return;
     for (std::size_t i = 0; i < (s.chroma_format_idc == 3 ? 12U : 8U); ++i) {
       if (!Has(s.seq_scaling_list_present_flag[i])) continue;
@@ -77,12 +70,13 @@ class SpsWriter {
       w.SE(Draw(list[i], 255, 1) - last);
   }
   void PictureOrder() {
-    UE(s.log2_max_frame_num_minus4, 29).UE(s.pic_order_cnt_type, 3);
-    if (s.pic_order_cnt_type == 0) UE(s.log2_max_pic_order_cnt_lsb_minus4, 13);
+    UE(29, s.log2_max_frame_num_minus4);
+    UE(3, s.pic_order_cnt_type);
+    if (s.pic_order_cnt_type == 0) UE(13, s.log2_max_pic_order_cnt_lsb_minus4);
     if (s.pic_order_cnt_type != 1) return;
-    Flag(s.delta_pic_order_always_zero_flag);
+    Flags(s.delta_pic_order_always_zero_flag);
     w.SE(Draw(s.offset_for_non_ref_pic, 2000, -1000)).SE(Draw(s.offset_for_top_to_bottom_field, 1, -0x7FFF));
-    UE(s.num_ref_frames_in_pic_order_cnt_cycle, 200);
+    UE(200, s.num_ref_frames_in_pic_order_cnt_cycle);
     for (std::uint32_t i = 0; i < s.num_ref_frames_in_pic_order_cnt_cycle; ++i) {
       std::int32_t dropped = 7;
       const bool isKept = i < H264HdrSeqParSet::kMaxStoredRefFrameOffsets;
@@ -90,13 +84,14 @@ class SpsWriter {
     }
   }
   void Geometry() {
-    UE(s.num_ref_frames, 17).Flag(s.gaps_in_frame_num_value_allowed_flag);
-    UE(s.pic_width_in_mbs_minus1, 0xFFFF).UE(s.pic_height_in_map_units_minus1, 0xFFFF);
-    if (!Has(s.frame_mbs_only_flag)) Flag(s.mb_adaptive_frame_field_flag);
-    Flag(s.direct_8x8_inference_flag);
+    UE(17, s.num_ref_frames);
+    Flags(s.gaps_in_frame_num_value_allowed_flag);
+    UE(0xFFFF, s.pic_width_in_mbs_minus1, s.pic_height_in_map_units_minus1);
+    if (!Has(s.frame_mbs_only_flag)) Flags(s.mb_adaptive_frame_field_flag);
+    Flags(s.direct_8x8_inference_flag);
     if (!Has(s.frame_cropping_flag)) return;
-    UE(s.frame_crop_left_offset, 1000).UE(s.frame_crop_right_offset, 1000);
-    UE(s.frame_crop_top_offset, 1000).UE(s.frame_crop_bottom_offset, 1000);
+    UE(1000, s.frame_crop_left_offset, s.frame_crop_right_offset, s.frame_crop_top_offset,
+       s.frame_crop_bottom_offset);
   }
   void Vui(std::uint32_t hrdEntries) {
     if (Has(s.aspect_ratio_info_present_flag)) {
@@ -105,41 +100,39 @@ class SpsWriter {
       w.Bits(s.aspect_ratio_idc, 8);
       if (s.aspect_ratio_idc == 255) w.Bits(Draw(s.sar_width, 65536), 16).Bits(Draw(s.sar_height, 1, 7), 16);
     }
-    if (Has(s.overscan_info_present_flag)) Flag(s.overscan_appropriate_flag);
+    if (Has(s.overscan_info_present_flag)) Flags(s.overscan_appropriate_flag);
     VideoSignal();
     if (Has(s.timing_info_present_flag)) {
-      Fixed(s.num_units_in_tick, 32).Fixed(s.time_scale, 32).Flag(s.fixed_frame_rate_flag);
+      Fixed(32, s.num_units_in_tick, s.time_scale);
+      Flags(s.fixed_frame_rate_flag);
     }
     if (Has(s.nal_hrd_parameters_present_flag)) Hrd(hrdEntries, true);
     if (Has(s.vcl_hrd_parameters_present_flag)) Hrd(hrdEntries, s.nal_hrd_parameters_present_flag == 0);
-    if (s.nal_hrd_parameters_present_flag + s.vcl_hrd_parameters_present_flag > 0) Flag(s.low_delay_hrd_flag);
-    Flag(s.pic_struct_present_flag);
+    if (s.nal_hrd_parameters_present_flag + s.vcl_hrd_parameters_present_flag > 0)
+      Flags(s.low_delay_hrd_flag);
+    Flags(s.pic_struct_present_flag);
     if (!Has(s.bitstream_restriction_flag)) return;
-    Flag(s.motion_vectors_over_pic_boundaries_flag)
-        .UE(s.max_bytes_per_pic_denom, 40)
-        .UE(s.max_bits_per_mb_denom, 40);
-    UE(s.log2_max_mv_length_horizontal, 40).UE(s.log2_max_mv_length_vertical, 40);
-    UE(s.num_reorder_frames, 40).UE(s.max_dec_frame_buffering, 40);
+    Flags(s.motion_vectors_over_pic_boundaries_flag);
+    UE(40, s.max_bytes_per_pic_denom, s.max_bits_per_mb_denom, s.log2_max_mv_length_horizontal,
+       s.log2_max_mv_length_vertical, s.num_reorder_frames, s.max_dec_frame_buffering);
   }
   void VideoSignal() {
     if (Has(s.video_signal_type_present_flag)) {
-      Fixed(s.video_format, 3).Flag(s.video_full_range_flag);
-      if (Has(s.colour_description_present_flag)) {
-        Fixed(s.colour_primaries, 8).Fixed(s.transfer_characteristics, 8).Fixed(s.matrix_coefficients, 8);
-      }
+      Fixed(3, s.video_format);
+      Flags(s.video_full_range_flag);
+      if (Has(s.colour_description_present_flag))
+        Fixed(8, s.colour_primaries, s.transfer_characteristics, s.matrix_coefficients);
     }
     if (!Has(s.chroma_loc_info_present_flag)) return;
-    UE(s.chroma_sample_loc_type_top_field, 6).UE(s.chroma_sample_loc_type_bottom_field, 6);
+    UE(6, s.chroma_sample_loc_type_top_field, s.chroma_sample_loc_type_bottom_field);
   }
   // Of two the second's lengths are kept, so both have the same.
   void Hrd(std::uint32_t entries, bool first) {
     w.UE(entries - 1).Bits(0x21, 8);
     for (std::uint32_t i = 0; i < entries; ++i) w.UE(1000 + i).UE(2000 + i).Bits(i % 2, 1);
     if (first) Draw(s.cpb_removal_delay_length, 32, 1), Draw(s.dpb_output_delay_length, 32, 1);
-    w.Bits(23, 5)
-        .Bits(s.cpb_removal_delay_length - 1U, 5)
-        .Bits(s.dpb_output_delay_length - 1U, 5)
-        .Bits(24, 5);
+    w.Bits(23, 5).Bits(s.cpb_removal_delay_length - 1U, 5);
+    w.Bits(s.dpb_output_delay_length - 1U, 5).Bits(24, 5);
   }
 
   H264HdrSeqParSet& s;
@@ -168,21 +161,19 @@ Bytes WithStartCode(std::span<const std::uint8_t> unit, bool zeroByte) {
 }
 
 H264HdrSeqParSet PlainSps() {
-  H264HdrSeqParSet sps;
-  sps.valid = true;
-  sps.nal_unit_type = 7;
-  sps.profile_idc = 66;
-  sps.level_idc = 30;
-  sps.num_ref_frames = 1;
-  sps.pic_width_in_mbs_minus1 = 3;
-  sps.pic_height_in_map_units_minus1 = 2;
-  sps.frame_mbs_only_flag = 1;
-  sps.direct_8x8_inference_flag = 1;
-  sps.vui_parameters_present_flag = 1;
-  sps.timing_info_present_flag = 1;
-  sps.num_units_in_tick = 1;
-  sps.time_scale = 50;
-  return sps;
+  return {.valid = true,
+          .nal_unit_type = 7,
+          .profile_idc = 66,
+          .level_idc = 30,
+          .num_ref_frames = 1,
+          .pic_width_in_mbs_minus1 = 3,
+          .pic_height_in_map_units_minus1 = 2,
+          .frame_mbs_only_flag = 1,
+          .direct_8x8_inference_flag = 1,
+          .vui_parameters_present_flag = 1,
+          .timing_info_present_flag = 1,
+          .num_units_in_tick = 1,
+          .time_scale = 50};
 }
 
 Bytes SpsUnit(H264HdrSeqParSet sps) {

@@ -5,79 +5,72 @@
 namespace qmf::test {
 namespace {
 
-// A movie of `tracks` without samples of their own, which `extends` says to continue in fragments.
-Bytes EmptyMovie(std::vector<TrackSpec> tracks, const Bytes& extends) {
-  MovieSpec spec;
-  spec.duration = 0;
-  for (TrackSpec& track : tracks) {
-    track.times = {};
-    track.offsets = {};
-    track.sizes = {};
-    track.syncSamples = {};
-    track.duration = 0;
-  }
-  spec.tracks = std::move(tracks);
-  spec.extra = extends;
-  return MakeMovieAtom(spec, 0);
-}
-
-// Two tracks in three fragments: one 'traf' with defaults, one with everything by sample.
-Bytes TwoTracksInFragments() {
+// A short movie that three fragments continue: one 'traf' with defaults, one with everything by sample.
+Bytes ContinuedMovie() {
+  MovieSpec spec = ShortMovie();
   AtomBuilder extends;
-  extends.Begin("mvex");
-  extends.Begin("trex", 0, 0).U32(1).U32(1).U32(512).U32(2).U32(0x10000).End();
-  extends.Begin("trex", 0, 0).U32(2).U32(1).U32(0).U32(0).U32(0).End();
+  extends.Begin("mvex").Begin("trex", 0, 0).U32(1, 1, 512, 2, 0x10000).End();
+  spec.extra = extends.Begin("trex", 0, 0).U32(2, 1, 0, 0, 0).Take();
   AtomBuilder file;
-  file.Raw(EmptyMovie({ShortVideo(), ShortAudio()}, extends.End().Take()));
+  file.Raw(MakeMovie(spec));
   for (std::uint32_t i = 0; i < 3; ++i) {
     // The audio's media follow where the video's end.
     constexpr std::uint32_t kMoofSize = 156;
     const std::size_t start = file.Size();
     file.Begin("moof").Begin("mfhd", 0, 0).U32(i).End();
-    file.Begin("traf").Begin("tfhd", 0, 0).U32(1).End().Begin("tfdt", 1, 0).U64(2048 * i).End();
-    file.Begin("trun", 0, 5).U32(4).U32(kMoofSize + 8).U32(0).End().End();
+    file.Begin("traf").Begin("tfhd", 0, 0).U32(1).End().Begin("tfdt", 1, 0).U64(5120 + 2048 * i).End();
+    file.Begin("trun", 0, 5).U32(4, kMoofSize + 8, 0).End().End();
     file.Begin("traf").Begin("tfhd", 0, 0).U32(2).End().Begin("trun", 1, 0xB00).U32(2);
-    file.U32(1920).U32(3).U32(480).U32(5760).U32(4).U32(UINT32_MAX).End().End().End();
+    file.U32(1920, 3, 480, 5760, 4, UINT32_MAX).End().End().End();
     EXPECT_EQ(file.Size() - start, kMoofSize);
     file.Begin("mdat");
-    for (std::uint32_t n = 0; n < 15; ++n) file.U8(i * 15 + n);
+    for (std::uint32_t n = 0; n < 15; ++n) file.U8(55 + i * 15 + n);
     file.End();
   }
   return file.Take();
 }
 
 TEST(Mp4Fragments, DeliverBlocksThatFollowEachOtherAndAreSoughtByTime) {
-  StartedFile file(kMp4Module, TwoTracksInFragments());
-  std::string order;
-  std::size_t next = 0;
-  for (const ReadBlock& read : file.Rest()) {
-    order += read.blockType == kBlockVideo ? (read.key == QMFBlock::kKey ? 'K' : 'v') : 'a';
-    for (const std::uint8_t byte : read.bytes) EXPECT_EQ(byte, next++);
-  }
-  EXPECT_EQ(order, "KvvvaaKvvvaaKvvvaa");
-  EXPECT_EQ(next, 45U);
+  StartedFile file(kMp4Module, ContinuedMovie());
+  const std::vector<ReadBlock> blocks = file.Rest();
+  EXPECT_EQ(OrderOf(blocks), "KvvvaaaKvvvaaaKvaaKvvvaaKvvvaaKvvvaa");
+  const Bytes content = ContentOf(blocks);
+  EXPECT_EQ(content.size(), 100U);
+  for (std::size_t i = 0; i < content.size(); ++i) EXPECT_EQ(content[i], i);
+  EXPECT_EQ(file.Number(QMF_QID_TITLE_DURATION), 8'800'000U);
 
-  constexpr std::int64_t kMillisecond = 10'000;
-  for (const auto& [asked, landed] : {std::pair(0, 0), {159, 0}, {160, 160}, {5000, 320}, {-1, 0}}) {
+  for (const auto& [asked, landed, byte] : {std::tuple(0, 0, 0),
+                                            {399, 320, 41},
+                                            {400, 400, 55},
+                                            {559, 400, 55},
+                                            {560, 560, 70},
+                                            {5000, 720, 85},
+                                            {-1, 0, 0}}) {
     EXPECT_EQ(file.Seek(kBlockVideo, asked * kMillisecond), landed * kMillisecond);
     const ReadBlock read = file.NextOf(kBlockVideo);
     EXPECT_EQ(read.time, landed * kMillisecond);
-    EXPECT_EQ(read.bytes.at(0), landed / 160 * 15);
+    EXPECT_EQ(read.bytes.at(0), byte);
   }
-  EXPECT_EQ(file.Seek(kBlockAudio, 170 * kMillisecond), 160 * kMillisecond);
-  EXPECT_EQ(file.NextOf(kBlockAudio).compositionOffset, 100'000);
-  for (const int time : {200, 320, 360}) EXPECT_EQ(file.NextOf(kBlockAudio).time, time * kMillisecond);
-  EXPECT_EQ(file.Number(QMF_QID_TITLE_DURATION), 4'800'000U);
+  EXPECT_EQ(file.Seek(kBlockVideo, 0), 0);
+  EXPECT_EQ(file.Rest(), blocks);
+  EXPECT_EQ(file.Seek(kBlockAudio, 330 * kMillisecond), 320 * kMillisecond);
+  EXPECT_EQ(file.NextOf(kBlockAudio).compositionOffset, 10 * kMillisecond);
+  for (const int time : {360, 480, 520}) EXPECT_EQ(file.NextOf(kBlockAudio).time, time * kMillisecond);
+
+  for (const auto& [asked, next] : {std::pair(330, 400), {400, 560}, {560, 720}}) {
+    const auto time = static_cast<std::uint64_t>(asked * kMillisecond);
+    EXPECT_EQ(file.Number(QMF_QID_TITLEMEDIA_NEXT_SYNC_TIME, 0, time), next * kMillisecond) << asked;
+  }
+  EXPECT_EQ(file.Ask(QMF_QID_TITLEMEDIA_NEXT_SYNC_TIME, 0, 7'200'000), QMF_ERR_END_OF_STREAM);
 }
 
 // A fragment of one track: `samples` of 512 ticks each from `time` on, the first a sync sample.
 void AddFragment(AtomBuilder& atoms, std::uint32_t time, std::uint32_t samples, bool perSample,
                  std::size_t mediaSize = 8) {
   atoms.Begin("moof").Begin("mfhd", 0, 0).U32(1).End().Begin("traf");
-  atoms.Begin("tfhd", 0, 0x20008).U32(1).U32(512).End();
-  atoms.Begin("tfdt", 0, 0).U32(time).End();
-  atoms.Begin("trun", 0, perSample ? 0x305U : 5U).U32(samples).U32(100).U32(0);
-  for (std::uint32_t i = 0; perSample && i < samples; ++i) atoms.U32(512).U32(1);
+  atoms.Begin("tfhd", 0, 0x20008).U32(1, 512).End().Begin("tfdt", 0, 0).U32(time).End();
+  atoms.Begin("trun", 0, perSample ? 0x305U : 5U).U32(samples, 100, 0);
+  for (std::uint32_t i = 0; perSample && i < samples; ++i) atoms.U32(512, 1);
   atoms.End().End().End().Begin("mdat").Zeros(mediaSize).End();
 }
 
@@ -95,20 +88,20 @@ struct Fragmented {
 Bytes FragmentedMovie(const Fragmented& with) {
   const std::uint32_t ticks = 512 * with.samples;
   TrackSpec video = VideoTrack();
+  video.times = {};
+  video.duration = 0;
   video.edits = with.edits;
   AtomBuilder extends;
   extends.Begin("mvex");
   if (with.mehd != 0) extends.Begin("mehd", 1, 0).U64(with.mehd).End();
-  extends.Begin("trex", 0, 0).U32(1).U32(1).U32(0).U32(1).U32(0x10000).End().End();
+  extends.Begin("trex", 0, 0).U32(1, 1, 0, 1, 0x10000);
   AtomBuilder file;
-  file.Begin("ftyp").Code("iso5").U32(0).End().Raw(EmptyMovie({video}, extends.Take()));
+  file.Raw(MakeMovieAtom({.duration = 0, .tracks = {video}, .extra = extends.Take()}, 0));
   AtomBuilder one;
   AddFragment(one, 0, with.samples, true, with.mediaSize);
   if (with.indexed > 0) {
-    file.Begin("sidx", 0, 0).U32(1).U32(12800).U32(0).U32(0).U16(0).U16(with.indexed);
-    for (std::uint32_t i = 0; i < with.indexed; ++i) {
-      file.U32(static_cast<std::uint32_t>(one.Size())).U32(ticks).U32(0x90000000);
-    }
+    file.Begin("sidx", 0, 0).U32(1, 12800, 0, 0).U16(0, with.indexed);
+    for (std::uint32_t i = 0; i < with.indexed; ++i) file.U32(one.Size(), ticks, 0x90000000);
     file.End();
   }
   const std::size_t first = file.Size();
@@ -117,12 +110,14 @@ Bytes FragmentedMovie(const Fragmented& with) {
   }
   if (with.accesses) {
     const std::size_t start = file.Size();
-    file.Begin("mfra").Begin("tfra", 1, 0).U32(1).U32(0).U32(with.fragments);
+    // One of a track that is not there, and numbers of different lengths.
+    file.Begin("mfra").Begin("tfra", 0, 0).U32(7, 0, 1, 0, 0).U8(1, 1, 1).End();
+    file.Begin("tfra", 1, 0).U32(1, 0b011011, with.fragments);
     for (std::uint32_t i = 0; i < with.fragments; ++i) {
-      file.U64(std::uint64_t{ticks} * i).U64(first + i * one.Size()).U8(1).U8(1).U8(1);
+      file.U64(std::uint64_t{ticks} * i, first + i * one.Size()).U16(1).Number(1, 3).U32(1);
     }
     file.End();
-    file.Begin("mfro", 0, 0).U32(static_cast<std::uint32_t>(file.Size() + 4 - start)).End().End();
+    file.Begin("mfro", 0, 0).U32(file.Size() + 4 - start);
   }
   return file.Take();
 }
@@ -134,6 +129,9 @@ TEST(Mp4Fragments, GiveTheDurationByWhateverIndexThereIs) {
       {"a segment index of the first fragment only", {.indexed = 1}, 40'000'000},
       {"random access at the end", {.accesses = true}, 40'000'000},
       {"no index at all", {}, 40'000'000},
+      {"no index, and the last fragment far from the end",
+       {.fragments = 7, .mediaSize = 300'000},
+       70'000'000},
       {"an edit list", {.edits = Edits({{0, 12800}})}, 30'000'000},
   };
   for (const auto& [what, with, expected] : rows) {
@@ -143,6 +141,8 @@ TEST(Mp4Fragments, GiveTheDurationByWhateverIndexThereIs) {
     EXPECT_EQ(file.Video().rate, 25U) << what;
     EXPECT_EQ(file.Number(QMF_QID_TITLEDATA_VIDEOFRAMECOUNT), expected / 400'000) << what;
   }
+  StartedFile none(kMp4Module, FragmentedMovie({.fragments = 0}));
+  EXPECT_EQ(none.Ask(QMF_QID_TITLEMEDIA_NEXT_SYNC_TIME), QMF_ERR_END_OF_STREAM);
 }
 
 TEST(Mp4Fragments, ThatClaimSamplesWithoutBytesForThemEnd) {
@@ -155,35 +155,55 @@ TEST(Mp4Fragments, ThatClaimSamplesWithoutBytesForThemEnd) {
   EXPECT_EQ(movie.Number(QMF_QID_TITLE_DURATION), 40'000'000 + size * 400'000);
 }
 
-// Three hours of fragments: ten seconds each, of a size that no window covers two of.
-TEST(Mp4Fragments, CostAFewReadsWhereAnIndexTellsOfThem) {
-  struct Row {
-    const char* what;
-    Fragmented with;
-    int mostReads;
-    bool isSought;
+// Two tracks each of whose tables is longer than a read.
+Bytes LongTables(bool movieFirst) {
+  constexpr std::uint32_t kFrames = 20'000;
+  TrackSpec video = VideoTrack();
+  // The decoder configurations count too.
+  video.entry = VideoEntry("avc1", 640, 360, AtomBuilder().Begin("avcC").U8(1, 66).Zeros(60).Take());
+  video.times = {{kFrames, 512}};
+  video.duration = std::uint64_t{kFrames} * 512;
+  video.sizes.assign(kFrames, 1);
+  video.chunks = {1};
+  for (std::uint32_t frame = 1; frame <= kFrames; ++frame) video.syncSamples.push_back(frame);
+  video.offsets.assign(kFrames, {1, 512});
+  TrackSpec audio = video;
+  audio.id = 2;
+  audio.handler = "soun";
+  audio.entry = AudioEntry("Opus", 2, 16, 48000, AtomBuilder().Begin("dOps").U8(0, 2).Zeros(9).Take());
+  return MakeMovie({.tracks = {video, audio}, .movieFirst = movieFirst});
+}
+
+// Ten minutes of fragments: ten seconds each, of a size that no window covers two of.
+Bytes ManyFragments(Fragmented with) {
+  with.fragments = 60;
+  with.mediaSize = 100'000;
+  with.samples = 250;
+  return FragmentedMovie(with);
+}
+
+TEST(Mp4Properties, CostAFewReadsHoweverLongTheFileIs) {
+  // The most reads for all of them, and for a seek behind them.
+  const std::tuple<const char*, Bytes, std::uint64_t, int, int> rows[] = {
+      {"long tables", LongTables(true), 8'000'000'000, 6, 60},
+      {"long tables at the end", LongTables(false), 8'000'000'000, 6, 60},
+      {"mehd", ManyFragments({.mehd = 600'000}), 6'000'000'000, 6, 60},
+      {"a segment index", ManyFragments({.indexed = 60}), 6'000'000'000, 6, 6},
+      {"random access at the end", ManyFragments({.accesses = true}), 6'000'000'000, 6, 6},
+      {"no index: the first ones and the last", ManyFragments({}), 6'000'000'000, 16, 60},
   };
-  const Row rows[] = {
-      {"mehd", {.mehd = 10'800'000}, 6, false},
-      {"a segment index", {.indexed = 1080}, 6, true},
-      {"random access at the end", {.accesses = true}, 6, true},
-      {"no index: the first ones and the last", {}, 24, false},
-  };
-  for (Row row : rows) {
-    row.with.fragments = 1080;
-    row.with.mediaSize = 20'000;
-    row.with.samples = 250;
-    const auto source = SourceOf(FragmentedMovie(row.with));
+  for (const auto& [what, movie, duration, most, mostOfSeek] : rows) {
+    const auto source = SourceOf(movie);
     OpenedFile file(kMp4Module, std::shared_ptr<FileSource>(source));
     ASSERT_EQ(file.Bid(), 100);
     ASSERT_EQ(file.SetTitle(), QMF_OK);
-    EXPECT_EQ(file.Number(QMF_QID_TITLE_DURATION), 108'000'000'000U) << row.what;
-    EXPECT_EQ(file.Video().rate, 25U) << row.what;
-    EXPECT_LE(source->reads, row.mostReads) << row.what;
-    if (!row.isSought) continue;
-    const int before = source->reads;
-    EXPECT_EQ(file.Seek(kBlockVideo, 54'000'005'000), 54'000'000'000) << row.what;
-    EXPECT_LE(source->reads - before, 60) << row.what;
+    EXPECT_EQ(file.Number(QMF_QID_TITLE_DURATION), duration) << what;
+    EXPECT_EQ(file.Video().rate, 25U) << what;
+    EXPECT_EQ(file.Audio().kind, file.Number(QMF_QID_NUM_TITLEMEDIA_AUDIOMEDIA) == 0U ? 0 : 0x11) << what;
+    EXPECT_LE(source->reads, most) << what;
+    source->reads = 0;
+    EXPECT_EQ(file.Seek(kBlockVideo, 4'000'005'000), 4'000'000'000) << what;
+    EXPECT_LE(source->reads, mostOfSeek) << what;
   }
 }
 
