@@ -49,19 +49,21 @@ QMFResult Info(const Query& query, const MkvAttachment& file) {
   return CopyFromMkv(query.segment, file.offset, out, size);
 }
 
-template <MkvTrackType type>
-QMFResult LinkCount(const Query& query) {
+template <MkvTrackType type, auto answer>
+QMFResult OfTrack(const Query& query) {
   const auto& tracks = query.segment.tracks.Of(type);
   if (query.index >= tracks.size()) return QMF_ERR_INVALID_STREAM;
-  return query.Number(tracks[query.index].attachmentLinks.size());
+  return answer(query, tracks[query.index].attachmentLinks);
+}
+
+using Links = std::pmr::vector<std::uint64_t>;
+
+QMFResult LinkCount(const Query& query, const Links& links) {
+  return query.Number(links.size());
 }
 
 // The value says which of the track's links, the answer is the attachment's UID.
-template <MkvTrackType type>
-QMFResult Link(const Query& query) {
-  const auto& tracks = query.segment.tracks.Of(type);
-  if (query.index >= tracks.size()) return QMF_ERR_INVALID_STREAM;
-  const auto& links = tracks[query.index].attachmentLinks;
+QMFResult Link(const Query& query, const Links& links) {
   if (query.data.value >= links.size()) return QMF_ERR_ATTACHMENT_LINK_INVALID;
   return query.Number(links[static_cast<std::size_t>(query.data.value)]);
 }
@@ -70,13 +72,13 @@ constexpr QueryRow<Query> kQueries[] = {
     {QMF_QID_GET_ATTACHMENT_COUNT, Count},
     {QMF_QID_GET_ATTACHMENT_SIZE, OfFile<Size>},
     {QMF_QID_GET_ATTACHMENTINFO, OfFile<Info>},
-    {QMF_QID_GET_VID_ATTACHMENT_LINK_COUNT, LinkCount<kTrackVideo>},
-    {QMF_QID_GET_AUD_ATTACHMENT_LINK_COUNT, LinkCount<kTrackAudio>},
-    {QMF_QID_GET_SUB_ATTACHMENT_LINK_COUNT, LinkCount<kTrackSubtitle>},
-    {QMF_QID_GET_VID_ATTACHMENT_LINKS, Link<kTrackVideo>},
-    {QMF_QID_GET_AUD_ATTACHMENT_LINKS, Link<kTrackAudio>},
-    {QMF_QID_GET_SUB_ATTACHMENT_LINKS, Link<kTrackSubtitle>},
-    {QMF_QID_GET_SUB_ATTACHMENT_LINK, Link<kTrackSubtitle>},
+    {QMF_QID_GET_VID_ATTACHMENT_LINK_COUNT, OfTrack<kTrackVideo, LinkCount>},
+    {QMF_QID_GET_AUD_ATTACHMENT_LINK_COUNT, OfTrack<kTrackAudio, LinkCount>},
+    {QMF_QID_GET_SUB_ATTACHMENT_LINK_COUNT, OfTrack<kTrackSubtitle, LinkCount>},
+    {QMF_QID_GET_VID_ATTACHMENT_LINKS, OfTrack<kTrackVideo, Link>},
+    {QMF_QID_GET_AUD_ATTACHMENT_LINKS, OfTrack<kTrackAudio, Link>},
+    {QMF_QID_GET_SUB_ATTACHMENT_LINKS, OfTrack<kTrackSubtitle, Link>},
+    {QMF_QID_GET_SUB_ATTACHMENT_LINK, OfTrack<kTrackSubtitle, Link>},
 };
 
 }  // namespace

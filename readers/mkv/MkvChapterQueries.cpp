@@ -15,10 +15,7 @@ constexpr std::uint64_t kNanosecondsPerUnit = 100;
 struct Query : QueryCall {
   const MkvSegment& segment;
 
-  const MkvEdition* Edition() const {
-    return segment.selectedPlaylist < segment.editions.size() ? &segment.editions[segment.selectedPlaylist]
-                                                              : nullptr;
-  }
+  const MkvEdition* Edition() const { return segment.SelectedEdition(); }
   const MkvChapter* Chapter() const {
     const MkvEdition* const edition = Edition();
     return edition != nullptr && index < edition->chapters.size() ? &edition->chapters[index] : nullptr;

@@ -55,7 +55,7 @@ MkvCursor::MkvCursor(const MkvSegment& segment)
     : m_file(*segment.file),
       m_reader(*segment.file, segment.memory, kUnlimited),
       m_segmentEnd(segment.element.end),
-      m_place{segment.FirstCluster(), 0, 0} {
+      m_place{.at = segment.FirstCluster()} {
   m_reader.SetMaxSizeLength(segment.maxSizeLength);
 }
 
@@ -93,7 +93,7 @@ QMFResult MkvCursor::Step(MkvFoundBlock& block, bool& found) {
 
 QMFResult MkvCursor::StepInSegment(const EbmlElement& element) {
   if (!IsSection(element) && !IsOneOf(element, {Element::Void, Element::Crc})) return QMF_FAILURE;
-  m_place = {element.end, 0, 0};
+  m_place = {.at = element.end};
   return QMF_OK;
 }
 

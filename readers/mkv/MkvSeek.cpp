@@ -33,14 +33,14 @@ class KeyFrameSearch {
   MkvPlace Start() {
     const std::uint64_t ticks = m_segment.TickAt(m_time);
     if (const MkvCuePoint* const cue = CueBefore(MkvCuesOf(m_segment), m_track.number, ticks)) {
-      return {std::max(cue->cluster, First()), 0, 0};
+      return {.at = std::max(cue->cluster, First())};
     }
     return ClusterBefore(ticks);
   }
 
   // The last cluster that begins at or before `ticks`, roughly: an earlier one near it will do.
   MkvPlace ClusterBefore(std::uint64_t ticks) {
-    MkvPlace low{First(), 0, 0};
+    MkvPlace low{.at = First()};
     std::uint64_t high = std::min(m_segment.element.end, m_segment.file->Size());
     while (high > low.at && high - low.at > kSmallestHalf) {
       const std::uint64_t middle = low.at + (high - low.at) / 2;
@@ -58,10 +58,10 @@ class KeyFrameSearch {
   // Twice as far before the last start as the one before it was.
   MkvPlace Earlier(const MkvPlace& start) {
     m_back = std::max(kSmallestHalf, m_back * 2);
-    MkvPlace place{First(), 0, 0};
+    MkvPlace place{.at = First()};
     std::uint64_t time = 0;
     if (start.at - First() <= m_back) return place;
-    if (m_cursor.FindCluster(start.at - m_back, start.at, place, time) != QMF_OK) place = {First(), 0, 0};
+    if (m_cursor.FindCluster(start.at - m_back, start.at, place, time) != QMF_OK) place = {.at = First()};
     return place;
   }
 

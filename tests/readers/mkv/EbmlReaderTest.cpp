@@ -11,9 +11,9 @@ namespace qmf::test {
 namespace {
 
 struct Opened {
-  explicit Opened(Bytes content, const EbmlLimits& limits = {})
+  explicit Opened(Bytes content, const EbmlLimits& limits = {}, const FileFaults& faults = {})
       : bytes(std::move(content)),
-        file(std::make_shared<MemoryFileSource>(bytes)),
+        file(std::make_shared<FaultyFile>(bytes, faults)),
         reader(file, std::pmr::new_delete_resource(), limits) {}
 
   QMFResult Header(std::uint64_t parentEnd = EbmlElement::kOpenEnd) {
@@ -82,9 +82,11 @@ TEST(EbmlReader, ReadsHeadersOfEveryWidthInsideTheirParent) {
 }
 
 template <class Value>
-void ExpectRead(const Bytes& payload, const Value& expected, QMFResult result = QMF_OK) {
+void ExpectRead(const Bytes& payload, const Value& expected, QMFResult result = QMF_OK,
+                const FileFaults& faults = {}) {
   Value value{};
-  EXPECT_EQ(Opened(Put(E::Title, payload)).Read(value), result) << testing::PrintToString(payload);
+  EXPECT_EQ(Opened(Put(E::Title, payload), {}, faults).Read(value), result)
+      << testing::PrintToString(payload);
   EXPECT_EQ(value, expected) << testing::PrintToString(payload);
 }
 
@@ -120,7 +122,8 @@ TEST(EbmlReader, RefusesWhatExceedsALimitOrTheFile) {
   EXPECT_EQ(Opened({0xD7, 0x84, 0, 0}).Read(number), QMF_ERR_END_OF_STREAM);
   std::pmr::u16string text;
   EXPECT_EQ(Opened(ElementHead(0x7BA9, 0xFFFFFFE)).Read(text), QMF_FAILURE);
-  EXPECT_EQ(Opened(ElementHead(0x7BA9, 1000) + Raw("abc")).Read(text), QMF_ERR_END_OF_STREAM);
+  EXPECT_EQ(Opened(ElementHead(0x7BA9, 1000) + Raw("abc"), {.bytesKept = 10}).Read(text),
+            QMF_ERR_END_OF_STREAM);
   EXPECT_EQ(Opened(Text(E::Title, "a text"), {.bytesKept = 11}).Read(text), QMF_FAILURE);
   std::pmr::vector<std::uint8_t> binary;
   EXPECT_EQ(Opened(ElementHead(0x63A2, 0xFFFFFFE)).Read(binary), QMF_ERR_END_OF_STREAM);
@@ -134,15 +137,9 @@ TEST(EbmlReader, RefusesWhatExceedsALimitOrTheFile) {
 
 // All of it is in the file, but behind the header nothing can be read.
 TEST(EbmlReader, TakesNothingFromAReadThatBringsNothing) {
-  const Bytes bytes = Text(E::Title, "8 bytes.");
-  FileReader file(
-      std::make_shared<FaultyFile>(bytes, FileFaults{.longestRead = bytes.size() - 8, .failingRead = 2}));
-  EbmlReader reader(file, std::pmr::new_delete_resource());
-  EbmlElement element;
-  ASSERT_EQ(reader.ReadHeader(0, bytes.size(), element), QMF_OK);
-  const auto expectNothing = [&](auto value) {
-    EXPECT_EQ(reader.Read(element, value), QMF_ERR_END_OF_STREAM);
-    EXPECT_EQ(value, decltype(value){});
+  const auto expectNothing = [](const auto& nothing) {
+    const FileFaults faults{.longestRead = 6, .failingRead = 2};
+    ExpectRead(Bytes(8, 'x'), nothing, QMF_ERR_END_OF_STREAM, faults);
   };
   expectNothing(std::uint64_t{0});
   expectNothing(0.0);

@@ -124,43 +124,36 @@ TEST(MkvBlocks, AreFoundInOpenClustersAndBehindGarbage) {
       {"reserved ids", a + Bytes(100'000, 0xFF) + b, kBoth},
       {"an unknown element", a + Bytes{0x42, 0x42, 0x85, 1, 2} + b, kBoth},
       {"half a cluster's header", a + Bytes{0x1F, 0x43, 0xB6, 0x75} + b, kBoth},
+      {"a group without a block",
+       Cluster(0, Simple(1, 0, "a") + Put(E::BlockGroup, {0x81, 0x83, 0, 0, 0})) + b, kBoth},
       {"a block larger than its cluster", Cluster(0, Simple(1, 0, "a") + liar) + b, kBoth},
   });
 }
 
-TEST(MkvBlocks, StretchTheTicksOfTheirTrack) {
+TEST(MkvBlocks, AreTakenApartAndTimedByTheirTrack) {
+  // Frames of 2, 3 and 4 bytes, by Xiph's lacing and by EBML's: 2, then one more, the range of one byte lying
+  // around 63.
+  const std::string xiph = Laced({2, 2, 3}, "aabbbcccc");
+  const std::string ebml = Laced({2, 0x82, 0xC0}, "aabbbcccc");
+  const Bytes lasting = Unsigned(E::DefaultDuration, 21'333'333);
+  const Bytes fixed = Put(E::Block, BlockBytes(2, 0, 0x04, Laced({1}, "aabb"))) +
+                      Unsigned(E::BlockDuration, 10) + Unsigned(E::DiscardPadding, 1'000'000);
+  constexpr const char* kFrames = "aa@100-121.3333 bbb@121.3333-142.6666 cccc@142.6666-163.9999 ";
   const Bytes both = Cluster(100, Simple(1, 10, "v") + Simple(2, 10, "a"));
   const auto scale = [](double factor) { return Float(E::TrackTimecodeScale, factor); };
   ExpectTold({
-      {"stretched", both, "v@110 a@125 ", scale(2.5)},
-      {"no number", both, "v@110 a@110 ", scale(std::numeric_limits<double>::quiet_NaN())},
-      {"absurd", both, "v@110 a@110 ", scale(1e30)},
+      {"Xiph's lace", Cluster(100, Simple(2, 0, xiph, 0x82)), kFrames, lasting},
+      {"EBML's lace", Cluster(100, Simple(2, 0, ebml, 0x86)), kFrames, lasting},
+      {"a block's duration, shared", Cluster(0, Put(E::BlockGroup, fixed)), "aa@0-5 bb@5-9 "},
+      {"stretched ticks", both, "v@110 a@125 ", scale(2.5)},
+      {"a scale that is no number", both, "v@110 a@110 ", scale(std::numeric_limits<double>::quiet_NaN())},
+      {"an absurd scale", both, "v@110 a@110 ", scale(1e30)},
   });
-}
-
-// Frames of 2, 3 and 4 bytes, by Xiph's lacing and by EBML's: 2, then one more, the range of one byte lying
-// around 63.
-const std::string kXiphLace = Laced({2, 2, 3}, "aabbbcccc");
-const std::string kEbmlLace = Laced({2, 0x82, 0xC0}, "aabbbcccc");
-
-TEST(MkvLacing, IsTakenApart) {
-  const Bytes duration = Unsigned(E::DefaultDuration, 21'333'333);
-  constexpr const char* kFrames = "aa@100-121.3333 bbb@121.3333-142.6666 cccc@142.6666-163.9999 ";
-  const Bytes fixed =
-      Put(E::Block, BlockBytes(2, 0, 0x04, Laced({1}, "aabb"))) + Unsigned(E::BlockDuration, 10);
-  ExpectTold({
-      {"Xiph's", Cluster(100, Simple(2, 0, kXiphLace, 0x82)), kFrames, duration},
-      {"EBML's", Cluster(100, Simple(2, 0, kEbmlLace, 0x86)), kFrames, duration},
-      {"of one size, sharing the block's duration",
-       Cluster(0, Put(E::BlockGroup, fixed + Unsigned(E::DiscardPadding, 1'000'000))), "aa@0-5 bb@5-9 "},
-  });
-}
-
-TEST(MkvLacing, IsLeftAloneWhereTheCallerWantsWholeBlocks) {
-  MkvFile film(WithClusters(Cluster(0, Simple(2, 0, kXiphLace, 0x82))));
+  MkvFile film(WithClusters(Cluster(100, Simple(2, 0, xiph, 0x82) + Simple(2, 64, xiph, 0x82)), lasting));
+  EXPECT_EQ(Told(film.Next()), "aa@100-121.3333 ");
   ASSERT_EQ(film.Tell(QMF_QID_DELACE_BLOCKS, 0), QMF_OK);
   EXPECT_EQ(film.Number(QMF_QID_DELACE_BLOCKS), 0U);
-  EXPECT_EQ(film.All(), "aabbbcccc@0 ");
+  EXPECT_EQ(film.All(), "bbbcccc@121.3333-163.9999 aabbbcccc@164-227.9999 ");
   EXPECT_EQ(film.Answer(QMF_QID_LACEINFO), (Bytes{2, 0, 0, 0, 3, 0, 0, 0, 4, 0, 0, 0}));
 }
 

@@ -12,7 +12,8 @@ Bytes Stored(const Bytes& unit, std::size_t lengthSize = 4) {
 }
 
 std::string Slice(int field, std::uint32_t frame) {
-  const Bytes bytes = Stored(SliceUnit({.frameNum = frame, .field = field}));
+  const Bytes delimiter = {9, 0xF0};
+  const Bytes bytes = Stored(delimiter) + Stored(SliceUnit({.frameNum = frame, .field = field}));
   return {bytes.begin(), bytes.end()};
 }
 

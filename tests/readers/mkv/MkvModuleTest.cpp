@@ -13,22 +13,15 @@ TEST(MkvModule, BidsByContentOrWhereTheFileCannotBeOpenedByExtension) {
   magic.resize(83);
   Bytes wrong = magic;
   wrong[3] = 0xA2;
-  const std::tuple<const char16_t*, Bytes, std::int32_t> contents[] = {
-      {u"anything.txt", magic, 100},
-      {u"film.mkv", Cut(magic, 82), 0},
-      {u"film.mkv", wrong, 0},
-      {u"film.mkv", {}, 0},
+  const std::tuple<const char16_t*, std::shared_ptr<FileSource>, std::int32_t> rows[] = {
+      {u"anything.txt", SourceOf(magic), 100}, {u"film.mkv", SourceOf(Cut(magic, 82)), 0},
+      {u"film.mkv", SourceOf(wrong), 0},       {u"film.mkv", SourceOf(Bytes()), 0},
+      {u"missing.mkv", nullptr, 100},          {u"missing.qf3", nullptr, 100},
+      {u"missing.mkv  ", nullptr, 100},        {u"missing.MKV", nullptr, 0},
+      {u"missing.mkv2", nullptr, 0},           {u"missing", nullptr, 0},
   };
-  for (const auto& [name, bytes, score] : contents)
-    EXPECT_EQ(Score(kMkvModule, name, SourceOf(bytes)), score) << bytes.size();
-  for (const auto& [name, score] : {std::pair(u"missing.mkv", 100),
-                                    {u"missing.qf3", 100},
-                                    {u"missing.mkv  ", 100},
-                                    {u"missing.MKV", 0},
-                                    {u"missing.mkv2", 0},
-                                    {u"missing", 0}}) {
-    EXPECT_EQ(Score(kMkvModule, name), score);
-  }
+  for (const auto& [name, source, score] : rows)
+    EXPECT_EQ(Score(kMkvModule, name, source), score) << testing::PrintToString(name);
   QMFModuleHandle handle = nullptr;
   EXPECT_EQ(kMkvModule.entryPoints->OpenContainer(&handle, u"missing.mkv", nullptr), QMF_FILE_NOT_OPENED);
   EXPECT_EQ(handle, nullptr);
@@ -40,7 +33,10 @@ TEST(MkvModule, SelectsTitleZeroAndAnswersLittleBeforeThat) {
   EXPECT_EQ(film.Number(QMF_QID_TITLE_DURATION), 0U);
   EXPECT_EQ(film.Fill(QMF_QID_VID_STREAM_FORMAT, format), QMF_FAILURE);
   EXPECT_EQ(film.Fill(QMF_QID_AUD_STREAM_FORMAT, format), QMF_NULL_ARGUMENT);
-  EXPECT_EQ(film.Ask(QMF_QID_NUM_TITLEMEDIA_VIDEOMEDIA), QMF_FAILURE);
+  for (const std::uint32_t qid :
+       {QMF_QID_NUM_TITLEMEDIA_VIDEOMEDIA, QMF_QID_LACEINFO, QMF_QID_TITLEMEDIA_NEXT_SYNC_POINT}) {
+    EXPECT_EQ(film.Ask(qid), QMF_FAILURE) << std::hex << qid;
+  }
   EXPECT_EQ(film.Activate(kBlockVideo), QMF_ERR_INVALID_STREAM);
 
   EXPECT_EQ(film.SetTitle(1), QMF_ERR_INVALID_TITLE_INDEX);
