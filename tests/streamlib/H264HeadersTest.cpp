@@ -170,39 +170,6 @@ TEST(H264HdrSlice, ReadsWhatTheParameterSetsSay) {
   EXPECT_FALSE(Takes<H264HdrSlice>(SliceUnit({}), H264Stream()));
 }
 
-TEST(H264HdrSlice, TellsPicturesApart) {
-  H264Stream stream = StreamWith([](H264HdrSeqParSet& s) { s.frame_mbs_only_flag = 0; });
-  stream.Keep(Parsed<H264HdrPictParSet>(PpsUnit(1)));
-  const SliceFields base = {.type = 5, .frameNum = 3, .field = 1, .orderLsb = 4};
-  const std::pair<const char*, std::function<void(SliceFields&)>> kChanges[] = {
-      {"frame number", [](SliceFields& f) { f.frameNum = 4; }},
-      {"parameter set", [](SliceFields& f) { f.ppsId = 1; }},
-      {"frame instead of field", [](SliceFields& f) { f.field = 0; }},
-      {"other field", [](SliceFields& f) { f.field = 2; }},
-      {"reference or not", [](SliceFields& f) { f.refIdc = 0; }},
-      {"IDR or not", [](SliceFields& f) { f.type = 1; }},
-      {"IDR id", [](SliceFields& f) { f.idrPicId = 1; }},
-      {"picture order", [](SliceFields& f) { f.orderLsb = 5; }},
-  };
-  const auto previous = Parsed<H264HdrSlice>(SliceUnit(base), stream);
-  const auto starts = [&](const SliceFields& fields, const H264Stream& known) {
-    return Parsed<H264HdrSlice>(SliceUnit(fields), known).StartsPictureAfter(previous);
-  };
-  for (const auto& [name, change] : kChanges) {
-    SliceFields changed = base;
-    change(changed);
-    EXPECT_TRUE(starts(changed, stream)) << name;
-  }
-  SliceFields same = base;
-  same.firstMb = 20;
-  same.sliceType = 2;
-  same.refIdc = 1;
-  EXPECT_FALSE(starts(same, stream));
-  // Without the parameter sets the place in the picture decides.
-  EXPECT_TRUE(starts(base, H264Stream()));
-  EXPECT_FALSE(starts(same, H264Stream()));
-}
-
 TEST(H264HdrSEI, FindsRecoveryPointAndPictureTimingAmongOtherMessages) {
   const H264Stream stream = StreamWith([](H264HdrSeqParSet& s) {
     s.nal_hrd_parameters_present_flag = 1;
@@ -226,10 +193,43 @@ TEST(H264HdrSEI, FindsRecoveryPointAndPictureTimingAmongOtherMessages) {
   EXPECT_FALSE(Parsed<H264HdrSEI>(NalUnit(0x06, Bytes{6, 9, 0x80}), stream).recovery_point_present);
 }
 
-TEST(H264AccessUnits, BeginWithWhatPrecedesAPictureOrWithItsFirstSlice) {
+class H264AccessUnitsTest : public testing::Test {
+ protected:
+  H264AccessUnitsTest() { m_sps.frame_mbs_only_flag = 0; }
+  bool Add(const Bytes& unit) { return m_units.Add(unit.data(), static_cast<std::int32_t>(unit.size())); }
+
+  H264HdrSeqParSet m_sps = PlainSps();
+  H264AccessUnits m_units;
+};
+
+TEST_F(H264AccessUnitsTest, AreToldApartByEachMemberOfAPicturesIdentity) {
+  for (const Bytes& unit :
+       {SpsUnit(m_sps), PpsUnit(), PpsUnit(1), SliceUnit({.type = 5, .field = 0, .idrPicId = 1})}) {
+    EXPECT_FALSE(Add(unit));
+  }
+  // Each differs from the one in front of it by that member alone.
+  const std::pair<const char*, SliceFields> kPictures[] = {
+      {"field instead of frame", {.type = 5, .field = 1, .idrPicId = 1}},
+      {"other field", {.type = 5, .field = 2, .idrPicId = 1}},
+      {"IDR id", {.type = 5, .field = 2}},
+      {"IDR or not", {.field = 2}},
+      {"frame number", {.frameNum = 3, .field = 2}},
+      {"picture order", {.frameNum = 3, .field = 2, .orderLsb = 4}},
+      {"parameter set", {.ppsId = 1, .frameNum = 3, .field = 2, .orderLsb = 4}},
+      {"reference or not", {.refIdc = 0, .ppsId = 1, .frameNum = 3, .field = 2, .orderLsb = 4}},
+  };
+  for (auto [name, fields] : kPictures) {
+    fields.firstMb = 6;
+    EXPECT_TRUE(Add(SliceUnit(fields))) << name;
+    fields.firstMb = 0;
+    fields.sliceType = 2;
+    if (fields.refIdc != 0) fields.refIdc = 1;
+    EXPECT_FALSE(Add(SliceUnit(fields))) << name;
+  }
+}
+
+TEST_F(H264AccessUnitsTest, BeginWithWhatPrecedesAPictureOrWithItsFirstSlice) {
   const Bytes delimiter = {0x09, 0xF0};
-  H264HdrSeqParSet sps = PlainSps();
-  sps.frame_mbs_only_flag = 0;
   struct Step {
     const char* name;
     Bytes unit;
@@ -237,7 +237,7 @@ TEST(H264AccessUnits, BeginWithWhatPrecedesAPictureOrWithItsFirstSlice) {
   };
   const Step kSteps[] = {
       {"delimiter in front", delimiter, false, false, false},
-      {"sps", SpsUnit(sps), false, false, false},
+      {"sps", SpsUnit(m_sps), false, false, false},
       {"pps", PpsUnit(), false, false, false},
       {"IDR slice", SliceUnit({.type = 5, .field = 0}), false, true, false},
       {"its second slice", SliceUnit({.type = 5, .firstMb = 6, .field = 0}), false, true, false},
@@ -252,10 +252,9 @@ TEST(H264AccessUnits, BeginWithWhatPrecedesAPictureOrWithItsFirstSlice) {
       {"its second slice", SliceUnit({.firstMb = 4, .ppsId = 7, .field = 0}), false, false, false},
       {"the next of its kind", SliceUnit({.ppsId = 7, .field = 0}), true, false, false},
   };
-  H264AccessUnits units;
   for (const Step& step : kSteps) {
-    const bool starts = units.Add(step.unit.data(), static_cast<std::int32_t>(step.unit.size()));
-    EXPECT_EQ(std::tuple(starts, units.Current().isRecovery, units.Current().isField),
+    const bool starts = Add(step.unit);
+    EXPECT_EQ(std::tuple(starts, m_units.Current().isRecovery, m_units.Current().isField),
               std::tuple(step.starts, step.isRecovery, step.isField))
         << step.name;
   }
