@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -27,6 +28,16 @@ namespace {
 
 using test::Fake;
 
+std::u16string Opened(std::u16string_view path) {
+  return std::u16string(u"\uFEFFOpenContainer:\nFile: ").append(path) + u"\n\n";
+}
+
+// What the log says of a call: its arguments, and its outputs with the result.
+std::u16string Called(std::u16string name, const char16_t* entry = u"", const char16_t* exit = u"",
+                      const char16_t* result = u"0") {
+  return name + u" Entry:\n" + entry + u"\n" + name + u" Exit:\n" + exit + u"QivoError: " + result + u"\n\n";
+}
+
 class LoggingModuleTest : public testing::Test {
  protected:
   LoggingModuleTest() {
@@ -42,20 +53,21 @@ class LoggingModuleTest : public testing::Test {
     std::filesystem::remove_all(m_folder);
   }
 
-  void Open(const char16_t* path = u"film") {
-    ASSERT_EQ(m_slots.OpenContainer(&m_handle, path, nullptr), QMF_OK);
+  void Open(const char16_t* path = u"film", QMFAllocator* memory = nullptr) {
+    ASSERT_EQ(m_slots.OpenContainer(&m_handle, path, memory), QMF_OK);
   }
   void Close() { EXPECT_EQ(m_slots.CloseContainer(std::exchange(m_handle, nullptr)), QMF_OK); }
+  void SelectTitles(int count) {
+    for (int i = 0; i < count; ++i) EXPECT_EQ(m_slots.SetTitle(m_handle, 0), QMF_OK);
+  }
 
+  // The text of a log, which is little-endian as this machine is.
   std::u16string Log(const char* name = "L1log.txt") const {
     std::ifstream file(m_folder / name, std::ios::binary);
     const std::string bytes{std::istreambuf_iterator<char>(file), {}};
     EXPECT_EQ(bytes.size() % 2, 0U);
-    std::u16string text;
-    for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) {
-      text.push_back(static_cast<char16_t>(static_cast<unsigned char>(bytes[i]) |
-                                           static_cast<unsigned char>(bytes[i + 1]) << 8));
-    }
+    std::u16string text(bytes.size() / 2, u'\0');
+    std::memcpy(text.data(), bytes.data(), text.size() * 2);
     return text;
   }
 
@@ -95,29 +107,24 @@ TEST_F(LoggingModuleTest, ASessionOfEveryEntryPointReadsAsExpected) {
   Fake(1).result = QMF_OK;
   (void)m_slots.slot0(m_handle);
   Close();
-  EXPECT_EQ(
-      Log(),
-      u"\uFEFFOpenContainer:\nFile: \u00e9t\u00e9 %d.mkv\n\n"
-      u"SetTitle Entry:\nTitleIndex 1\n\nSetTitle Exit:\nQivoError: 0\n\n"
-      u"SetMenu Entry:\nMenuIndex 2\n\nSetMenu Exit:\nQivoError: 0\n\n"
-      u"GetInfo Entry:\nQID: QMF_QID_TITLE_DURATION\nIndex: -1\n\nGetInfo Exit:\nQivoError: 0\n\n"
-      u"GetInfo Entry:\nQID: 0x000ABC\nIndex: 0\n\nGetInfo Exit:\nQivoError: 0\n\n"
-      u"SetPosition Entry:\nblockType: 2\nnStream: 0\nTime: -5\n\nSetPosition Exit:\nTime: -6\nQivoError: "
-      u"0\n\n"
-      u"SetTitleActiveStream Entry:\nblockType: 2\nnStream: 0\nbActive: 1\n\n"
-      u"SetTitleActiveStream Exit:\nQivoError: 0\n\n"
-      u"ReadNextBlock Entry:\n\n"
-      u"ReadNextBlock Exit:\n*pBlockType: 2\n*pnStream: 3\nBlock Data CRC: -873187034\n"
-      u"Block Time: 1099511627776\nQivoError: 0\n\n"
-      u"ReadNextBlockByStream Entry:\nblockType: 1\nnStream: 4\n\n"
-      u"ReadNextBlockByStream Exit:\nBlock Data CRC: 0\nBlock Time: 1099511627776\nQivoError: -1073741798\n\n"
-      u"WriteNextBlock Entry:\nblockType: 2\nBlock Time: 77\nnStream: 1\n\n"
-      u"WriteNextBlock Exit:\nQivoError: -1073741798\n\n"
-      u"AddStream Entry:\nblockType: 3\n\nAddStream Exit:\n*nStreamOfType: 7\nQivoError: -1073741798\n\n"
-      u"SetInfo Entry:\nQID: QMF_QID_USE_INDEX\nIndex: 6\n\nSetInfo Exit:\nQivoError: -1073741798\n\n"
-      u"AddTitle Entry:\n\nAddTitle Exit:\n*TitleID: 9\nQivoError: -1073741798\n\n"
-      u"FinishTitle Entry:\n\nFinishTitle Exit:\nQivoError: -1073741798\n\n"
-      u"CloseContainer Entry:\n\nCloseContainer Exit:\nQivoError: 0\n\n");
+  const char16_t* const failure = u"-1073741798";
+  EXPECT_EQ(Log(),
+            Opened(u"\u00e9t\u00e9 %d.mkv") + Called(u"SetTitle", u"TitleIndex 1\n") +
+                Called(u"SetMenu", u"MenuIndex 2\n") +
+                Called(u"GetInfo", u"QID: QMF_QID_TITLE_DURATION\nIndex: -1\n") +
+                Called(u"GetInfo", u"QID: 0x000ABC\nIndex: 0\n") +
+                Called(u"SetPosition", u"blockType: 2\nnStream: 0\nTime: -5\n", u"Time: -6\n") +
+                Called(u"SetTitleActiveStream", u"blockType: 2\nnStream: 0\nbActive: 1\n") +
+                Called(u"ReadNextBlock", u"",
+                       u"*pBlockType: 2\n*pnStream: 3\nBlock Data CRC: -873187034\n"
+                       u"Block Time: 1099511627776\n") +
+                Called(u"ReadNextBlockByStream", u"blockType: 1\nnStream: 4\n",
+                       u"Block Data CRC: 0\nBlock Time: 1099511627776\n", failure) +
+                Called(u"WriteNextBlock", u"blockType: 2\nBlock Time: 77\nnStream: 1\n", u"", failure) +
+                Called(u"AddStream", u"blockType: 3\n", u"*nStreamOfType: 7\n", failure) +
+                Called(u"SetInfo", u"QID: QMF_QID_USE_INDEX\nIndex: 6\n", u"", failure) +
+                Called(u"AddTitle", u"", u"*TitleID: 9\n", failure) +
+                Called(u"FinishTitle", u"", u"", failure) + Called(u"CloseContainer"));
 }
 
 TEST_F(LoggingModuleTest, FillsItsSlotsAndForwardsTheUnnamedOnesSilently) {
@@ -137,6 +144,12 @@ TEST_F(LoggingModuleTest, FillsItsSlotsAndForwardsTheUnnamedOnesSilently) {
   for (const QMFUnnamedEntryPoint slot : unnamed) EXPECT_EQ(slot(m_handle), QMF_ERR_NULL_MODULE_FUNC);
   EXPECT_EQ(m_slots.SetTitle(m_handle, 0), QMF_ERR_NULL_MODULE_FUNC);
   EXPECT_EQ(Log(), before);
+  std::int32_t score = 7;
+  EXPECT_EQ(m_slots.ProbeContainer(&score, u"film", nullptr), QMF_OK);
+  EXPECT_EQ(score, 0);
+  QMFModuleHandle handle = nullptr;
+  EXPECT_EQ(m_slots.OpenContainer(&handle, nullptr, nullptr), QMF_NULL_ARGUMENT);
+  EXPECT_EQ(m_slots.OpenContainer(nullptr, u"film", nullptr), QMF_NULL_ARGUMENT);
   test::ResetFakes();
 }
 
@@ -148,32 +161,29 @@ TEST_F(LoggingModuleTest, WithoutBidderNothingIsLoggedAndAFailedOpenIs) {
   Fake(1).openResult = QMF_FILE_NOT_OPENED;
   EXPECT_EQ(m_slots.OpenContainer(&m_handle, u"film", nullptr), QMF_FILE_NOT_OPENED);
   EXPECT_EQ(m_handle, nullptr);
-  EXPECT_EQ(Log(), u"\uFEFFOpenContainer:\nFile: film\n\n");
+  EXPECT_EQ(Log(), Opened(u"film"));
 }
 
 TEST_F(LoggingModuleTest, TheNameStandsInTheFileAtOnceTheRestGathersAndANewLogStartsAfresh) {
   Open(u"a film");
-  const std::u16string opened = u"\uFEFFOpenContainer:\nFile: a film\n\n";
-  EXPECT_EQ(Log(), opened);
-  std::u16string whole = opened;
-  for (int i = 0; i < 100; ++i) {
-    EXPECT_EQ(m_slots.SetTitle(m_handle, 0), QMF_OK);
-    whole += u"SetTitle Entry:\nTitleIndex 0\n\nSetTitle Exit:\nQivoError: 0\n\n";
-  }
+  std::u16string whole = Opened(u"a film");
+  EXPECT_EQ(Log(), whole);
+  SelectTitles(100);
+  for (int i = 0; i < 100; ++i) whole += Called(u"SetTitle", u"TitleIndex 0\n");
   EXPECT_TRUE(whole.starts_with(Log()));
   EXPECT_GT(Log().size(), whole.size() - 2200);
   EXPECT_TRUE(Log().ends_with(u"\n\n"));
   Close();
-  EXPECT_EQ(Log(), whole + u"CloseContainer Entry:\n\nCloseContainer Exit:\nQivoError: 0\n\n");
+  EXPECT_EQ(Log(), whole + Called(u"CloseContainer"));
   Open(u"b");
-  EXPECT_EQ(Log(), u"\uFEFFOpenContainer:\nFile: b\n\n");
+  EXPECT_EQ(Log(), Opened(u"b"));
 }
 
 TEST_F(LoggingModuleTest, InstancesAtOnceKeepLogsOfTheirOwn) {
   QMFContainer* container = nullptr;
   ASSERT_EQ(OpenContainer(&container, u"a;b", nullptr), QMF_OK);
-  EXPECT_TRUE(Log("L1log.txt").starts_with(u"\uFEFFOpenContainer:\nFile: a\n"));
-  EXPECT_TRUE(Log("L1log-2.txt").starts_with(u"\uFEFFOpenContainer:\nFile: b\n"));
+  EXPECT_EQ(Log("L1log.txt"), Opened(u"a"));
+  EXPECT_EQ(Log("L1log-2.txt"), Opened(u"b"));
   EXPECT_EQ(CloseContainer(container), QMF_OK);
 
   const auto session = [this] {
@@ -187,10 +197,7 @@ TEST_F(LoggingModuleTest, InstancesAtOnceKeepLogsOfTheirOwn) {
   std::thread other(session);
   session();
   other.join();
-  EXPECT_EQ(
-      Log(),
-      u"\uFEFFOpenContainer:\nFile: c\n\nSetTitle Entry:\nTitleIndex 0\n\nSetTitle Exit:\nQivoError: 0\n\n"
-      u"CloseContainer Entry:\n\nCloseContainer Exit:\nQivoError: 0\n\n");
+  EXPECT_EQ(Log(), Opened(u"c") + Called(u"SetTitle", u"TitleIndex 0\n") + Called(u"CloseContainer"));
 }
 
 TEST_F(LoggingModuleTest, EveryLogTakenOrOffMeansNoLog) {
@@ -214,7 +221,7 @@ TEST_F(LoggingModuleTest, WithoutMemoryTheLogEndsWithAWholeMessage) {
   // Some longer messages in front, so that memory ends anywhere in one.
   for (std::uint32_t longer = 0; longer < 31; ++longer) {
     test::TestMemory memory;
-    ASSERT_EQ(m_slots.OpenContainer(&m_handle, u"a", &memory), QMF_OK);
+    Open(u"film", &memory);
     memory.failAt = 0;
     for (std::uint32_t i = 0; i < 50; ++i) EXPECT_EQ(m_slots.SetTitle(m_handle, i < longer ? 10 : 1), QMF_OK);
     Close();
@@ -237,7 +244,7 @@ TEST_F(LoggingModuleTest, LinksAreNotFollowedAndPipesNotWaitedFor) {
     std::filesystem::remove(log);
     plant();
     Open();
-    EXPECT_EQ(m_slots.SetTitle(m_handle, 0), QMF_OK);
+    SelectTitles(1);
     Close();
     EXPECT_EQ(std::filesystem::file_size(victim), 4U);
   }
@@ -249,15 +256,12 @@ TEST_F(LoggingModuleTest, AFullDiskCutsTheLogAtAWholeRecord) {
   const std::u16string before = Log();
   rlimit old{};
   ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &old), 0);
-  const auto fill = [this] {
-    for (int i = 0; i < 100; ++i) EXPECT_EQ(m_slots.SetTitle(m_handle, 0), QMF_OK);
-  };
   const rlimit full = {before.size() * 2 + 2100, old.rlim_max};
   std::signal(SIGXFSZ, SIG_IGN);
   ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &full), 0);
-  fill();
+  SelectTitles(100);
   ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &old), 0);
-  fill();
+  SelectTitles(100);
   Close();
   EXPECT_EQ(Log(), before);
 }
