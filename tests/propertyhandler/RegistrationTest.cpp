@@ -1,6 +1,5 @@
 #include <windows.h>
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <oleauto.h>
 #include <propertyhandler/QivoPropertyHandler.h>
@@ -19,8 +18,8 @@
 namespace qmf::test {
 namespace {
 
-constexpr wchar_t kClasses[] = L"Software\\Classes";
-constexpr wchar_t kWindows[] = L"Software\\Microsoft\\Windows\\CurrentVersion";
+constexpr wchar_t kClasses[] = L"Software\\Classes\\";
+constexpr wchar_t kWindows[] = L"Software\\Microsoft\\Windows\\CurrentVersion\\";
 constexpr wchar_t kName[] = L"Qivo Property Handler";
 constexpr wchar_t kClass[] = L"{D8D1CE8C-B1EB-4E95-B63B-1531BA60E992}";
 constexpr wchar_t kApplication[] = L"{A347EE76-5A4C-4FBE-972C-0F82B947B269}";
@@ -56,23 +55,30 @@ class Registration : public testing::Test {
   Library m_library;
 };
 
-// Every key stands with its values: "Name=text", the default value without a name.
-RegistryContent ClassesOf(const std::wstring& library) {
-  const std::wstring classKey = std::wstring(L"CLSID\\") + kClass;
-  const std::wstring proxyKey = std::wstring(L"CLSID\\") + kInterface;
-  const std::wstring interfaceKey = std::wstring(L"Interface\\") + kInterface;
+RegistryContent Everything() {
+  RegistryContent content;
+  for (const wchar_t* const key : {kClasses, kWindows}) ReadRegistry(key, content);
+  return content;
+}
+
+// Every key with its values, the default value without a name.
+RegistryContent WrittenFor(const std::wstring& library) {
+  const std::wstring classes = kClasses;
+  const std::wstring classKey = classes + L"CLSID\\" + kClass;
+  const std::wstring proxyKey = classes + L"CLSID\\" + kInterface;
+  const std::wstring interfaceKey = classes + L"Interface\\" + kInterface;
   struct Row {
     std::wstring key;
     std::map<std::wstring, std::wstring> values;
   };
   std::vector<Row> rows = {
-      {std::wstring(L"AppID\\") + kApplication, {{L"", kName}}},
-      {L"AppID\\QivoPropertyHandler.DLL", {{L"AppID", kApplication}}},
-      {L"Qivo.PropertyHandler.1", {{L"", kName}}},
-      {L"Qivo.PropertyHandler.1\\CLSID", {{L"", kClass}}},
-      {L"Qivo.PropertyHandler", {{L"", kName}}},
-      {L"Qivo.PropertyHandler\\CLSID", {{L"", kClass}}},
-      {L"Qivo.PropertyHandler\\CurVer", {{L"", L"Qivo.PropertyHandler.1"}}},
+      {classes + L"AppID\\" + kApplication, {{L"", kName}}},
+      {classes + L"AppID\\QivoPropertyHandler.DLL", {{L"AppID", kApplication}}},
+      {classes + L"Qivo.PropertyHandler.1", {{L"", kName}}},
+      {classes + L"Qivo.PropertyHandler.1\\CLSID", {{L"", kClass}}},
+      {classes + L"Qivo.PropertyHandler", {{L"", kName}}},
+      {classes + L"Qivo.PropertyHandler\\CLSID", {{L"", kClass}}},
+      {classes + L"Qivo.PropertyHandler\\CurVer", {{L"", L"Qivo.PropertyHandler.1"}}},
       {classKey, {{L"", kName}}},
       {classKey + L"\\ProgID", {{L"", L"Qivo.PropertyHandler.1"}}},
       {classKey + L"\\VersionIndependentProgID", {{L"", L"Qivo.PropertyHandler"}}},
@@ -84,72 +90,76 @@ RegistryContent ClassesOf(const std::wstring& library) {
       {interfaceKey, {{L"", L"IQivoPropertyHandlerObj"}}},
       {interfaceKey + L"\\NumMethods", {{L"", L"3"}}},
       {interfaceKey + L"\\ProxyStubClsid32", {{L"", kInterface}}},
-      {L"SystemFileAssociations", {}},
+      {classes + L"SystemFileAssociations", {}},
   };
   for (const wchar_t* const extension : {L".mkv", L".qivo"}) {
-    rows.push_back({std::wstring(L"SystemFileAssociations\\") + extension,
+    rows.push_back({classes + L"SystemFileAssociations\\" + extension,
                     {{L"ExtendedTileInfo", kTile},
                      {L"FullDetails", kFullDetails},
                      {L"InfoTip", kTile},
                      {L"PreviewDetails", kPreviewDetails}}});
+    rows.push_back(
+        {std::wstring(kWindows) + L"PropertySystem\\PropertyHandlers\\" + extension, {{L"", kClass}}});
   }
-  RegistryContent expected;
+  RegistryContent written;
   for (const auto& [key, values] : rows) {
-    expected[key + L"\\"];
-    for (const auto& [name, text] : values) expected[key + L"\\@" + name] = text;
+    written[key + L"\\"];
+    for (const auto& [name, text] : values) written[key + L"\\@" + name] = text;
   }
-  return expected;
+  written[kWindows + (L"Shell Extensions\\Approved\\@" + std::wstring(kClass))] = kName;
+  return written;
 }
 
 TEST_F(Registration, WritesExactlyWhatTheShellNeedsAndTakesItBack) {
-  const RegistryContent classes = ReadRegistry(kClasses);
-  const RegistryContent windows = ReadRegistry(kWindows);
-  ASSERT_EQ(m_library.Call("DllRegisterServer"), S_OK);
-  RegistryContent expected = ClassesOf(Library::Built().wstring());
-  if (classes.contains(L"SystemFileAssociations\\")) expected.erase(L"SystemFileAssociations\\");
-  EXPECT_EQ(Added(classes, ReadRegistry(kClasses)), expected);
-  const std::wstring handlers = L"PropertySystem\\PropertyHandlers\\";
-  EXPECT_EQ(Added(windows, ReadRegistry(kWindows)),
-            (RegistryContent{{handlers + L".mkv\\", L""},
-                             {handlers + L".mkv\\@", kClass},
-                             {handlers + L".qivo\\", L""},
-                             {handlers + L".qivo\\@", kClass},
-                             {L"Shell Extensions\\Approved\\@" + std::wstring(kClass), kName}}));
-
-  EXPECT_EQ(m_library.Call("DllRegisterServer"), S_OK) << "a second time";
-  EXPECT_EQ(Added(classes, ReadRegistry(kClasses)), expected);
+  const RegistryContent before = Everything();
+  RegistryContent expected = WrittenFor(Library::Built().wstring());
+  if (const auto parent = std::wstring(kClasses) + L"SystemFileAssociations\\"; before.contains(parent)) {
+    expected.erase(parent);
+  }
+  for (const char* const time : {"first", "second"}) {
+    ASSERT_EQ(m_library.Call("DllRegisterServer"), S_OK);
+    EXPECT_EQ(Added(before, Everything()), expected) << time;
+  }
   EXPECT_EQ(m_library.Call("DllUnregisterServer"), S_OK);
   m_library.Call("DllUnregisterServer");  // Where there is nothing, it takes nothing back.
-  EXPECT_EQ(ReadRegistry(kClasses), classes);
-  EXPECT_EQ(ReadRegistry(kWindows), windows);
+  EXPECT_EQ(Everything(), before);
 }
 
 TEST_F(Registration, LeavesAloneWhatOthersWroteBesideIt) {
-  const RegistryContent classesBefore = ReadRegistry(kClasses);
-  const std::wstring associations = std::wstring(kClasses) + L"\\SystemFileAssociations";
-  const std::wstring foreignClass = L"{00000000-1111-2222-3333-444444444444}";
-  WriteRegistry(associations + L"\\.mkv", L"PerceivedType", L"video");
-  WriteRegistry(associations + L"\\.qivo\\shell\\play", L"", L"Play");
-  WriteRegistry(associations + L"\\.avi", L"InfoTip", L"prop:System.Size");
-  WriteRegistry(std::wstring(kClasses) + L"\\AppID\\" + foreignClass, L"", L"Foreign");
-  WriteRegistry(std::wstring(kWindows) + L"\\PropertySystem\\PropertyHandlers\\.avi", L"", foreignClass);
-  WriteRegistry(std::wstring(kWindows) + L"\\Shell Extensions\\Approved", foreignClass, L"Foreign");
-  const RegistryContent classes = ReadRegistry(kClasses);
-  const RegistryContent windows = ReadRegistry(kWindows);
-
+  const RegistryContent before = Everything();
+  const wchar_t foreign[] = L"{00000000-1111-2222-3333-444444444444}";
+  const std::wstring associations = std::wstring(kClasses) + L"SystemFileAssociations";
+  const std::wstring application = std::wstring(kClasses) + L"AppID\\" + foreign;
+  const std::wstring handler = std::wstring(kWindows) + L"PropertySystem\\PropertyHandlers\\.avi";
+  const std::wstring approved = std::wstring(kWindows) + L"Shell Extensions\\Approved";
+  const struct {
+    std::wstring key;
+    const wchar_t* name;
+    std::wstring text;
+  } rows[] = {
+      {associations + L"\\.mkv", L"PerceivedType", L"video"},
+      {associations + L"\\.qivo\\shell\\play", L"", L"Play"},
+      {associations + L"\\.avi", L"InfoTip", L"prop:System.Size"},
+      {application, L"", L"Foreign"},
+      {handler, L"", foreign},
+      {approved, foreign, L"Foreign"},
+  };
+  for (const auto& [key, name, text] : rows) {
+    const auto bytes = static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t));
+    EXPECT_EQ(::RegSetKeyValueW(HKEY_LOCAL_MACHINE, key.c_str(), name, REG_SZ, text.c_str(), bytes),
+              ERROR_SUCCESS);
+  }
+  const RegistryContent others = Everything();
   EXPECT_EQ(m_library.Call("DllRegisterServer"), S_OK);
-  EXPECT_EQ(Added(ReadRegistry(kClasses), classes), RegistryContent{});
+  EXPECT_EQ(Added(Everything(), others), RegistryContent{});
   EXPECT_EQ(m_library.Call("DllUnregisterServer"), S_OK);
-  EXPECT_EQ(ReadRegistry(kClasses), classes);
-  EXPECT_EQ(ReadRegistry(kWindows), windows);
+  EXPECT_EQ(Everything(), others);
 
-  ::RegDeleteTreeW(HKEY_LOCAL_MACHINE, associations.c_str());
-  ::RegDeleteTreeW(HKEY_LOCAL_MACHINE, (std::wstring(kClasses) + L"\\AppID\\" + foreignClass).c_str());
-  ::RegDeleteTreeW(HKEY_LOCAL_MACHINE,
-                   (std::wstring(kWindows) + L"\\PropertySystem\\PropertyHandlers\\.avi").c_str());
-  ::RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, (std::wstring(kWindows) + L"\\Shell Extensions\\Approved").c_str(),
-                       foreignClass.c_str());
-  EXPECT_EQ(ReadRegistry(kClasses), classesBefore);
+  for (const std::wstring& key : {associations, application, handler}) {
+    ::RegDeleteTreeW(HKEY_LOCAL_MACHINE, key.c_str());
+  }
+  ::RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, approved.c_str(), foreign);
+  EXPECT_EQ(Everything(), before);
 }
 
 TEST_F(Registration, WritesAnyPathOfTheLibrary) {
@@ -158,12 +168,12 @@ TEST_F(Registration, WritesAnyPathOfTheLibrary) {
   const std::filesystem::path copy = folder / "QivoPropertyHandler.dll";
   std::filesystem::copy_file(Library::Built(), copy, std::filesystem::copy_options::overwrite_existing);
   {
-    const RegistryContent classes = ReadRegistry(kClasses);
+    const RegistryContent before = Everything();
     const Library library(copy);
     EXPECT_EQ(library.Call("DllRegisterServer"), S_OK);
-    const RegistryContent added = Added(classes, ReadRegistry(kClasses));
-    EXPECT_THAT(added, testing::Contains(std::pair<const std::wstring, std::wstring>(
-                           std::wstring(L"CLSID\\") + kClass + L"\\InprocServer32\\@", copy.wstring())));
+    EXPECT_EQ(
+        Added(before, Everything())[kClasses + (L"CLSID\\" + std::wstring(kClass)) + L"\\InprocServer32\\@"],
+        copy.wstring());
     EXPECT_EQ(library.Call("DllUnregisterServer"), S_OK);
   }
   std::filesystem::remove_all(folder);
