@@ -13,7 +13,7 @@ void ReadAac(Config config, CMP4AudioParameters& audio) {
   if (!aac.Parse(config.data(), static_cast<std::int32_t>(config.size()))) return;
   audio.sampleRate = aac.sampling_frequency;
   audio.blockAlign = aac.samples_per_frame;
-  if (aac.sbr_present && aac.extension_sampling_frequency != 0) {
+  if (aac.extension_sampling_frequency != 0) {
     audio.sampleRate = aac.extension_sampling_frequency;
     audio.blockAlign = static_cast<std::uint32_t>(std::uint64_t{aac.samples_per_frame} * audio.sampleRate /
                                                   aac.sampling_frequency);

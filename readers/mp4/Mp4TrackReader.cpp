@@ -94,8 +94,6 @@ void CMP4TrackReader::ToTables(std::uint64_t sample) {
   m_nextFragment = m_context.movie.next;
   m_time = m_tablesEnd;
   m_runs.clear();
-  m_run = 0;
-  m_reader.reset();
   m_cursor.MoveTo(sample);
   m_state = State::kUnknown;
 }

@@ -101,7 +101,7 @@ std::uint32_t TrackSpec::SizeOf(std::uint32_t sample) const {
 Bytes VideoEntry(std::string_view type, std::uint32_t width, std::uint32_t height, const Bytes& children) {
   AtomBuilder atoms;
   atoms.Begin(type).Zeros(6).U16(1).Zeros(16).U16(width, height).Zeros(12).U16(1).Zeros(32);
-  return atoms.U16(24, 0xFFFF).Raw(children).Take();
+  return atoms.U16(32, 0xFFFF).Raw(children).Take();
 }
 
 Bytes AudioEntry(std::string_view type, std::uint32_t channels, std::uint32_t bits, std::uint32_t rate,

@@ -91,8 +91,9 @@ TEST(AacModule, DeliversWholeFramesBehindTags) {
 
 TEST(AacModule, ResynchronisesWhereFramesFollowEachOtherWithinItsLimit) {
   const Bytes lonely = AdtsFrame({.payload = Bytes(5)});
-  const auto blocks =
-      Opened(Repeated(3) + Bytes(77, 0xFF) + lonely + Bytes(9) + Repeated(2, {.payload = Bytes(30)})).Rest();
+  const auto blocks = Opened(Repeated(3) + Bytes(77, 0xFF) + lonely + AdtsFrame({.frequencyIndex = 7}) +
+                             Bytes(9) + Repeated(2, {.payload = Bytes(30)}))
+                          .Rest();
   ASSERT_EQ(blocks.size(), 5U);
   EXPECT_EQ(blocks[3].bytes.size(), 37U);
   const Bytes far = Repeated(3) + Bytes(AdtsFrames::kMaxResync + 1) + Repeated(3);

@@ -65,6 +65,7 @@ TEST(AvcPicture, AppliesTheSampleAspectRatio) {
     sps.aspect_ratio_idc = index++;
     QMFVideoFormat format{};
     EXPECT_EQ(FillAvcFormat(DeriveAvcPicture(sps), format), QMF_OK);
+    EXPECT_EQ(format.height, height);
     EXPECT_EQ(format.displayWidth, displayWidth) << width << " x " << height;
     EXPECT_EQ(format.displayHeight, displayHeight) << width << " x " << height;
   }

@@ -104,9 +104,10 @@ TEST(SrtModule, KeepsNineLinesAnd999Bytes) {
   EXPECT_EQ(TextsOf(One(less + "\n")), less + "|");
   EXPECT_EQ(TextsOf(One(std::string(5000, 'a') + "\n")), most + "|");
   EXPECT_EQ(TextsOf(One(Repeated(9, most + "\n"))), most + "|");
-  // A character that does not fit whole is left out: 998 bytes, then three more.
+  // A character that does not fit whole is left out.
   EXPECT_EQ(TextsOf(One(less + "\u20AC")), less + "|");
   EXPECT_EQ(TextsOf(One(Repeated(500, "\u00E9"))), Repeated(499, "\u00E9") + "|");
+  EXPECT_EQ(TextsOf(One(less.substr(1) + "\U0001F3AC")), less.substr(1) + "|");
   // An overlong number's rest stands where the times should.
   EXPECT_EQ(TextsOf(std::string(1200, '1') + "\n" + kTime + "lost\n\n" + One("kept\n")), "kept|");
   // A zero byte ends a line.

@@ -51,6 +51,7 @@ TEST(Mp4Blocks, NeedRoomAndAnActiveStream) {
   EXPECT_EQ(file.NextOf(kBlockVideo).result, QMF_OK);
   EXPECT_EQ(file.NextOf(kBlockSubtitle).result, QMF_ERR_INVALID_STREAM);
   EXPECT_EQ(file.NextOf(0).result, QMF_ERR_INVALID_STREAM);
+  EXPECT_EQ(file.Seek(kBlockSubtitle, 0), -1);
 }
 
 TEST(Mp4Blocks, StartAgainAtTheSyncSampleAtOrBefore) {
@@ -98,6 +99,8 @@ TEST(Mp4Queries, FindSyncSamplesByNumberAndTime) {
     EXPECT_EQ(file.Number(qid, 0, asked), answer) << qid << ' ' << asked;
     EXPECT_EQ(file.Ask(qid, 0, asked), answer ? QMF_OK : QMF_ERR_END_OF_STREAM) << qid << ' ' << asked;
   }
+  // With none before, the first sample.
+  EXPECT_EQ(StartedFile(kMp4Module, MovieOf(late)).Seek(kBlockVideo, 40 * kMillisecond), 0);
 }
 
 TEST(Mp4Blocks, AreFoundThroughEveryKindOfTable) {

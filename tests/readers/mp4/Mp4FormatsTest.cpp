@@ -59,8 +59,8 @@ TEST(Mp4VideoFormat, TakesItsSizesFromEntryPixelAspectAndTrackHeader) {
     const QMFVideoFormat format = file.Video();
     const std::array sizes = {format.width, format.height, format.displayWidth, format.displayHeight};
     EXPECT_EQ(sizes, row.sizes) << row.what;
-    EXPECT_EQ(format.bitCount, 24U);
-    EXPECT_EQ(format.imageSize, row.sizes[0] * row.sizes[1] * 3);
+    EXPECT_EQ(format.bitCount, 32U);
+    EXPECT_EQ(format.imageSize, row.sizes[0] * row.sizes[1] * 4);
     EXPECT_EQ(format.kind, 1);
     EXPECT_EQ(format.interlaced, row.interlaced);
     EXPECT_EQ(file.Number(QMF_QID_MKV_IS_INTERLACED), row.interlaced);
@@ -75,7 +75,7 @@ TEST(Mp4VideoFormat, NamesTheCoding) {
       AtomBuilder().Begin("sinf").Begin("frma").Code("avc1").End().Begin("schm").Zeros(12).Take();
   const std::tuple<const char*, Bytes, FourCC> rows[] = {
       {"avc3", {}, MakeFourCC("H264")},         {"hev1", {}, MakeFourCC("hev1")},
-      {"mp4v", esds(0x20), MakeFourCC("mp4v")}, {"mp4v", esds(0x61), MakeFourCC("MPG2")},
+      {"mp4v", esds(0x20), MakeFourCC("mp4v")}, {"mp4v", esds(0x65), MakeFourCC("MPG2")},
       {"encv", protection, MakeFourCC("H264")}, {"jpeg", {}, MakeFourCC("MJPG")},
       {"XyZ!", {}, MakeFourCC("XyZ!")},
   };
@@ -134,15 +134,16 @@ TEST(Mp4AudioFormat, IsThatOfTheConfigurationAndElseOfTheEntry) {
   const std::pair<Bytes, std::array<std::uint32_t, 7>> rows[] = {
       {coded("mp4a", 48000, Esds(0x40, lowComplexity)), {0xFF, 1, 44100, 16000, 960, 16, 2}},
       {coded("mp4a", 24000, Esds(0x40, replicated, 0)), {0xFF, 2, 48000, 16000, 2048, 16, 4}},
-      {coded("mp4a", 32000, {}), {0xFF, 2, 32000, 0, 1024, 16, 0}},
+      {coded("mp4a", 32000, AtomBuilder().Begin("btrt").U32(0, 0, 64'000).Take()),
+       {0xFF, 2, 32000, 8000, 1024, 16, 0}},
       {coded("mp4a", 32000, Esds(0x40, {0x12})), {0xFF, 2, 32000, 16000, 1024, 16, 1}},
       // MP3 in MPEG-4 clothes.
       {coded("mp4a", 32000, Esds(0x6B, {})), {0x55, 2, 32000, 16000, 1152, 16, 0}},
       {coded("Opus", 16000, config("dOps", 0, 6, 1, 0x38)), {0x704F, 6, 48000, 0, 960, 16, 4}},
       {coded("Opus", 16000, config("dOps", 0, 6)), {0x704F, 6, 48000, 0, 960, 16, 2}},
       {coded("Opus", 16000, config("dOps", 0)), {0x704F, 2, 48000, 0, 960, 16, 1}},
-      // 3/2 channels and the low-frequency one, 448 kbit/s; then one channel of 192 kbit/s.
-      {coded("ac-3", 44100, config("dac3", 0x10, 0x3D, 0xE0)), {0x2000, 6, 48000, 56000, 1536, 16, 3}},
+      // 2/2 channels and the low-frequency one, 448 kbit/s; then one channel of 192 kbit/s.
+      {coded("ac-3", 44100, config("dac3", 0x10, 0x35, 0xE0)), {0x2000, 5, 48000, 56000, 1536, 16, 3}},
       {coded("ec-3", 44100, config("dec3", 6, 0, 0x20, 2, 0)), {0x2000, 1, 48000, 24000, 1536, 16, 5}},
       {coded("fLaC", 0, flac.Take()), {0xF1AC, 6, 88200, 0, 4608, 24, 38}},
       {coded("alac", 0, alac.Take()), {0x6C61, 8, 192000, 10000, 4096, 24, 24}},
@@ -159,14 +160,22 @@ TEST(Mp4AudioFormat, IsThatOfTheConfigurationAndElseOfTheEntry) {
       {pcm(88200, 1), {3, 6, 88200, 2116800, 24, 32, 0}},  // Floating point.
       {pcm(-1, 4), {1, 6, 96000, 2304000, 24, 32, 0}},
   };
-  for (const auto& [entry, expected] : rows) {
+  const auto formatOf = [](const Bytes& entry) {
     const TrackSpec track = {.handler = "soun", .timescale = 96000, .entry = entry, .times = {{100, 1920}}};
-    const QMFAudioFormat f = StartedFile(kMp4Module, MovieOf(track)).Audio();
+    return StartedFile(kMp4Module, MovieOf(track)).Audio();
+  };
+  for (const auto& [entry, expected] : rows) {
+    const QMFAudioFormat f = formatOf(entry);
     EXPECT_EQ(f.kind, 0x11);
     const std::array<std::uint32_t, 7> found = {f.formatTag,      f.channels,   f.samplesPerSec,
                                                 f.avgBytesPerSec, f.blockAlign, f.bitsPerSample,
                                                 f.extraSize};
     EXPECT_EQ(found, expected) << std::string(&entry[4], &entry[8]);
+  }
+  // The first rates of AC-3 are four to an octave.
+  for (std::uint32_t code = 0; code < 17; ++code) {
+    const Bytes dac3 = config("dac3", 0x10, 0x3C | code >> 3, (code & 7) << 5);
+    EXPECT_EQ(formatOf(coded("ac-3", 48000, dac3)).avgBytesPerSec, (4 + code % 4) * 1000 << code / 4);
   }
 }
 
