@@ -29,16 +29,13 @@ class BitWriter {
   /// rbsp_trailing_bits: a one, then zeros up to the byte's end.
   BitWriter& Trailing() {
     Bit(true);
-    m_filled = 8;
-    return *this;
+    return Align();
   }
 
   BitWriter& Align() {
     m_filled = 8;
     return *this;
   }
-
-  std::size_t BitCount() const { return m_bytes.size() * 8 - (8 - m_filled); }
 
   const std::vector<std::uint8_t>& Bytes() const { return m_bytes; }
 

@@ -205,13 +205,9 @@ Bytes PpsUnit(std::uint32_t id, std::uint32_t spsId, std::uint32_t sliceGroups) 
   return NalUnit(0x68, w.Trailing().Bytes());
 }
 
-Bytes RecoveryPointUnit(std::uint32_t frames) {
-  BitWriter message;
-  message.UE(frames).Bits(1, 1).Bits(0, 3).Trailing();
-  BitWriter w;
-  w.Bits(6, 8).Bits(message.Bytes().size(), 8);
-  for (const std::uint8_t byte : message.Bytes()) w.Bits(byte, 8);
-  return NalUnit(0x06, w.Trailing().Bytes());
+Bytes RecoveryPointUnit() {
+  const Bytes message = BitWriter().UE(0).Bits(1, 1).Bits(0, 3).Trailing().Bytes();
+  return NalUnit(0x06, Bytes{6, static_cast<std::uint8_t>(message.size())} + message + Bytes{0x80});
 }
 
 Bytes ByteStream(std::initializer_list<Bytes> units) {

@@ -44,7 +44,7 @@ Bytes SliceUnit(const SliceFields& fields);
 Bytes PpsUnit(std::uint32_t id = 0, std::uint32_t spsId = 0, std::uint32_t sliceGroups = 1);
 
 /// Recovery point SEI.
-Bytes RecoveryPointUnit(std::uint32_t frames = 0);
+Bytes RecoveryPointUnit();
 
 /// Units one behind the other, each with a start code of four bytes.
 Bytes ByteStream(std::initializer_list<Bytes> units);
