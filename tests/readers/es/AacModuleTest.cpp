@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <ranges>
+#include <algorithm>
 
 #include "tests/support/AdtsWriter.h"
 #include "tests/support/FaultyFile.h"
@@ -38,10 +38,10 @@ StartedFile Opened(const Bytes& stream) {
 
 TEST(AacModule, BidsByContentForFilesThatOpen) {
   Bytes transport(188 * 20, 0x11);  // a transport stream with a frame's front in each packet
+  const Bytes frame = AdtsFrame({.payload = Bytes(400)});
   for (std::size_t packet = 0; packet < 20; ++packet) {
     transport[188 * packet] = 0x47;
-    std::ranges::copy(AdtsFrame({.payload = Bytes(400)}) | std::views::take(184),
-                      &transport[188 * packet + 4]);
+    std::copy_n(frame.begin(), 184, &transport[188 * packet + 4]);
   }
   const std::tuple<const char*, Bytes, std::int32_t> kRows[] = {
       {"three frames", Repeated(3) + Bytes(50), 100},
