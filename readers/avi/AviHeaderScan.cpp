@@ -72,7 +72,7 @@ const HeaderScan::Row HeaderScan::kResourceRows[] = {{kFccDpic, 0, &HeaderScan::
 QMFResult HeaderScan::ScanTitle(std::uint16_t index, std::uint64_t riffOffset) {
   m_index = index;
   AviChunk riff;
-  if (m_chunks.Read(riffOffset, riff)) {
+  if (m_chunks.Read(riffOffset, riff) && riff.End() > riff.Children()) {
     m_end = riff.End();
     // A file cut off behind its headers is read as far as it goes.
     QMF_RETURN_IF_NONZERO(

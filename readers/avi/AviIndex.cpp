@@ -117,11 +117,12 @@ bool AviStreamIndex::Next(AviIndexEntry& entry) {
   m_standard += m_entrySize;
   --m_standardLeft;
   // Entries point behind the chunk header.
+  const std::uint64_t payload = m_base + LoadLE32(bytes);
   const std::uint32_t size = LoadLE32(bytes + 4);
-  entry.chunk = {m_base + LoadLE32(bytes) - AviChunk::kHeaderSize, size & ~kNotKeyFrame, m_place};
+  entry.chunk = {payload - AviChunk::kHeaderSize, size & ~kNotKeyFrame, m_place};
   entry.isKey = (size & kNotKeyFrame) == 0;
-  // Backwards would let a few indexes count as any number of blocks.
-  m_bad = entry.chunk.offset < m_atLeast;
+  // Backwards, or in front of the file, would let a few indexes count as any number of blocks.
+  m_bad = payload < m_atLeast + AviChunk::kHeaderSize;
   m_atLeast = entry.chunk.Next();
   return !m_bad;
 }

@@ -69,11 +69,11 @@ bool AviMovi::AddExtension() {
     m_nextExtension = 0;
     return false;
   }
-  m_nextExtension = riff.Next();
   AviChunk child;
   for (std::uint64_t at = riff.Children(); at < riff.End() && m_chain.Read(at, child); at = child.Next()) {
     if (child.id == kFccList && child.form == kFccMovi) AddPiece(child.offset, child.size);
   }
+  m_nextExtension = riff.Next();  // Last: whoever runs out of memory before comes here again.
   return true;
 }
 

@@ -13,6 +13,7 @@ AviSeeker::AviSeeker(FileReader& file, const AviTitle& title, AviSeekTable& tabl
       m_memory(memory),
       m_movi(file, title, memory),
       m_leader(title.hasVideo ? 0 : kMaxAviVideoStreams) {
+  m_table.Clear();  // Of an earlier try that ran out of memory.
   m_table.Reserve(title.Video().header.Length());
   if (title.hasIndex) LoadIndex();
 }

@@ -29,6 +29,11 @@ class StreamList {
   QMFResult OnName(const AviChunk& chunk);
   QMFResult OnIndex(const AviChunk& chunk);
 
+  // A record that begins with the chunk header.
+  template <class Record>
+  QMFResult ReadWholeChunk(const AviChunk& chunk, Record& record) {
+    return ReadAviRecord(m_file, chunk.offset, std::uint64_t{AviChunk::kHeaderSize} + chunk.size, record);
+  }
   QMFResult ReadVideoFormat(const AviChunk& chunk);
   QMFResult ReadAudioFormat(const AviChunk& chunk);
   void TakeSlot(std::span<AviStream> slots, std::uint16_t& used);
@@ -71,8 +76,7 @@ QMFResult StreamList::Read(AviChunkReader& chunks, const AviChunk& list, std::ui
 // fails the title: files with such streams are refused on purpose.
 QMFResult StreamList::OnHeader(const AviChunk& chunk) {
   if (m_headerSeen) return QMF_ERR_DUPLICATE_STRH_FOUND;
-  QMF_RETURN_IF_NONZERO(
-      ReadAviRecord(m_file, chunk.offset, std::uint64_t{AviChunk::kHeaderSize} + chunk.size, m_header.bytes));
+  QMF_RETURN_IF_NONZERO(ReadWholeChunk(chunk, m_header.bytes));
   if (m_header.Type() == kFccVids) {
     m_headerSeen = true;
     m_kind = kStreamVideo;  // Or subtitles: the format decides.
@@ -159,9 +163,7 @@ QMFResult StreamList::OnIndex(const AviChunk& chunk) {
   m_title.hasIndex = true;
   if (m_ignored) return QMF_OK;
   m_index.emplace().offset = chunk.offset;
-  const bool whole =
-      m_file.ReadAt(chunk.offset, m_index->bytes.data(), AviIndexHeader::kSize) == AviIndexHeader::kSize;
-  return whole ? QMF_OK : QMF_ERR_FILE_CORRUPT;
+  return ReadWholeChunk(chunk, m_index->bytes);
 }
 
 void StreamList::Complete() {

@@ -4,6 +4,7 @@
 
 #include "readers/avi/AviKeyFrames.h"
 #include "tests/readers/avi/AviMedia.h"
+#include "tests/support/TestMemory.h"
 
 namespace qmf::test {
 namespace {
@@ -150,6 +151,7 @@ TEST_F(AviBlocks, TimeQueriesSayWhyNoKeyFrameIsKnownYet) {
        {std::tuple(kNoIndex, QMF_ERR_END_OF_STREAM, QMF_ERR_INDEX_INCOMPLETE, QMF_ERR_END_OF_STREAM),
         {kWrongIndex, kFailed, kFailed, kFailed},
         {kWrongSuperIndex, kFailed, kFailed, kFailed},
+        {kWrappingIndex, kFailed, kFailed, kFailed},
         {kBackwardIndex, kFailed, kFailed, kFailed}}) {
     StartedAvi avi(MakeAvi(m_samples, layout));
     EXPECT_EQ(avi.Ask(QMF_QID_TITLEMEDIA_PREV_SYNC_TIME), before);
@@ -175,6 +177,28 @@ TEST_F(AviBlocks, CachelessIndexAsksTheFile) {
     EXPECT_EQ(avi.Tell(QMF_QID_USE_CACHELESS_INDEX, 1), QMF_OK);
     const auto next = avi.Number(QMF_QID_TITLEMEDIA_NEXT_SYNC_POINT, 0, frame);
     EXPECT_EQ(next.value_or(avi.Ask(QMF_QID_TITLEMEDIA_NEXT_SYNC_POINT, 0, frame)), expected) << layout;
+  }
+}
+
+TEST_F(AviBlocks, NothingIsLostOrCountedTwiceWhenMemoryRanOutOnce) {
+  Bytes unindexed = MakeAvi(m_samples, kExtensionsLegacyIndex);
+  unindexed.replace(unindexed.find("idx1"), 4, "JUNK");
+  for (const Bytes& file : {MakeAvi(m_samples, kExtensions), unindexed}) {
+    bool failed = true;
+    for (int failAt = 0; failed; ++failAt) {
+      TestMemory memory;
+      OpenedFile avi(kAviModule, file, &memory);
+      memory.failAt = failAt;
+      (void)avi.Start();
+      (void)avi.Ask(QMF_QID_TITLEMEDIA_PREV_SYNC_POINT);
+      EXPECT_FALSE(IsFailure(avi.Start())) << failAt;
+      QMFResult end = QMF_OK;
+      Blocks blocks = avi.Rest(&end);
+      if (end == QMF_OUT_OF_MEMORY) std::ranges::move(avi.Rest(), std::back_inserter(blocks));
+      EXPECT_THAT(blocks, ElementsAreArray(m_expected)) << failAt;
+      EXPECT_EQ(avi.Number(QMF_QID_TITLEMEDIA_PREV_SYNC_POINT, 0, 1000), 48U) << failAt;
+      failed = memory.failed;
+    }
   }
 }
 

@@ -80,7 +80,7 @@ class AviMaker {
 
   // Of the blocks so far.
   Bytes LegacyIndex(std::uint64_t moviForm) const {
-    if (Is({kNoIndex, kWrongSuperIndex, kStandardIndexInPlace, kExtensions})) return {};
+    if (Is({kNoIndex, kWrongSuperIndex, kStandardIndexInPlace, kWrappingIndex, kExtensions})) return {};
     const std::uint64_t base = m_layout == kAbsoluteIndex ? 0 : m_layout == kWrongIndex ? 5 : moviForm;
     Bytes entries;
     for (std::size_t i = 0; i < m_placed.size() / (m_layout == kHalfIndex ? 2 : 1); ++i) {
@@ -109,7 +109,11 @@ class AviMaker {
   }
 
   Bytes StreamIndex(std::size_t stream) const {
-    if (m_layout == kStandardIndexInPlace) return Chunk("indx", StandardIndex(m_placed, kIds[stream]));
+    if (Is({kStandardIndexInPlace, kWrappingIndex})) {
+      Bytes index = StandardIndex(m_placed, kIds[stream]);
+      if (m_layout == kWrappingIndex) index.replace(index.size() - 16, 8, Le(3, 4) + Le(0, 4));
+      return Chunk("indx", index);
+    }
     if (!Is({kSuperIndex, kTwoFieldIndex, kWrongSuperIndex, kExtensions})) return {};
     const Bytes entries = m_layout == kWrongSuperIndex ? Le(4, 8) + Le(0, 8) : m_standards[stream];
     Bytes index = Le(4, 4) + Le(entries.size() / 16, 4) + kIds[stream] + Bytes(12, '\0') + entries;

@@ -54,13 +54,14 @@ TEST(AviQueries, ExtraAudioBytesAreKeptUpToTwentyTwo) {
 }
 
 TEST(AviQueries, ShortChunksReadAsZeroBeyondTheirEnd) {
-  const Bytes format = Chunk("strf", Le(40, 4) + Le(64, 4)) + Chunk("JUNK", Bytes(40, 'j'));
+  const Bytes junk = Chunk("JUNK", Bytes(40, 'j'));
+  const Bytes format = Chunk("strf", Le(40, 4) + Le(64, 4)) + junk;
   StartedAvi avi({.mainHeader = AviParts().mainHeader + Chunk("avih", Bytes(8, '\0')),
-                  .streams = {List("strl", Strh({}) + format)}});
+                  .streams = {List("strl", Strh({}) + format + Chunk("indx", Le(4, 4)) + junk)}});
   EXPECT_EQ(avi.Video().width, 64U);
   EXPECT_EQ(avi.Video().height, 0U);
   EXPECT_EQ(avi.Video().displayHeight, 0U);
-  EXPECT_EQ(avi.Number(QMF_QID_TITLE_SUGGESTED_BUFFER_SIZE), 0U);
+  ExpectNumbers(avi, {{QMF_QID_TITLE_SUGGESTED_BUFFER_SIZE, 0}, {QMF_QID_GET_SUPER_INDEX_NUM_ENTRIES, 0}});
 }
 
 TEST(AviQueries, AnswersAndFlagsThatNeedNoTitle) {
