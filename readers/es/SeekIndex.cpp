@@ -1,6 +1,7 @@
 #include "readers/es/SeekIndex.h"
 
 #include <algorithm>
+#include <new>
 
 namespace qmf {
 
@@ -12,7 +13,11 @@ void SeekIndex::Learn(const Point& point) {
     m_points.resize(kept);
     m_spacing = (m_points.back().ticks - m_points.front().ticks) / kept;
   }
-  m_points.push_back(point);
+  try {
+    m_points.push_back(point);
+  } catch (const std::bad_alloc&) {
+    // Seeks then go on from an earlier point.
+  }
 }
 
 SeekIndex::Point SeekIndex::Before(std::uint64_t ticks, const Point& start) const {

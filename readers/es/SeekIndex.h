@@ -19,7 +19,7 @@ class SeekIndex {
 
   explicit SeekIndex(QMFAllocator* memory) : m_points(memory) {}
 
-  /// Takes a point beyond all that it has; others are known already.
+  /// Takes a point beyond all that it has, as long as there is memory; others are known already.
   void Learn(const Point& point);
 
   /// The last known point at or before `ticks`; `start` before any.

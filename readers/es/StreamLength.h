@@ -65,8 +65,10 @@ struct StreamLength {
       end = std::max(point.offset, from);
       break;
     }
-    return bytes == 0 ? 0
-                      : static_cast<std::uint64_t>(ticks / bytes * static_cast<double>(end - begin) + 0.5);
+    if (bytes == 0) return 0;
+    constexpr double kMost = 0x1p63;  // More than any time holds, and still an integer of 64 bits.
+    return static_cast<std::uint64_t>(
+        std::min(ticks / bytes * static_cast<double>(end - begin) + 0.5, kMost));
   }
 };
 

@@ -8,6 +8,7 @@
 #include "tests/support/AdtsWriter.h"
 #include "tests/support/FaultyFile.h"
 #include "tests/support/OpenedFile.h"
+#include "tests/support/SparseSource.h"
 
 namespace qmf::test {
 namespace {
@@ -121,6 +122,12 @@ TEST(AacModule, KnowsTheLengthOfConstantFramesWithoutReadingThemAll) {
   const Bytes split = AdtsFrame({.payload = Bytes(6)}) + AdtsFrame({.payload = Bytes(7)});
   StartedFile other = Opened(Repeated(kCount - 1) + split);
   EXPECT_EQ(other.Number(QMF_QID_TITLE_DURATION), lengthOf(kCount + 1));
+
+  // Headers of 4,096 samples, and then nothing up to the largest size: more than a time can say.
+  const Bytes dense = Repeated(100'000, {.blocksLessOne = 3, .payload = {}});
+  StartedFile vast(
+      kAacModule, std::shared_ptr<FileSource>(std::make_shared<SparseSource>(dense, std::uint64_t{1} << 63)));
+  EXPECT_EQ(vast.Number(QMF_QID_TITLE_DURATION), INT64_MAX);
 }
 
 TEST(AacModule, SeeksToTheFrameAtOrBefore) {
