@@ -16,11 +16,15 @@ Bytes From(Bytes bytes, std::size_t offset) {
   return bytes.subspan(std::min(offset, bytes.size()));
 }
 
-// The unit behind the 16-bit length at the start of `bytes`.
+// The 16-bit length at the start of `bytes`.
+std::size_t SizeAt(Bytes bytes) {
+  return bytes.size() < 2 ? 0 : static_cast<std::size_t>(bytes[0]) << 8 | bytes[1];
+}
+
+// The unit behind that length, when all of it is there.
 Bytes UnitAt(Bytes bytes) {
-  if (bytes.size() < 2) return {};
-  const std::size_t size = static_cast<std::size_t>(bytes[0]) << 8 | bytes[1];
-  return size <= bytes.size() - 2 ? bytes.subspan(2, size) : Bytes();
+  const std::size_t size = SizeAt(bytes);
+  return 2 + size <= bytes.size() ? bytes.subspan(2, size) : Bytes();
 }
 
 // Visits the counted units at the front of `bytes` and gives what is behind them.
@@ -28,7 +32,7 @@ Bytes VisitUnits(Bytes bytes, int count, const std::function<void(Bytes)>& visit
   for (; count > 0 && !bytes.empty(); --count) {
     const Bytes unit = UnitAt(bytes);
     if (!unit.empty()) visit(unit);
-    bytes = From(bytes, 2 + unit.size());
+    bytes = From(bytes, 2 + SizeAt(bytes));
   }
   return bytes;
 }

@@ -101,6 +101,9 @@ TEST(MkvQueries, FindParameterSetsInAnAvcConfigurationRecord) {
     cut.Expect({{QMF_QID_SPS_SIZE, 0, sps.size()}, {QMF_QID_PPS_SIZE, 0, pps.size()}});
   }
   EXPECT_EQ(MkvFile(film("V_MPEG2", record)).Number(QMF_QID_SPS_SIZE), 0U);
+  // What is left of a cut set is no list of others.
+  const Bytes cutInASet = {1, 100, 0, 40, 0xFF, 0xE1, 0, 9, 0x67, 0, 2, 0x68, 9};
+  EXPECT_EQ(MkvFile(film("V_MPEG4/ISO/AVC", cutInASet)).Answer(QMF_QID_PPS_DATA), Bytes{});
 }
 
 // A video track of this kind.
