@@ -64,7 +64,8 @@ QMFResult CountStreams(QMFContainer* container, std::uint32_t blockType, std::ui
 /// Sets what a query identifier names, routed as in GetInfo.
 QMFResult SetInfo(QMFContainer* container, std::uint32_t qid, QMFQueryData* data, std::uint32_t index);
 
-/// Moves reading of a stream to the block at or before `*time` (100-ns units) and writes where it landed.
+/// Moves reading of a stream to the block at or before `*time` (100-ns units) and writes where it landed. The
+/// other pieces stay where they are.
 QMFResult SetPosition(QMFContainer* container, std::uint32_t blockType, std::uint32_t stream,
                       std::int64_t* time);
 

@@ -40,6 +40,13 @@ ContainerBlocks& LookAhead(QMFContainer& container) {
   return *container.blocks;
 }
 
+// What is read ahead of `piece`, or null when nothing is.
+ContainerBlocks::Ahead* LoadedAhead(const QMFContainer& container, std::uint32_t piece) {
+  if (container.blocks == nullptr || piece >= container.blocks->ahead.size()) return nullptr;
+  ContainerBlocks::Ahead& ahead = container.blocks->ahead[piece];
+  return ahead.loaded ? &ahead : nullptr;
+}
+
 QMFResult ReadPiece(QMFContainer& container, std::uint32_t piece, ContainerBlocks::Ahead& ahead) {
   ahead.block = {};
   ahead.block.data = ahead.bytes.data();
@@ -111,6 +118,14 @@ void DropLookAhead(QMFContainer& container) {
   container.blocks = nullptr;
 }
 
+void SwitchLookAhead(QMFContainer& container, std::uint32_t blockType, const StreamPlace& place,
+                     std::uint32_t active) {
+  ContainerBlocks::Ahead* const ahead = LoadedAhead(container, place.piece);
+  if (ahead == nullptr) return;
+  const bool isItsBlock = ahead->blockType == blockType && ahead->stream == place.localStream;
+  if (ahead->result != QMF_OK || (isItsBlock && active == 0)) ahead->loaded = false;
+}
+
 QMFResult ReadNextBlock(QMFContainer* container, std::uint32_t* blockType, std::uint32_t* stream,
                         QMFBlock* block, std::int64_t* time) {
   QMF_RETURN_IF_NONZERO(CheckContainer(container));
@@ -140,7 +155,8 @@ QMFResult SetPosition(QMFContainer* container, std::uint32_t blockType, std::uin
   QMF_RETURN_IF_NONZERO(CheckContainer(container));
   StreamPlace place{};
   QMF_RETURN_IF_NONZERO(FindStream(*container, blockType, stream, place));
-  DropLookAhead(*container);
+  // The other pieces stay where they are, and so does what was read ahead of them.
+  if (auto* const ahead = LoadedAhead(*container, place.piece)) ahead->loaded = false;
   return CallPiece(*container, place.piece, &QMFModuleEntryPoints::SetPosition, blockType, place.localStream,
                    time);
 }

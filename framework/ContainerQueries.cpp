@@ -132,6 +132,7 @@ QMFResult SetTitleActiveStream(QMFContainer* container, std::uint32_t blockType,
   QMF_RETURN_IF_NONZERO(CheckContainer(container));
   StreamPlace place{};
   QMF_RETURN_IF_NONZERO(FindStream(*container, blockType, stream, place));
+  SwitchLookAhead(*container, blockType, place, active);
   return CallPiece(*container, place.piece, &QMFModuleEntryPoints::SetTitleActiveStream, blockType,
                    place.localStream, active);
 }

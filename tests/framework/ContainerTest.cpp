@@ -278,7 +278,7 @@ TEST_F(TwoPieceTest, WhatWasReadAheadGoesWithTheTitleAndThePosition) {
   const auto read = [&] { return ReadNextBlock(m_container, &number, &number, &block, &time); };
   const std::function<QMFResult()> moves[] = {
       [&] { return SetTitle(m_container, 0); },
-      [&] { return SetPosition(m_container, kBlockVideo, 0, &time); }};
+      [&] { return SetPosition(m_container, kBlockVideo, 1, &time); }};
   for (const auto& move : moves) {
     Fake(1).blocks = {{kBlockVideo, 0, 0, "v0"}};
     Fake(2).blocks = {{kBlockVideo, 0, 10, "ahead"}};
@@ -310,6 +310,38 @@ TEST_F(TwoPieceTest, WhatWasReadAheadGoesWithTheTitleAndThePosition) {
   EXPECT_EQ(read(), QMF_ERR_BLOCK_BUFFER_TOO_SMALL);
   EXPECT_LT(memory.peak, 1U << 20);
   EXPECT_EQ(Close(), QMF_OK);
+}
+
+TEST_F(TwoPieceTest, WhatMovesOrIsSwitchedCostsOtherStreamsNoBlock) {
+  const auto read = [this]() -> std::string {
+    char bytes[8];
+    QMFBlock block;
+    block.data = reinterpret_cast<std::uint8_t*>(bytes);
+    block.capacity = sizeof(bytes);
+    std::uint32_t number = 0;
+    std::int64_t time = 0;
+    const QMFResult result = ReadNextBlock(m_container, &number, &number, &block, &time);
+    return result == QMF_OK ? std::string(bytes, block.size) : fmt::format("{:X}", std::uint32_t{result});
+  };
+  const auto turn = [this](std::uint32_t type, std::uint32_t stream, bool on) {
+    EXPECT_EQ(SetTitleActiveStream(m_container, type, stream, on ? 1 : 0), QMF_OK);
+  };
+  const std::string end = "C000001A";
+  std::int64_t time = 0;
+  Fake(1).blocks = {{kBlockVideo, 0, 0, "v0"}, {kBlockVideo, 0, 20, "v20"}};
+  Fake(2).blocks = {{kBlockSubtitle, 0, 10, "s10"}, {kBlockVideo, 0, 30, "v30"}};
+  EXPECT_EQ(read(), "v0");
+  EXPECT_EQ(SetPosition(m_container, kBlockVideo, 0, &time), QMF_OK);
+  turn(kBlockVideo, 1, false);
+  turn(kBlockSubtitle, 0, true);
+  EXPECT_EQ(read(), "s10");
+  EXPECT_EQ(read(), "v20");
+  turn(kBlockVideo, 1, false);
+  EXPECT_EQ(read(), end);
+  Fake(1).blocks = {{kBlockAudio, 0, 40, "a40"}};
+  EXPECT_EQ(read(), end);
+  turn(kBlockAudio, 0, true);
+  EXPECT_EQ(read(), "a40");
 }
 
 TEST_F(ContainerTest, EveryFailedAllocationIsMinusTenAndLeaksNothing) {
