@@ -8,6 +8,7 @@ import json
 import os
 import pathlib
 import pty
+import resource
 import shlex
 import signal
 import struct
@@ -187,8 +188,24 @@ class QmfinfoTest(unittest.TestCase):
         with tempfile.TemporaryDirectory() as folder:
             self.qmfinfo.run("show", self.files[0], cwd=folder)
             self.assertEqual(os.listdir(folder), [])
-            self.qmfinfo.run("show", "--log", folder, self.files[0])
-            self.assertEqual(os.listdir(folder), ["L1log.txt"])
+            chosen = os.path.join(folder, os.fsdecode(b"\xff"))
+            os.mkdir(chosen)
+            self.qmfinfo.run("show", "--log", chosen, self.files[0])
+            self.assertEqual(os.listdir(chosen), ["L1log.txt"])
+
+    def test_jobs_that_find_no_room_are_done_by_the_others(self):
+        def limit():  # Room for eleven stacks.
+            resource.setrlimit(resource.RLIMIT_STACK, (256 << 20, resource.getrlimit(resource.RLIMIT_STACK)[1]))
+            resource.setrlimit(resource.RLIMIT_AS, (3 << 30, 3 << 30))
+
+        def run(*words):
+            command = [*self.qmfinfo.command, *map(str, words)]
+            return subprocess.run(command, capture_output=True, check=False, timeout=60, preexec_fn=limit)
+
+        if run("--version").returncode != 0:
+            self.skipTest("sanitizers need more than all the room there is")
+        done = run("show", "--jsonl", "-j", 1024, *self.files[:3])
+        self.assertEqual([json.loads(line)["path"] for line in done.stdout.splitlines()], list(map(str, self.files[:3])))
 
 
 if __name__ == "__main__":

@@ -82,10 +82,10 @@ void AddStreams(CLI::App& parser, const std::string& option, std::vector<StreamN
 std::optional<Setting> ParseSetting(const std::string& word) {
   const std::size_t sign = word.find('=');
   const auto qid = ParseQueryId(word.substr(0, sign));
+  if (!qid || sign == std::string::npos) return std::nullopt;
+  const std::string number = word.substr(sign + 1);
   std::uint64_t value = 0;
-  if (!qid || sign == std::string::npos || !CLI::detail::lexical_cast(word.substr(sign + 1), value)) {
-    return std::nullopt;
-  }
+  if (!RefuseSign(number).empty() || !CLI::detail::lexical_cast(number, value)) return std::nullopt;
   return Setting{*qid, value};
 }
 
@@ -241,7 +241,8 @@ void AddLog(CLI::App& program) {
   qmf::SetLogOff();
   const auto setFolder = [](const std::string& word) {
     const std::u16string folder = PathFromArgument(word);
-    if (!std::filesystem::is_directory(folder))
+    std::error_code ignored;
+    if (!std::filesystem::is_directory(NativePath(folder), ignored))
       throw CLI::ValidationError("--log", "no such folder: " + word);
     if (qmf::SetLogFolder(folder) != qmf::QMF_OK) throw std::bad_alloc();
   };

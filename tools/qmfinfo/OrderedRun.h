@@ -9,6 +9,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -28,10 +29,10 @@ class OrderedRun {
   /// Returns when everything is delivered. Rethrows what the functions throw.
   void Run(unsigned jobs) {
     std::vector<std::jthread> threads;
-    for (unsigned i = 0; i < jobs; ++i) {
-      threads.emplace_back([this] { Guarded([this] { WorkOn(); }); });
-    }
-    Guarded([&] { Feed(std::uint64_t{jobs} * 4); });
+    Guarded([&] {
+      Start(jobs, threads);
+      Feed(std::uint64_t{jobs} * 4);
+    });
     Change([&] { m_ended = true; });
     threads.clear();
     if (m_failure) std::rethrow_exception(m_failure);
@@ -56,6 +57,18 @@ class OrderedRun {
       action();
     } catch (...) {
       Change([&] { m_failure = std::current_exception(); });
+    }
+  }
+
+  // Where the system has no room for all threads, those that began do the work.
+  void Start(unsigned jobs, std::vector<std::jthread>& threads) {
+    for (unsigned i = 0; i < jobs; ++i) {
+      try {
+        threads.emplace_back([this] { Guarded([this] { WorkOn(); }); });
+      } catch (const std::system_error&) {
+        if (threads.empty()) throw;
+        return;
+      }
     }
   }
 

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -116,8 +117,10 @@ std::string Progress::Line(Clock::time_point now) const {
   const double seconds = std::chrono::duration<double>(now - m_start).count();
   const double rate = static_cast<double>(m_done) / seconds;
   if (!m_total) return fmt::format("{} files, {:.0f} a second", m_done, rate);
-  const auto left = static_cast<std::uint64_t>(static_cast<double>(*m_total - m_done) / rate + 0.5);
-  return fmt::format("{} of {} files, {:.0f} a second, {}:{:02} left", m_done, *m_total, rate, left / 60,
+  // The folder may have grown since its files were counted.
+  const std::uint64_t total = std::max(*m_total, m_done);
+  const auto left = static_cast<std::uint64_t>(static_cast<double>(total - m_done) / rate + 0.5);
+  return fmt::format("{} of {} files, {:.0f} a second, {}:{:02} left", m_done, total, rate, left / 60,
                      left % 60);
 }
 
