@@ -47,7 +47,7 @@ class Inflater {
   Inflater(const Inflater&) = delete;
   Inflater& operator=(const Inflater&) = delete;
 
-  QMFResult Run(Bytes& in, std::size_t limit, Bytes& out) {
+  QMFResult Run(Bytes& in, std::size_t& left, Bytes& out) {
     m_stream.next_in = in.data();
     m_stream.avail_in = static_cast<uInt>(in.size());
     std::array<std::uint8_t, 4096> piece;
@@ -56,8 +56,8 @@ class Inflater {
       m_stream.avail_out = static_cast<uInt>(piece.size());
       result = inflate(&m_stream, Z_NO_FLUSH);
       const std::size_t got = piece.size() - m_stream.avail_out;
-      if ((result != Z_OK && result != Z_STREAM_END) || got > limit - out.size())
-        return QMF_ERR_BLOCK_READ_FAILURE;
+      if ((result != Z_OK && result != Z_STREAM_END) || got > left) return QMF_ERR_BLOCK_READ_FAILURE;
+      left -= got;
       out.insert(out.end(), piece.begin(), piece.begin() + got);
     }
     return QMF_OK;
@@ -67,23 +67,28 @@ class Inflater {
   z_stream m_stream{};
 };
 
-QMFResult Inflate(std::size_t limit, Bytes& bytes) {
+QMFResult Inflate(std::size_t& left, Bytes& bytes) {
   Bytes inflated(bytes.get_allocator());
-  inflated.reserve(std::min(limit, bytes.size() * 2));
-  QMF_RETURN_IF_NONZERO(Inflater(bytes.get_allocator().resource()).Run(bytes, limit, inflated));
+  inflated.reserve(std::min(left, bytes.size() * 2));
+  QMF_RETURN_IF_NONZERO(Inflater(bytes.get_allocator().resource()).Run(bytes, left, inflated));
   bytes = std::move(inflated);
   return QMF_OK;
 }
 
-QMFResult Undo(const MkvContentEncoding& encoding, std::size_t limit, Bytes& bytes) {
+QMFResult PutHeaderBack(const Bytes& header, std::size_t& left, Bytes& bytes) {
+  if (bytes.size() > left || header.size() > left - bytes.size()) return QMF_ERR_BLOCK_READ_FAILURE;
+  bytes.insert(bytes.begin(), header.begin(), header.end());
+  left -= bytes.size();
+  return QMF_OK;
+}
+
+QMFResult Undo(const MkvContentEncoding& encoding, std::size_t& left, Bytes& bytes) {
   if (encoding.type != kCompression) return QMF_ERR_CODEC_UNSUPPORTED;
   switch (encoding.algorithm) {
     case kZlib:
-      return Inflate(limit, bytes);
+      return Inflate(left, bytes);
     case kHeaderStripping:
-      if (encoding.settings.size() > limit - std::min(limit, bytes.size())) return QMF_ERR_BLOCK_READ_FAILURE;
-      bytes.insert(bytes.begin(), encoding.settings.begin(), encoding.settings.end());
-      return QMF_OK;
+      return PutHeaderBack(encoding.settings, left, bytes);
     default:
       return QMF_ERR_CODEC_UNSUPPORTED;
   }
@@ -95,10 +100,10 @@ bool IsEncoded(const MkvTrack& track, MkvEncodingScope scope) {
   return std::ranges::any_of(track.encodings, [&](const auto& each) { return (each.scope & scope) != 0; });
 }
 
-QMFResult UndoEncodings(const MkvTrack& track, MkvEncodingScope scope, std::size_t limit,
+QMFResult UndoEncodings(const MkvTrack& track, MkvEncodingScope scope, std::size_t& left,
                         std::pmr::vector<std::uint8_t>& bytes) {
   for (const MkvContentEncoding& encoding : track.encodings) {
-    if ((encoding.scope & scope) != 0) QMF_RETURN_IF_NONZERO(Undo(encoding, limit, bytes));
+    if ((encoding.scope & scope) != 0) QMF_RETURN_IF_NONZERO(Undo(encoding, left, bytes));
   }
   return QMF_OK;
 }

@@ -67,7 +67,8 @@ QMFResult MkvFrameReader::CutIntoFrames() {
 QMFResult MkvFrameReader::ReadEncoded(const MkvTrack& track, std::size_t size, QMFBlock& block) {
   m_encoded.resize(size);
   if (m_segment.file->ReadAt(m_offset, m_encoded.data(), size) != size) return QMF_ERR_END_OF_STREAM;
-  QMF_RETURN_IF_NONZERO(UndoEncodings(track, kScopeBlocks, kMaxBlockSize, m_encoded));
+  std::size_t left = kMaxBlockSize;
+  QMF_RETURN_IF_NONZERO(UndoEncodings(track, kScopeBlocks, left, m_encoded));
   block.required = static_cast<std::uint32_t>(m_encoded.size());
   if (block.required > block.capacity) return QMF_ERR_BLOCK_BUFFER_TOO_SMALL;
   if (!m_encoded.empty()) std::memcpy(block.data, m_encoded.data(), m_encoded.size());

@@ -10,7 +10,8 @@ namespace qmf {
 namespace {
 
 constexpr std::size_t kMostParts = 16384;
-constexpr std::uint32_t kMostChaptersPlayed = 100'000;
+// Chapters and editions that are looked at.
+constexpr std::size_t kMostLooks = 100'000;
 // Editions inside editions.
 constexpr std::size_t kMostNested = 8;
 // Editions of other segments: each costs reading that file's tracks and chapters.
@@ -72,9 +73,8 @@ class Arranger {
     m_playing.push_back(&edition);
     std::int64_t clock = 0;
     for (const MkvChapter& chapter : edition.chapters) {
+      if (!Look(1)) break;
       if (chapter.level != 0 || !chapter.enabled || clock > kLongest / 2) continue;
-      if (m_chaptersLeft == 0) break;
-      --m_chaptersLeft;
       const Segment target = TargetOf(segment, chapter);
       if (target != nullptr) clock += PlayChapter(target, chapter, window, clock);
     }
@@ -85,6 +85,7 @@ class Arranger {
   std::int64_t PlayChapter(const Segment& target, const MkvChapter& chapter, const Span& window,
                            std::int64_t clock) {
     const MkvEdition* const nested = EditionOf(*target, chapter.segmentEdition);
+    if (m_looksLeft == 0) return 0;
     Span span{UnitsOf(chapter.start), nested != nullptr ? kLongest : 0};
     if (chapter.end) span.to = UnitsOf(*chapter.end);
     if (nested == nullptr) {
@@ -121,9 +122,17 @@ class Arranger {
     if (!segment.chaptersResult && m_editionsLeft-- <= 0) return nullptr;
     EnsureMkvSegment(segment);
     (void)ReadMkvChapters(segment);
+    if (!Look(segment.editions.size())) return nullptr;
     const auto edition = std::ranges::find(segment.editions, uid, &MkvEdition::uid);
     if (edition == segment.editions.end() || !edition->IsOrdered()) return nullptr;
     return std::ranges::find(m_playing, &*edition) == m_playing.end() ? &*edition : nullptr;
+  }
+
+  // Chapters can play editions over and over, so a small file could ask for much.
+  bool Look(std::size_t count) {
+    const bool may = count <= m_looksLeft;
+    m_looksLeft = may ? m_looksLeft - count : 0;
+    return may;
   }
 
   // Stretches that follow each other in their segment become one, which is read on through.
@@ -145,7 +154,7 @@ class Arranger {
   std::pmr::vector<Segment> m_segments;
   std::pmr::vector<MkvPart> m_parts;
   std::int64_t m_clock = 0;
-  std::uint32_t m_chaptersLeft = kMostChaptersPlayed;
+  std::size_t m_looksLeft = kMostLooks;
   int m_editionsLeft = kMostEditionsOfOthers;
 };
 

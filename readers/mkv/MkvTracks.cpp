@@ -96,7 +96,8 @@ constexpr EbmlRule<MkvContentEncoding> kEncodingRules[] = {
 };
 
 QMFResult ReadEncoding(MkvTrack& track, EbmlReader& reader, const EbmlElement& element) {
-  QMF_RETURN_IF_NONZERO(reader.Keep(sizeof(MkvContentEncoding)));
+  // Their list has no other bound, and grows by doubling.
+  QMF_RETURN_IF_NONZERO(reader.Keep(2 * sizeof(MkvContentEncoding)));
   MkvContentEncoding encoding(reader.Memory());
   QMF_RETURN_IF_NONZERO(WalkInto<kEncodingRules>(encoding, reader, element));
   track.encodings.push_back(std::move(encoding));
@@ -162,14 +163,16 @@ constexpr EbmlRule<MkvTrack> kTrackRules[] = {
     {Element::MasterTrackFileName, ReadLink<&MkvTrack::master, &MkvTrackLink::fileName>},
 };
 
-// What cannot be restored is as if it were not there: nobody could read it.
+// What cannot be restored is as if it were not there: nobody could read it. What was tried counts, or a file
+// of little could make much work.
 QMFResult RestoreCodecPrivate(MkvTrack& track, EbmlReader& reader) {
   std::ranges::stable_sort(track.encodings, std::greater(), &MkvContentEncoding::order);
   if (track.codecPrivate.empty() || !IsEncoded(track, kScopeCodecPrivate)) return QMF_OK;
-  if (UndoEncodings(track, kScopeCodecPrivate, kMostCodecPrivate, track.codecPrivate) != QMF_OK) {
+  std::size_t left = kMostCodecPrivate;
+  if (UndoEncodings(track, kScopeCodecPrivate, left, track.codecPrivate) != QMF_OK) {
     track.codecPrivate.clear();
   }
-  return reader.Keep(track.codecPrivate.size());
+  return reader.Keep(kMostCodecPrivate - left);
 }
 
 // The entry's type may come last, so the record is filled on its own and moved to its list at the end.

@@ -116,6 +116,14 @@ TEST(MkvLinked, FollowsEditionsNeitherTooDeepNorForTooLong) {
   EXPECT_EQ(nested(8, 1, Atom(0, 500), {}), 500);
   EXPECT_EQ(nested(9, 1, Atom(0, 500), {}), 9000) << "the eighth is played as it stands";
   EXPECT_EQ(nested(5, 10, Atom(700, 600), Atom(0, 1000)), 8000) << "behind 100,000 chapters of no length";
+  Bytes disabled;
+  for (int i = 0; i < 500; ++i) disabled += Put(E::ChapterAtom, Unsigned(E::ChapterFlagEnabled, 0));
+  EXPECT_EQ(nested(3, 10, disabled, Atom(0, 1000)), 8000) << "behind 500,000 that are disabled";
+  Bytes atoms;
+  for (int i = 0; i < 1000; ++i) atoms += Atom(700, 600, {}, 99);
+  Bytes editions = Edition(1, E::EditionFlagOrdered, atoms + Atom(0, 1000));
+  for (int i = 0; i < 200; ++i) editions += Put(E::EditionEntry, {});
+  EXPECT_EQ(Milliseconds(Put(E::Chapters, editions)), 8000) << "behind 200,000 editions that are another";
   constexpr std::uint64_t kLongest = 18'446'744'000'000;
   Bytes centuries;
   for (int i = 0; i < 60; ++i) centuries += Atom(0, kLongest);
