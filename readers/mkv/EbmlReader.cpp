@@ -13,7 +13,8 @@ namespace qmf {
 namespace {
 
 constexpr std::size_t kMaxIdLength = 4;
-constexpr std::size_t kMaxHeaderLength = kMaxIdLength + 8;
+constexpr std::size_t kMaxSizeLength = 8;
+constexpr std::size_t kMaxHeaderLength = kMaxIdLength + kMaxSizeLength;
 
 using Bytes = std::span<const std::uint8_t>;
 
@@ -21,9 +22,10 @@ bool MayHaveUnknownSize(const EbmlElement& element) {
   return element.Is(Element::Segment) || element.Is(Element::Cluster);
 }
 
-std::string_view WithoutTrailingZeros(Bytes bytes) {
-  while (!bytes.empty() && bytes.back() == 0) bytes = bytes.first(bytes.size() - 1);
-  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+// Who shortens a text in place leaves the rest of the old one behind a zero.
+std::string_view UpToZero(Bytes bytes) {
+  const auto zero = std::ranges::find(bytes, 0);
+  return {reinterpret_cast<const char*>(bytes.data()), static_cast<std::size_t>(zero - bytes.begin())};
 }
 
 }  // namespace
@@ -35,10 +37,13 @@ EbmlReader::EbmlReader(FileReader& file, QMFAllocator* memory, const EbmlLimits&
       m_fileSize(file.Size()),
       m_bytesReadBefore(file.BytesRead()) {}
 
+bool EbmlReader::MayRead(std::uint64_t bytes) const {
+  const std::uint64_t read = m_file.BytesRead() - m_bytesReadBefore;
+  return read <= m_left.bytesRead && bytes <= m_left.bytesRead - read;
+}
+
 QMFResult EbmlReader::SpendElement() {
-  if (m_left.elements == 0 || m_file.BytesRead() - m_bytesReadBefore > m_left.bytesRead) {
-    return QMF_ERR_END_OF_STREAM;
-  }
+  if (m_left.elements == 0 || !MayRead(0)) return QMF_ERR_END_OF_STREAM;
   --m_left.elements;
   return QMF_OK;
 }
@@ -50,7 +55,7 @@ QMFResult EbmlReader::Keep(std::uint64_t bytes) {
 }
 
 QMFResult EbmlReader::CheckPresent(const EbmlElement& element) const {
-  return element.end > m_fileSize ? QMF_ERR_END_OF_STREAM : QMF_OK;
+  return element.end > m_fileSize || !MayRead(element.Size()) ? QMF_ERR_END_OF_STREAM : QMF_OK;
 }
 
 QMFResult EbmlReader::ReadHeader(std::uint64_t at, std::uint64_t parentEnd, EbmlElement& element) {
@@ -62,7 +67,7 @@ QMFResult EbmlReader::ReadHeader(std::uint64_t at, std::uint64_t parentEnd, Ebml
   QMF_RETURN_IF_NONZERO(ReadVarInt(bytes, kMaxIdLength, id));
   if (id.IsAllOnes()) return QMF_FAILURE;
   EbmlVarInt size;
-  QMF_RETURN_IF_NONZERO(ReadVarInt(bytes.subspan(id.length), m_maxSizeLength, size));
+  QMF_RETURN_IF_NONZERO(ReadVarInt(bytes.subspan(id.length), kMaxSizeLength, size));
   element = {static_cast<std::uint32_t>(id.value), at, at + id.length + size.length, EbmlElement::kOpenEnd};
   if (element.payload > parentEnd) return QMF_FAILURE;
   if (size.IsAllOnes()) return MayHaveUnknownSize(element) ? QMF_OK : QMF_FAILURE;
@@ -128,7 +133,7 @@ QMFResult EbmlReader::Read(const EbmlElement& element, std::pmr::u16string& valu
     bytes = Bytes(large).first(m_file.ReadAt(element.payload, large.data(), size));
   }
   if (bytes.size() != size) return QMF_ERR_END_OF_STREAM;
-  AssignUtf16(value, WithoutTrailingZeros(bytes));
+  AssignUtf16(value, UpToZero(bytes));
   return QMF_OK;
 }
 

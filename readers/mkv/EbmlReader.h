@@ -45,9 +45,6 @@ class EbmlReader {
   std::uint64_t FileSize() const { return m_fileSize; }
   QMFAllocator* Memory() const { return m_memory; }
 
-  /// Bytes that the size of an element may take, from the EBML header: 1 to 8.
-  void SetMaxSizeLength(std::uint32_t length) { m_maxSizeLength = length; }
-
   /// Reads the header of the element at `at`, which must lie with its payload before `parentEnd`. Only
   /// segments and clusters may have unknown size.
   QMFResult ReadHeader(std::uint64_t at, std::uint64_t parentEnd, EbmlElement& element);
@@ -61,7 +58,7 @@ class EbmlReader {
   QMFResult Read(const EbmlElement& element, bool& value);
   /// As IEEE 754 of 4 or 8 bytes; no bytes are 0.0.
   QMFResult Read(const EbmlElement& element, double& value);
-  /// As UTF-8 (or ASCII) text without its trailing zero bytes, at most kMaxTextSize bytes.
+  /// As UTF-8 (or ASCII) text, which a zero byte may end early, of at most kMaxTextSize bytes.
   QMFResult Read(const EbmlElement& element, std::pmr::u16string& value);
   /// As bytes.
   QMFResult Read(const EbmlElement& element, std::pmr::vector<std::uint8_t>& value);
@@ -90,6 +87,7 @@ class EbmlReader {
   };
 
  private:
+  bool MayRead(std::uint64_t bytes) const;
   QMFResult SpendElement();
   QMFResult CheckPresent(const EbmlElement& element) const;
   QMFResult ReadIntegerBytes(const EbmlElement& element, std::uint64_t& value);
@@ -99,7 +97,6 @@ class EbmlReader {
   EbmlLimits m_left;
   const std::uint64_t m_fileSize;
   const std::uint64_t m_bytesReadBefore;
-  std::uint32_t m_maxSizeLength = 8;
   int m_depth = 0;
 };
 

@@ -55,9 +55,7 @@ MkvCursor::MkvCursor(const MkvSegment& segment)
     : m_file(*segment.file),
       m_reader(*segment.file, segment.memory, kUnlimited),
       m_segmentEnd(segment.element.end),
-      m_place{.at = segment.FirstCluster()} {
-  m_reader.SetMaxSizeLength(segment.maxSizeLength);
-}
+      m_place{.at = segment.FirstCluster()} {}
 
 QMFResult MkvCursor::NextAny(MkvFoundBlock& block) {
   for (bool found = false; !found;) {

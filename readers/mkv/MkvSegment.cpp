@@ -175,7 +175,6 @@ QMFResult ReadMkvSegmentInfo(MkvSegment& segment, const EbmlLimits& limits) {
 }
 
 QMFResult FindMkvSection(MkvSegment& segment, EbmlReader& reader, MkvSection section, EbmlElement& element) {
-  reader.SetMaxSizeLength(segment.maxSizeLength);
   // Who writes a seek head lists these sections there.
   if (segment.sections[section] == 0 && !segment.hasSeekHead) ScanToClusters(segment, reader);
   if (segment.sections[section] == 0) (void)ReadFurtherSeekHeads(segment, reader);

@@ -58,9 +58,8 @@ struct MkvSegment {
   const MkvLimits& limits;
   bool wasRead = false;  ///< By ReadMkvSegment.
   bool isWebm = false;
-  std::uint32_t maxSizeLength = 8;  ///< Bytes that an element's size may take in this file.
-  EbmlElement element;              ///< The segment itself; its end may lie beyond the file's.
-  std::uint64_t scannedTo = 0;      ///< Where the walk over the segment's children stopped.
+  EbmlElement element;          ///< The segment itself; its end may lie beyond the file's.
+  std::uint64_t scannedTo = 0;  ///< Where the walk over the segment's children stopped.
   std::array<std::uint64_t, kSectionCount> sections{};  ///< Offsets in the file; 0 while not known.
   std::optional<MkvInfo> info;
   bool hasTracks = false;
@@ -103,10 +102,10 @@ struct MkvSegment {
 };
 
 /// Reads what the properties need: the EBML header, the segment's information and its tracks, through the
-/// seek head where these stand behind the clusters. A file without EBML header or of another version is
-/// QMF_ERR_INVALID_FILE, another document type QMF_ERR_UNSUPPORTED_CONTAINER, a file without segment
-/// QMF_ERR_BAD_STRUCTURE; broken elements give the parse errors of their own. A file that ends early, or
-/// lacks elements, succeeds with what it has.
+/// seek head where these stand behind the clusters. A file without whole EBML header is QMF_ERR_INVALID_FILE,
+/// another document type QMF_ERR_UNSUPPORTED_CONTAINER, a file without segment QMF_ERR_BAD_STRUCTURE; broken
+/// elements give the parse errors of their own. A file that ends early, or lacks elements, succeeds with what
+/// it has.
 QMFResult ReadMkvSegment(MkvSegment& segment);
 
 /// Reads it unless that was done; what is wrong with it leaves it without tracks.

@@ -19,8 +19,7 @@ namespace qmf::test {
 
 /// The EBML header of an ordinary file, long enough for the probe.
 inline Bytes Header(std::string_view docType = "matroska") {
-  return Put(E::Ebml, Unsigned(E::EbmlMaxIdLength, 4) + Unsigned(E::EbmlMaxSizeLength, 8) +
-                          Text(E::DocType, docType) + Void(40));
+  return Put(E::Ebml, Text(E::DocType, docType) + Void(66));
 }
 
 /// Segment information: 5,400,000 ticks of a millisecond.
