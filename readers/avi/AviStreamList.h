@@ -22,13 +22,16 @@ struct AviStreamCounts {
 QMFResult ReadAviStreamList(AviContainer& container, AviChunkReader& chunks, const AviChunk& list,
                             std::uint64_t end, AviStreamCounts& counts);
 
-/// Reads a structure of at most `available` bytes into a record; what a short chunk lacks is zero.
+/// Reads a structure of at most `available` bytes into a record; what a short chunk lacks is zero. A failed
+/// read leaves the record as it was.
 template <std::size_t size>
 QMFResult ReadAviRecord(FileReader& file, std::uint64_t offset, std::uint64_t available,
                         std::array<std::uint8_t, size>& record) {
-  record.fill(0);
+  std::array<std::uint8_t, size> read{};
   const std::size_t wanted = static_cast<std::size_t>(std::min<std::uint64_t>(size, available));
-  return file.ReadAt(offset, record.data(), wanted) == wanted ? QMF_OK : QMF_ERR_FILE_CORRUPT;
+  if (file.ReadAt(offset, read.data(), wanted) != wanted) return QMF_ERR_FILE_CORRUPT;
+  record = read;
+  return QMF_OK;
 }
 
 /// Keeps the payload of `chunk` in memory. More than the file holds is QMF_ERR_FILE_CORRUPT, more than

@@ -84,6 +84,11 @@ TEST(AviHeaderScan, ACutInTheHeadersIsCorruptAndBehindThemUsable) {
                                              : QMF_OK)
         << kept;
   }
+  // What was read before the cut stays.
+  const Bytes again = "LIST" + Le(100, 4) + "hdrlavih" + Le(56, 4) + Bytes(20, '\xFF');
+  OpenedFile twice(kAviModule, file.substr(0, headers) + again);
+  EXPECT_EQ(twice.SetTitle(), QMF_ERR_FILE_CORRUPT);
+  ExpectNumbers(twice, {{QMF_QID_TITLE_SUGGESTED_BUFFER_SIZE, 0x1234}});
   // A RIFF of twelve bytes or less has no headers, and what is behind it is not looked at.
   for (const std::uint32_t size : {0U, 4U}) {
     for (const Bytes& behind : {file.substr(12), Riff("AVIX", "")}) {
