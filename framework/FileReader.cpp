@@ -80,12 +80,13 @@ std::span<std::uint8_t> FileReader::RoomFor(std::uint64_t offset, std::size_t co
 
 // What the window has is not fetched again, so that reading on from block to block reads each byte once.
 std::size_t FileReader::ReadAt(std::uint64_t offset, void* destination, std::size_t count) {
+  if (++m_looks > m_mostLooks) return 0;
   auto* const out = static_cast<std::uint8_t*>(destination);
   const std::span<const std::uint8_t> there = Window(offset, count);
   if (!there.empty()) std::memcpy(out, there.data(), there.size());
   const std::size_t copied = there.size();
   if (count - copied > kWindowSize) return copied + ReadSource(offset + copied, out + copied, count - copied);
-  const std::span<const std::uint8_t> rest = View(offset + copied, count - copied);
+  const std::span<const std::uint8_t> rest = Fetch(offset + copied, count - copied);
   if (!rest.empty()) std::memcpy(out + copied, rest.data(), rest.size());
   return copied + rest.size();
 }

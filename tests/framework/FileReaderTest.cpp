@@ -59,6 +59,23 @@ TEST_F(FileReaderTest, EveryRangeReadsAsTheFileHasIt) {
   EXPECT_EQ(m_reader->View(99'998, 100).size(), 2U);
 }
 
+TEST_F(FileReaderTest, PastALimitTheFileReadsAsThoughItEndedThere) {
+  ASSERT_EQ(Open(Write(Pattern(100'000))), QMF_OK);
+  Bytes read(60'000);
+  for (int i = 0; i < 2; ++i) {
+    const FileReader::Limit looks(*m_reader, UINT32_MAX, 3);
+    const FileReader::Limit wider(*m_reader, UINT32_MAX, 10);
+    EXPECT_EQ(m_reader->ReadAt(0, read.data(), 8), 8U);
+    EXPECT_EQ(m_reader->View(4, 4).size(), 4U);
+    EXPECT_EQ(m_reader->ReadAt(0, read.data(), 60'000), 60'000U);
+    EXPECT_EQ(m_reader->ReadAt(0, read.data(), 8), 0U);
+    EXPECT_EQ(m_reader->View(0, 1).size(), 0U);
+  }
+  const FileReader::Limit bytes(*m_reader, 50'000, UINT32_MAX);
+  EXPECT_EQ(m_reader->ReadAt(30'000, read.data(), 60'000), 50'000U);
+  EXPECT_EQ(m_reader->ReadAt(90'000, read.data(), 8), 0U);
+}
+
 TEST_F(FileReaderTest, AScopeNamesBytesInMemoryAndRemembersAFailure) {
   const Bytes bytes = Pattern(10);
   const auto named = std::make_shared<FileReader>(std::make_shared<MemoryFileSource>(bytes));
