@@ -136,6 +136,20 @@ AtomVerdict ReadHandler(CMP4MovieAtom& movie, CMP4Atom& atom) {
   return Valid(fields);
 }
 
+AtomVerdict BeginMedia(CMP4MovieAtom& movie, CMP4Atom& atom) {
+  movie.tracks.back().mediaAtomEnd = atom.end;
+  return AtomVerdict::kTaken;
+}
+
+// What the sample description means depends on the handler, which may stand behind it.
+AtomVerdict BeginMediaInformation(CMP4MovieAtom& movie, CMP4Atom& atom) {
+  static constexpr AtomRow<CMP4MovieAtom> kRows[] = {{MakeFourCC("hdlr"), AtomUse::kRequired, ReadHandler}};
+  const CMP4TrackAtom& track = movie.tracks.back();
+  CMP4AtomWalker walker(*atom.file);
+  if (track.handler == 0) walker.Walk<CMP4MovieAtom>(movie, kRows, atom.end, track.mediaAtomEnd);
+  return AtomVerdict::kTaken;
+}
+
 AtomVerdict ReadDataReferences(CMP4MovieAtom& movie, CMP4Atom& atom) {
   CMP4Fields fields = atom.AllFields();
   fields.Skip(4);
@@ -246,7 +260,7 @@ constexpr Row kMediaInformationRows[] = {
 constexpr Row kMediaRows[] = {
     {MakeFourCC("mdhd"), kRequired, ReadMediaHeader},
     {MakeFourCC("hdlr"), kRequired, ReadHandler},
-    {MakeFourCC("minf"), kRequired, nullptr, kMediaInformationRows},
+    {MakeFourCC("minf"), kRequired, BeginMediaInformation, kMediaInformationRows},
 };
 constexpr Row kEditRows[] = {{MakeFourCC("elst"), kOptional, ReadEditList}};
 constexpr Row kReferenceRows[] = {{MakeFourCC("chap"), kOptional, ReadChapterReference}};
@@ -254,7 +268,7 @@ constexpr Row kTrackRows[] = {
     {MakeFourCC("tkhd"), kRequired, ReadTrackHeader},
     {MakeFourCC("edts"), kOptional, nullptr, kEditRows},
     {MakeFourCC("tref"), kOptional, nullptr, kReferenceRows},
-    {MakeFourCC("mdia"), kRequired, nullptr, kMediaRows},
+    {MakeFourCC("mdia"), kRequired, BeginMedia, kMediaRows},
     {MakeFourCC("udta"), kOptional, KeepTrackUserData},
 };
 constexpr Row kExtendsRows[] = {

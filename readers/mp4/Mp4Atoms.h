@@ -52,6 +52,7 @@ struct CMP4TrackAtom {
   std::uint32_t displayHeight = 0;
   std::uint32_t mediaTimescale = 0;
   std::uint64_t mediaDuration = 0;  ///< Media timescale; 0 when unknown.
+  std::uint64_t mediaAtomEnd = 0;   ///< Where 'mdia' ends in the file.
   FourCC handler = 0;               ///< 'vide', 'soun', 'text' ...
   CMP4Bytes handlerName;
   CMP4Bytes userData;

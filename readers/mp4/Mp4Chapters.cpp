@@ -2,10 +2,9 @@
 
 #include <algorithm>
 #include <array>
-#include <string_view>
 
-#include "framework/Text.h"
 #include "readers/mp4/Mp4Blocks.h"
+#include "readers/mp4/Mp4Texts.h"
 #include "readers/mp4/Mp4Time.h"
 
 namespace qmf {
@@ -14,13 +13,15 @@ namespace {
 void Add(CMP4Chapters& chapters, std::int64_t start, std::span<const std::uint8_t> name) {
   CMP4Chapter chapter{start, start, std::pmr::u16string(chapters.get_allocator().resource())};
   name = name.first(std::min(name.size(), kMaxChapterName));
-  AssignUtf16(chapter.name, {reinterpret_cast<const char*>(name.data()), name.size()});
+  AssignText(chapter.name, name);
   chapters.push_back(std::move(chapter));
 }
 
 // 'chpl': times in 100-ns units, names behind their length in bytes. Version 1 has four bytes more in front.
 AtomVerdict ReadChapterList(CMP4Chapters& chapters, CMP4Atom& atom) {
-  CMP4Fields fields = atom.AllFields();
+  constexpr std::uint64_t kMost = 9 + 255 * (8 + 1 + 255);
+  const auto bytes = ReadWhole(CMP4Table::InAtom(atom, 0, kMost, 1), chapters.get_allocator().resource());
+  CMP4Fields fields(bytes);
   const bool longer = fields.U8() != 0;
   fields.Skip(longer ? 3 + 4 : 3);
   for (int left = fields.U8(); left > 0; --left) {

@@ -54,7 +54,7 @@ constexpr CMP4AudioCodec kAudioCodecs[] = {
     {MakeFourCC("sawb"), 0x0058, 320, 0, "AMR-WB", "audio/amr-wb"},
     {MakeFourCC("ulaw"), 0x0007, 1, 8, "PCM mu-law", "audio/pcmu"},
     {MakeFourCC("alaw"), 0x0006, 1, 8, "PCM A-law", "audio/pcma"},
-    {MakeFourCC("raw "), 0x0001, 1, 8, "PCM, unsigned", "audio/pcm"},
+    {MakeFourCC("raw "), 0x0001, 1, 0, "PCM, unsigned", "audio/pcm"},
     {MakeFourCC("NONE"), 0x0001, 1, 0, "PCM", "audio/pcm"},
     {MakeFourCC("twos"), 0x0001, 1, 0, "PCM, big-endian", "audio/pcm"},
     {MakeFourCC("sowt"), 0x0001, 1, 0, "PCM, little-endian", "audio/pcm"},

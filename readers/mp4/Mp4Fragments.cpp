@@ -152,23 +152,28 @@ bool ReadMovieFragment(CMP4AtomWalker& walker, std::uint64_t begin, std::uint64_
   return true;
 }
 
-void ResolveTrackRuns(CMP4MovieFragmentAtom& fragment, std::uint32_t trackId, std::int64_t& decodeTime) {
+std::int64_t ResolveTrackRuns(CMP4MovieFragmentAtom& fragment, std::uint32_t trackId,
+                              std::int64_t& decodeTime) {
   std::pmr::memory_resource* const memory = fragment.tracks.get_allocator().resource();
+  std::int64_t shownEnd = 0;
   for (CMP4TrackFragmentAtom& track : fragment.tracks) {
     if (track.defaults.trackId != trackId) continue;
     if (track.hasDecodeTime) decodeTime = track.decodeTime;
     for (CMP4TrackRunAtom& run : track.runs) {
+      const CMP4RunTotals totals = TotalsOf(run, memory);
+      shownEnd = std::max(shownEnd, AddTimes(decodeTime, totals.shownEnd));
       run.decodeTime = decodeTime;
-      decodeTime += ToTicks(std::min(TotalsOf(run, memory).duration, kMaxMediaTime));
+      decodeTime += ToTicks(std::min(totals.duration, kMaxMediaTime));
       decodeTime = std::min(decodeTime, ToTicks(kMaxMediaTime));
     }
   }
+  return shownEnd;
 }
 
 CMP4RunTotals TotalsOf(const CMP4TrackRunAtom& run, std::pmr::memory_resource* memory) {
-  if ((run.flags & (kDuration | kSize)) == 0) {
-    return {run.count, std::uint64_t{run.count} * run.defaults.duration,
-            std::uint64_t{run.count} * run.defaults.size};
+  if ((run.flags & (kDuration | kSize | kCompositionOffset)) == 0) {
+    const std::uint64_t duration = std::uint64_t{run.count} * run.defaults.duration;
+    return {run.count, duration, std::uint64_t{run.count} * run.defaults.size, ToTicks(duration)};
   }
   CMP4RunTotals totals;
   CMP4RunReader reader(run, memory);
@@ -176,6 +181,7 @@ CMP4RunTotals TotalsOf(const CMP4TrackRunAtom& run, std::pmr::memory_resource* m
     ++totals.samples;
     totals.duration += sample.duration;
     totals.size += sample.size;
+    totals.shownEnd = std::max(totals.shownEnd, ToTicks(totals.duration) + sample.compositionOffset);
   }
   return totals;
 }

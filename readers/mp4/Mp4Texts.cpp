@@ -40,11 +40,14 @@ void Keep(CMP4Bytes& kept, std::uint64_t begin, std::uint64_t end) {
   if (kept.size == 0 && begin < end) kept = {begin, end - begin};
 }
 
-// 'data' of iTunes-style metadata: type and locale in front of the text.
-template <auto member>
-AtomVerdict ReadData(Search& search, CMP4Atom& atom) {
-  constexpr std::uint64_t kHeader = 8;
-  Keep(At(search, member), atom.payload + kHeader, atom.end);
+// Bytes in front of a text: type and locale in 'data' of iTunes-style metadata, version, flags and language
+// in 3GPP's atoms.
+constexpr std::uint64_t kDataHeader = 8;
+constexpr std::uint64_t kAssetHeader = 6;
+
+template <auto member, std::uint64_t header = 0>
+AtomVerdict FindText(Search& search, CMP4Atom& atom) {
+  Keep(At(search, member), atom.payload + header, atom.end);
   return AtomVerdict::kTaken;
 }
 
@@ -55,12 +58,6 @@ AtomVerdict ReadUserText(Search& search, CMP4Atom& atom) {
   CMP4Fields fields = atom.Fields();
   const std::uint64_t begin = atom.payload + kHeader;
   Keep(At(search, member), begin, std::min(atom.end, begin + fields.U16()));
-  return AtomVerdict::kTaken;
-}
-
-template <auto member>
-AtomVerdict ReadPlainText(Search& search, CMP4Atom& atom) {
-  Keep(At(search, member), atom.payload, atom.end);
   return AtomVerdict::kTaken;
 }
 
@@ -88,7 +85,6 @@ AtomVerdict ReadKeys(Search& search, CMP4Atom& atom) {
 }
 
 AtomVerdict ReadKeyedTexts(Search& search, CMP4Atom& list) {
-  constexpr std::uint64_t kDataHeader = 8;
   constexpr int kMostItems = 1024;
   CMP4Atom item{};
   std::uint64_t at = list.payload;
@@ -120,8 +116,8 @@ constexpr FourCC kTitle = MakeFourCC("\251nam");
 constexpr FourCC kEncoder = MakeFourCC("\251too");
 constexpr FourCC kSoftware = MakeFourCC("\251swr");
 
-constexpr Row kTitleRows[] = {{MakeFourCC("data"), kOptional, ReadData<&CMP4Texts::title>}};
-constexpr Row kEncoderRows[] = {{MakeFourCC("data"), kOptional, ReadData<&CMP4Texts::encoder>}};
+constexpr Row kTitleRows[] = {{MakeFourCC("data"), kOptional, FindText<&CMP4Texts::title, kDataHeader>}};
+constexpr Row kEncoderRows[] = {{MakeFourCC("data"), kOptional, FindText<&CMP4Texts::encoder, kDataHeader>}};
 constexpr Row kListRows[] = {
     {kTitle, kOptional, nullptr, kTitleRows},
     {kEncoder, kOptional, nullptr, kEncoderRows},
@@ -135,7 +131,8 @@ constexpr Row kUserDataRows[] = {
     {kTitle, kOptional, ReadUserText<&CMP4Texts::title>},
     {kSoftware, kOptional, ReadUserText<&CMP4Texts::encoder>},
     {kEncoder, kOptional, ReadUserText<&CMP4Texts::encoder>},
-    {MakeFourCC("name"), kOptional, ReadPlainText<&Search::name>},
+    {MakeFourCC("titl"), kOptional, FindText<&CMP4Texts::title, kAssetHeader>},
+    {MakeFourCC("name"), kOptional, FindText<&Search::name>},
 };
 
 void Walk(FileReader& file, const CMP4Bytes& userData, Search& search) {
@@ -164,8 +161,24 @@ void FindTexts(const CMP4MovieAtom& movie, CMP4Texts& texts) {
 
 std::u16string ReadText(FileReader& file, const CMP4Bytes& bytes) {
   const auto read = file.View(bytes.begin, static_cast<std::size_t>(std::min(bytes.size, kMaxText)));
-  const std::string_view text(reinterpret_cast<const char*>(read.data()), read.size());
-  return ToUtf16(text.substr(0, text.find('\0')));
+  std::pmr::u16string text;
+  AssignText(text, read);
+  return std::u16string(std::u16string_view(text).substr(0, text.find(u'\0')));
+}
+
+void AssignText(std::pmr::u16string& out, std::span<const std::uint8_t> bytes) {
+  constexpr std::size_t kUnit = 2;
+  const std::uint16_t mark = bytes.size() < kUnit ? 0 : LoadBE16(bytes.data());
+  if (mark != 0xFEFF && mark != 0xFFFE) {
+    AssignUtf16(out, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+    return;
+  }
+  const auto load = mark == 0xFEFF ? LoadBE16 : LoadLE16;
+  out.clear();
+  out.reserve(bytes.size() / kUnit);
+  for (std::size_t at = kUnit; at + kUnit <= bytes.size(); at += kUnit) {
+    out.push_back(static_cast<char16_t>(load(bytes.data() + at)));
+  }
 }
 
 std::u16string TrackNameOf(const CMP4TrackContext& context) {

@@ -16,12 +16,22 @@ constexpr int kWalkedFragments = 4;
 // One read gets that many.
 constexpr std::uint64_t kMaxSummedRuns = 131'072;
 
+// The first samples of fragments tell the rate once they are so many; so many fragments are looked at.
+constexpr std::uint64_t kEnoughSamples = 8;
+constexpr int kRateFragments = 64;
+
+std::int64_t DelayOf(const CMP4MovieAtom& movie, const CMP4TrackAtom& track) {
+  return ToTimeUnits(ToTicks(track.edits.delay), movie.timescale);
+}
+
+std::int64_t MediaStartOf(const CMP4TrackAtom& track) {
+  return ToTimeUnits(track.edits.mediaStart, track.mediaTimescale);
+}
+
 // From the media's timeline to the movie's.
-std::int64_t PresentationEnd(const CMP4MovieAtom& movie, const CMP4TrackAtom& track, std::int64_t mediaEnd,
-                             std::uint32_t timescale) {
-  const std::int64_t shift = AddTimes(ToTimeUnits(ToTicks(track.edits.delay), movie.timescale),
-                                      -ToTimeUnits(track.edits.mediaStart, track.mediaTimescale));
-  return AddTimes(ToTimeUnits(mediaEnd, timescale), shift);
+std::int64_t PresentationEnd(const CMP4MovieAtom& movie, const CMP4TrackAtom& track, std::int64_t mediaEnd) {
+  return AddTimes(ToTimeUnits(mediaEnd, track.mediaTimescale),
+                  AddTimes(DelayOf(movie, track), -MediaStartOf(track)));
 }
 
 bool AnyEnabled(const CMP4MovieAtom& movie) {
@@ -39,8 +49,23 @@ std::int64_t Longest(const CMP4MovieAtom& movie, Length&& length) {
   return longest;
 }
 
-// Where the tracks are, in media ticks, before some fragment.
-using TrackEnds = std::pmr::vector<std::int64_t>;
+// Where a track is before some fragment, in media ticks.
+struct TrackEnd {
+  std::int64_t decodeTime = 0;
+  std::int64_t shown = 0;           // Where the sample to be shown last ends, of those in fragments.
+  std::uint64_t firstFragment = 0;  // Fragments before this offset are part of it.
+};
+using TrackEnds = std::pmr::vector<TrackEnd>;
+
+void Continue(CMP4MovieFragmentAtom& fragment, std::uint32_t trackId, TrackEnd& end) {
+  if (fragment.start < end.firstFragment) return;
+  end.shown = std::max(end.shown, ResolveTrackRuns(fragment, trackId, end.decodeTime));
+}
+
+// An edit list starts at a time of presentation, which reordered frames reach later than decoding does.
+std::int64_t MediaEndOf(const CMP4TrackAtom& track, const TrackEnd& end) {
+  return track.edits.present ? std::max(end.decodeTime, end.shown) : end.decodeTime;
+}
 
 bool TellsTimes(const CMP4MovieFragmentAtom& fragment) {
   return std::ranges::all_of(fragment.tracks, &CMP4TrackFragmentAtom::hasDecodeTime);
@@ -53,20 +78,30 @@ std::int64_t WalkFragments(FileReader& file, const CMP4MovieAtom& movie, TrackEn
   CMP4AtomWalker walker(file);
   CMP4MovieFragmentAtom fragment(movie, memory);
   for (int walked = 0; ReadMovieFragment(walker, begin, end, fragment); ++walked) {
-    for (std::size_t i = 0; i < ends.size(); ++i) ResolveTrackRuns(fragment, movie.tracks[i].id, ends[i]);
+    for (std::size_t i = 0; i < ends.size(); ++i) Continue(fragment, movie.tracks[i].id, ends[i]);
     begin = fragment.next;
     if (walked == kWalkedFragments && TellsTimes(fragment)) {
       begin = std::max(begin, FindLateFragment(file, begin, memory));
     }
   }
   return Longest(movie, [&](const CMP4TrackAtom& track) {
-    const std::int64_t mediaEnd = ends[static_cast<std::size_t>(&track - movie.tracks.data())];
-    return PresentationEnd(movie, track, mediaEnd, track.mediaTimescale);
+    const TrackEnd& trackEnd = ends[static_cast<std::size_t>(&track - movie.tracks.data())];
+    return PresentationEnd(movie, track, MediaEndOf(track, trackEnd));
   });
 }
 
 bool IsFragmentPart(FourCC type) {
   return type == MakeFourCC("moof") || type == MakeFourCC("styp") || type == MakeFourCC("sidx");
+}
+
+// Where what a segment index covers ends. Some writers count from where the edit list starts, others are with
+// the media.
+std::int64_t PresentationEnd(const CMP4MovieAtom& movie, const CMP4TrackAtom& track,
+                             const CMP4SegmentIndexAtom& index, std::uint64_t endTime) {
+  const std::int64_t start = MediaStartOf(track);
+  const bool ofMedia = ToTimeUnits(ToTicks(index.start), index.timescale) >= start;
+  return AddTimes(ToTimeUnits(ToTicks(endTime), index.timescale),
+                  AddTimes(DelayOf(movie, track), ofMedia ? -start : 0));
 }
 
 // A segment index in front may cover just the first fragment: it tells the duration when no fragment follows
@@ -80,7 +115,7 @@ std::int64_t IndexedEnd(FileReader& file, const CMP4MovieAtom& movie, const CMP4
     if (ReadAtomHeader(file, totals.end, file.Size(), true, behind) && IsFragmentPart(behind.type)) return 0;
     const CMP4TrackAtom* const track = movie.FindTrack(index.trackId);
     if (track == nullptr) continue;
-    end = std::max(end, PresentationEnd(movie, *track, ToTicks(totals.endTime), index.timescale));
+    end = std::max(end, PresentationEnd(movie, *track, index, totals.endTime));
   }
   return end;
 }
@@ -99,7 +134,8 @@ std::uint64_t LastIndexedFragment(const CMP4MovieAtom& movie, const CMP4Fragment
     const std::uint64_t offset = last.Sized(access.wide);
     if (last.Failed()) continue;
     first = std::min(first, offset);
-    ends[static_cast<std::size_t>(track - movie.tracks.data())] = ToTicks(std::min(time, kMaxMediaTime));
+    TrackEnd& end = ends[static_cast<std::size_t>(track - movie.tracks.data())];
+    end = {ToTicks(std::min(time, kMaxMediaTime)), 0, offset};
   }
   return first == UINT64_MAX ? fallback : first;
 }
@@ -111,29 +147,43 @@ std::int64_t FragmentsEnd(FileReader& file, const CMP4MovieAtom& movie, std::pmr
   const std::int64_t indexed = IndexedEnd(file, movie, indexes, memory);
   if (indexed > 0 || indexes.firstFragment == 0) return indexed;
   ReadFragmentAccesses(file, indexes);
-  TrackEnds ends(movie.tracks.size(), 0, memory);
+  TrackEnds ends(movie.tracks.size(), TrackEnd{}, memory);
   for (std::size_t i = 0; i < ends.size(); ++i) {
-    ends[i] = ToTicks(TotalsOf(movie.tracks[i], memory).duration);
+    ends[i].decodeTime = ToTicks(TotalsOf(movie.tracks[i], memory).duration);
   }
   const std::uint64_t begin = LastIndexedFragment(movie, indexes, indexes.firstFragment, ends);
   return WalkFragments(file, movie, ends, begin, indexes.fragmentsEnd);
 }
 
-CMP4SampleTotals FirstFragmentTotals(FileReader& file, const CMP4MovieAtom& movie, const CMP4TrackAtom& track,
-                                     std::pmr::memory_resource* memory) {
-  CMP4SampleTotals totals;
-  CMP4MovieFragmentAtom fragment(movie, memory);
-  CMP4AtomWalker walker(file);
-  if (!ReadMovieFragment(walker, movie.next, file.Size(), fragment)) return totals;
+void AddRuns(const CMP4MovieFragmentAtom& fragment, std::uint32_t trackId, CMP4SampleTotals& totals,
+             CMP4Sample& first) {
+  std::pmr::memory_resource* const memory = fragment.tracks.get_allocator().resource();
   for (const CMP4TrackFragmentAtom& part : fragment.tracks) {
-    if (part.defaults.trackId != track.id) continue;
+    if (part.defaults.trackId != trackId) continue;
     for (const CMP4TrackRunAtom& run : part.runs) {
       const CMP4RunTotals ofRun = TotalsOf(run, memory);
+      if (totals.samples == 0) (void)CMP4RunReader(run, memory).Next(first);
       totals.samples += ofRun.samples;
       totals.duration += ofRun.duration;
     }
   }
-  return totals;
+}
+
+// The first samples of a track's fragments, which may begin with other tracks' or hold one frame each. The
+// very first is left out when there are others: writers stretch it where the tracks do not start together.
+CMP4SampleTotals FirstFragmentTotals(FileReader& file, const CMP4MovieAtom& movie, const CMP4TrackAtom& track,
+                                     std::pmr::memory_resource* memory) {
+  CMP4SampleTotals totals;
+  CMP4Sample first;
+  CMP4MovieFragmentAtom fragment(movie, memory);
+  CMP4AtomWalker walker(file);
+  fragment.next = movie.next;
+  for (int walked = 0; walked < kRateFragments && totals.samples <= kEnoughSamples; ++walked) {
+    if (!ReadMovieFragment(walker, fragment.next, file.Size(), fragment)) break;
+    AddRuns(fragment, track.id, totals, first);
+  }
+  if (totals.samples <= 1) return totals;
+  return {totals.samples - 1, totals.duration - first.duration};
 }
 
 }  // namespace
@@ -143,7 +193,7 @@ std::int64_t TrackDuration(const CMP4MovieAtom& movie, const CMP4TrackAtom& trac
     return ToTimeUnits(ToTicks(track.edits.duration), movie.timescale);
   }
   if (track.mediaDuration > 0) {
-    return PresentationEnd(movie, track, ToTicks(track.mediaDuration), track.mediaTimescale);
+    return PresentationEnd(movie, track, ToTicks(track.mediaDuration));
   }
   return ToTimeUnits(ToTicks(track.duration), movie.timescale);
 }

@@ -74,10 +74,13 @@ void AddTrack(AtomBuilder& atoms, const TrackSpec& track, const MovieSpec& movie
   atoms.Raw(track.edits).Raw(track.references).Begin("mdia");
   atoms.Begin("mdhd", version, 0).Zeros(2 * width).U32(track.timescale);
   atoms.Number(track.duration, width).U32(0).End();
-  atoms.Begin("hdlr", 0, 0).U32(0).Code(track.handler).Zeros(12).Code("Handler").U8(0).End();
+  AtomBuilder handler;
+  handler.Begin("hdlr", 0, 0).U32(0).Code(track.handler).Zeros(12).Code("Handler").U8(0);
+  const Bytes hdlr = handler.Take();
+  atoms.Raw(track.handlerLast ? Bytes{} : hdlr);
   atoms.Begin("minf").Begin("dinf").Begin("dref", 0, 0).U32(1).Begin("url ", 0, 1).End().End().End();
   AddSampleTable(atoms, track, chunks);
-  atoms.End().End().Raw(track.userData).End();
+  atoms.End().Raw(track.handlerLast ? hdlr : Bytes{}).End().Raw(track.userData).End();
 }
 
 Bytes Media(std::uint64_t size) {

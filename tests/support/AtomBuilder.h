@@ -72,10 +72,11 @@ struct TrackSpec {
   std::uint64_t duration = 51200;
   std::uint32_t width = 640;  ///< Of 'tkhd'.
   std::uint32_t height = 360;
-  bool wide = false;      ///< Headers of version 1.
-  Bytes edits = {};       ///< Whole 'edts'.
-  Bytes references = {};  ///< Whole 'tref'.
-  Bytes entry = {};       ///< Sample entry.
+  bool wide = false;         ///< Headers of version 1.
+  bool handlerLast = false;  ///< 'hdlr' at the end of 'mdia'.
+  Bytes edits = {};          ///< Whole 'edts'.
+  Bytes references = {};     ///< Whole 'tref'.
+  Bytes entry = {};          ///< Sample entry.
   std::vector<std::pair<std::uint32_t, std::uint32_t>> times = {{100, 512}};
   std::vector<std::pair<std::uint32_t, std::int32_t>> offsets = {};
   std::vector<std::uint32_t> syncSamples = {};

@@ -32,6 +32,20 @@ RECIPES = [
         "frag_keyframe+empty_moov+negative_cts_offsets",
         differs={**ENTRY_BITS, "System.Media.Duration": (20213333, "where the last sample's duration ends")},
     ),
+    # Fragments of the sound stand first; the first frame lasts longer, as the sound begins before it.
+    plain(
+        "separate-fragments.mp4",
+        "-map 1 -map 0 {h264} {aac} -bf 0 -g 20 -movflags separate_moof+frag_keyframe+empty_moov",
+        in_order=False,
+    ),
+    # Fragments that tell no times.
+    Recipe(
+        "smooth.ismv",
+        "{ffmpeg} {video} -f lavfi -i sine=duration=1:sample_rate=48000 {h264} {aac} -bf 0 -g 10 -f ismv {out}",
+        time="dts",
+        in_order=False,
+        differs=ENTRY_BITS,
+    ),
     # B-frames with an edit list, and sound that starts later.
     Recipe(
         "edited.mp4",

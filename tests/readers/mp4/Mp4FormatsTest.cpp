@@ -152,6 +152,7 @@ TEST(Mp4AudioFormat, IsThatOfTheConfigurationAndElseOfTheEntry) {
       {AudioEntry({"ms\0\x11", 4}, 2, 4, 22050), {0x11, 2, 22050, 0, 441, 4, 0}},
       {AudioEntry("sowt", 2, 16, 44100), {1, 2, 44100, 176400, 4, 16, 0}},
       {AudioEntry("raw ", 1, 8, 11025), {1, 1, 11025, 11025, 1, 8, 0}},
+      {AudioEntry("raw ", 2, 16, 11025), {1, 2, 11025, 44100, 4, 16, 0}},
       {AudioEntry("ulaw", 1, 16, 8000), {7, 1, 8000, 8000, 1, 8, 0}},
       {coded("ipcm", 48000, config("pcmC", 0, 0, 0, 0, 1, 24)), {1, 2, 48000, 288000, 6, 24, 0}},
       {QuickTimeSound("in24", 1, AtomBuilder().U32(1, 3, 6, 3).Take()), {1, 2, 48000, 288000, 6, 24, 0}},

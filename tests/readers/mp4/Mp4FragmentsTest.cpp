@@ -64,26 +64,30 @@ TEST(Mp4Fragments, DeliverBlocksThatFollowEachOtherAndAreSoughtByTime) {
   EXPECT_EQ(file.Ask(QMF_QID_TITLEMEDIA_NEXT_SYNC_TIME, 0, 7'200'000), QMF_ERR_END_OF_STREAM);
 }
 
-// A fragment of one track: `samples` of 512 ticks each from `time` on, the first a sync sample.
-void AddFragment(AtomBuilder& atoms, std::uint32_t time, std::uint32_t samples, bool perSample,
-                 std::size_t mediaSize = 8) {
-  atoms.Begin("moof").Begin("mfhd", 0, 0).U32(1).End().Begin("traf");
-  atoms.Begin("tfhd", 0, 0x20008).U32(1, 512).End().Begin("tfdt", 0, 0).U32(time).End();
-  atoms.Begin("trun", 0, perSample ? 0x305U : 5U).U32(samples, 100, 0);
-  for (std::uint32_t i = 0; perSample && i < samples; ++i) atoms.U32(512, 1);
-  atoms.End().End().End().Begin("mdat").Zeros(mediaSize).End();
-}
-
 // At first four fragments of a second each.
 struct Fragmented {
   std::uint64_t mehd = 0;
-  std::uint32_t indexed = 0;  ///< Fragments that a segment index in front covers.
+  std::uint32_t indexed = 0;     ///< Fragments that a segment index in front covers.
+  std::uint32_t indexStart = 0;  ///< Where it starts, ticks.
   bool accesses = false;
   Bytes edits = {};
   std::uint32_t fragments = 4;
   std::size_t mediaSize = 8;
   std::uint32_t samples = 25;
+  std::uint32_t shift = 0;    ///< Of all frames' presentation, ticks.
+  std::uint32_t first = 512;  ///< Ticks of the very first frame.
 };
+
+// A fragment of one track: its samples from `time` on, of 512 ticks each, the first a sync sample.
+void AddFragment(AtomBuilder& atoms, std::uint32_t time, const Fragmented& with, bool perSample = true) {
+  atoms.Begin("moof").Begin("mfhd", 0, 0).U32(1).End().Begin("traf");
+  atoms.Begin("tfhd", 0, 0x20008).U32(1, 512).End().Begin("tfdt", 0, 0).U32(time).End();
+  atoms.Begin("trun", 0, perSample ? 0xB05U : 5U).U32(with.samples, 100, 0);
+  for (std::uint32_t i = 0; perSample && i < with.samples; ++i) {
+    atoms.U32(time + i == 0 ? with.first : 512, 1, with.shift);
+  }
+  atoms.End().End().End().Begin("mdat").Zeros(with.mediaSize).End();
+}
 
 Bytes FragmentedMovie(const Fragmented& with) {
   const std::uint32_t ticks = 512 * with.samples;
@@ -98,15 +102,15 @@ Bytes FragmentedMovie(const Fragmented& with) {
   AtomBuilder file;
   file.Raw(MakeMovieAtom({.duration = 0, .tracks = {video}, .extra = extends.Take()}, 0));
   AtomBuilder one;
-  AddFragment(one, 0, with.samples, true, with.mediaSize);
+  AddFragment(one, 0, with);
   if (with.indexed > 0) {
-    file.Begin("sidx", 0, 0).U32(1, 12800, 0, 0).U16(0, with.indexed);
+    file.Begin("sidx", 0, 0).U32(1, 12800, with.indexStart, 0).U16(0, with.indexed);
     for (std::uint32_t i = 0; i < with.indexed; ++i) file.U32(one.Size(), ticks, 0x90000000);
     file.End();
   }
   const std::size_t first = file.Size();
   for (std::uint32_t i = 0; i < with.fragments; ++i) {
-    AddFragment(file, ticks * i, with.samples, true, with.mediaSize);
+    AddFragment(file, ticks * i, with);
   }
   if (with.accesses) {
     const std::size_t start = file.Size();
@@ -123,6 +127,7 @@ Bytes FragmentedMovie(const Fragmented& with) {
 }
 
 TEST(Mp4Fragments, GiveTheDurationByWhateverIndexThereIs) {
+  const Bytes reorder = Edits({{0, 1024}});
   const std::tuple<const char*, Fragmented, std::uint64_t> rows[] = {
       {"mehd", {.mehd = 7000}, 70'000'000},
       {"a segment index of all fragments", {.indexed = 4}, 40'000'000},
@@ -133,6 +138,12 @@ TEST(Mp4Fragments, GiveTheDurationByWhateverIndexThereIs) {
        {.fragments = 7, .mediaSize = 300'000},
        70'000'000},
       {"an edit list", {.edits = Edits({{0, 12800}})}, 30'000'000},
+      {"an edit list that starts behind reordered frames", {.edits = reorder, .shift = 1024}, 40'000'000},
+      {"its segment index", {.indexed = 4, .edits = reorder, .shift = 1024}, 40'000'000},
+      {"a segment index in times of the media",
+       {.indexed = 4, .indexStart = 1024, .edits = reorder, .shift = 1024},
+       40'000'000},
+      {"single frames, the first one longer", {.fragments = 25, .samples = 1, .first = 900}, 10'000'000},
   };
   for (const auto& [what, with, expected] : rows) {
     StartedFile file(kMp4Module, FragmentedMovie(with));
@@ -148,7 +159,7 @@ TEST(Mp4Fragments, GiveTheDurationByWhateverIndexThereIs) {
 TEST(Mp4Fragments, ThatClaimSamplesWithoutBytesForThemEnd) {
   AtomBuilder file;
   file.Raw(FragmentedMovie({}));
-  AddFragment(file, 51200, UINT32_MAX, false);
+  AddFragment(file, 51200, {.samples = UINT32_MAX}, false);
   const std::uint64_t size = file.Size();
   StartedFile movie(kMp4Module, file.Take());
   ASSERT_EQ(movie.result, QMF_OK);

@@ -65,6 +65,7 @@ TEST(Mp4Header, FindsTheMovieWhereverItStands) {
   ExpectGoodMovie(MakeMovie(spec));
   spec.movieFirst = false;
   spec.wide = spec.tracks[0].wide = spec.tracks[1].wide = true;
+  spec.tracks[0].handlerLast = spec.tracks[1].handlerLast = true;
   ExpectGoodMovie(MakeMovie(spec));
 
   Bytes movie = MakeMovieAtom(GoodMovie(), 0);
@@ -160,7 +161,7 @@ TEST(Mp4Queries, TellNamesAndTexts) {
   const auto text = [](std::string_view type, std::string_view value) {
     return AtomBuilder().Begin(type).Begin("data").U32(1, 0).Code(value).Take();
   };
-  AtomBuilder byType, byNumber, quickTime;
+  AtomBuilder byType, byNumber, quickTime, asset;
   byType.Begin("udta").Begin("meta", 0, 0).Begin("hdlr", 0, 0).Zeros(20).End().Begin("ilst");
   byType.Raw(text("\251nam", "Titel \xC3\xA4")).Raw(text("\251too", "Encoder 1.0"));
   // Their types are numbers of what 'keys' names.
@@ -169,12 +170,14 @@ TEST(Mp4Queries, TellNamesAndTexts) {
   byNumber.Begin("mdta").Code("encoder").End().End().Begin("ilst").Raw(text({"\0\0\0\1", 4}, "wrong"));
   byNumber.Raw(text({"\0\0\0\3", 4}, "Phone")).Raw(text({"\0\0\0\2", 4}, "Keyed"));
   quickTime.Begin("udta").Begin("\251nam").U16(5, 0).Code("Plain").U16(3, 1).Code("Two").End().U32(0);
+  asset.Begin("udta").Begin("titl", 0, 0).U16(0x15C7, 0xFEFF, 'T', 0x6F22, 0, 'x');
   const Bytes meta = byNumber.Take();
   const std::tuple<Bytes, const char16_t*, std::optional<std::u16string>> rows[] = {
       {byType.Take(), u"Titel \u00e4", u"Encoder 1.0"},
       {meta, u"Keyed", u"Phone"},
       {AtomBuilder().Begin("udta").Raw(meta).Take(), u"Keyed", u"Phone"},
       {quickTime.Take(), u"Plain", {}},
+      {asset.Take(), u"T\u6f22", {}},
   };
   MovieSpec spec = GoodMovie();
   spec.tracks[0].userData = AtomBuilder().Begin("udta").Begin("name").Code("M").Take();
@@ -205,11 +208,10 @@ TEST(Mp4Chapters, ComeFromATextTrackOrFromTheUserData) {
                           .duration = 400,
                           .entry = TextEntry("text"),
                           .times = {{2, 200}},
-                          .sizes = {5, 4}};
+                          .sizes = {5, 6}};
   tracked.tracks.insert(tracked.tracks.begin(), text);
   Bytes bytes = MakeMovie(tracked);
-  std::ranges::copy(AtomBuilder().U16(3).Code("One").U16(2).Code("\xC3\xA4").Take(),
-                    PayloadOf(bytes, "mdat"));
+  std::ranges::copy(AtomBuilder().U16(3).Code("One").U16(4, 0xFFFE, 0xE400).Take(), PayloadOf(bytes, "mdat"));
 
   for (const Bytes& movie : {MakeMovie(listed), bytes}) {
     StartedFile file(kMp4Module, movie);
@@ -221,6 +223,10 @@ TEST(Mp4Chapters, ComeFromATextTrackOrFromTheUserData) {
     EXPECT_EQ(file.Number(QMF_QID_CHAPTERS_CHAPTER_ENDTIME, 1), 4'000'000U);
     EXPECT_EQ(file.Number(QMF_QID_CHAPTERS_CHAPTER_STARTTIME, 2), std::nullopt);
   }
+  list.Begin("udta").Begin("chpl", 0, 0).U8(255);
+  for (std::uint32_t i = 0; i < 255; ++i) list.U64(i).U8(255).Raw(Bytes(255, 'x'));
+  listed.extra = list.Take();
+  EXPECT_EQ(StartedFile(kMp4Module, MakeMovie(listed)).Number(QMF_QID_CHAPTERS_BEGIN), 255U);
 }
 
 }  // namespace
