@@ -92,6 +92,11 @@ class QmfinfoTest(unittest.TestCase):
                 done = self.qmfinfo.run("show", "--jsonl", *extra)
                 self.assertEqual(done.returncode, 0)
                 self.assertEqual(json.loads(done.stdout)["path"], folder + "/\N{REPLACEMENT CHARACTER}\N{REPLACEMENT CHARACTER}.mkv")
+            command = os.path.join(folder, "\x1b]0_\x7f\x9b.mkv")
+            os.rename(name, command)
+            for words, printed in ((["show", command], "stdout"), (["show", command + "-"], "stderr"), (["compare", command], "stdout")):
+                text = getattr(self.qmfinfo.run(*words), printed).decode()
+                self.assertIn("\N{REPLACEMENT CHARACTER}]0_\N{REPLACEMENT CHARACTER}\N{REPLACEMENT CHARACTER}.mkv", text)
 
     def test_each_record_comes_before_the_next_path_is_asked_for(self):
         process = self.start("show", "--jsonl", "-", stdin=subprocess.PIPE)

@@ -9,6 +9,7 @@
 #include "tools/qmfinfo/Peers.h"
 #include "tools/qmfinfo/ReportFormats.h"
 #include "tools/qmfinfo/Terminal.h"
+#include "tools/qmfinfo/Units.h"
 #include "tools/qmfinfo/Wrap.h"
 
 namespace qmfinfo {
@@ -81,7 +82,7 @@ void PrintComparison(const ExplainedProperty& ours, const std::vector<PeerValues
 }
 
 void PrintText(const Explanation& ours, const std::vector<PeerValues>& peers) {
-  std::string header = fmt::format("{}\n  {:26}{:<14}", qmf::ToUtf8(ours.path), "", "qmfinfo");
+  std::string header = fmt::format("{}\n  {:26}{:<14}", PathText(ours.path), "", "qmfinfo");
   for (const PeerValues& peer : peers) header += fmt::format("{:<14}", peer.program);
   Print(header + "\n");
   for (const ExplainedProperty& property : ours.properties) PrintComparison(property, peers);

@@ -9,6 +9,7 @@
 #include "framework/Text.h"
 #include "tools/qmfinfo/Arguments.h"
 #include "tools/qmfinfo/Output.h"
+#include "tools/qmfinfo/Units.h"
 
 namespace qmfinfo {
 namespace {
@@ -128,7 +129,7 @@ std::optional<std::u16string> PathSource::NextOfFolder() {
 
 void PathSource::Fail(const std::u16string& path, const std::string& why) {
   m_complete = false;
-  if (!m_silent) PrintError(qmf::ToUtf8(path) + ": " + why);
+  if (!m_silent) PrintError(PathText(path) + ": " + why);
 }
 
 std::optional<std::uint64_t> CountPaths(const PathList& list) {

@@ -158,12 +158,12 @@ std::string ReportText(const FileReport& report, const TextStyle& style) {
   AddStreams(lines, "Video", report.video);
   AddStreams(lines, "Audio", report.audio);
   AddStreams(lines, "Subtitle", report.subtitle);
-  const std::string path = qmf::ToUtf8(report.path);
+  const std::string path = PathText(report.path);
   return (style.colour ? fmt::format("\x1b[1m{}\x1b[0m\n", path) : path + '\n') + lines.Text();
 }
 
 std::string FailureText(const std::u16string& path, qmf::QMFResult result) {
-  return fmt::format("{}: {} {}", qmf::ToUtf8(path), ResultText(result), Advice(result));
+  return fmt::format("{}: {} {}", PathText(path), ResultText(result), Advice(result));
 }
 
 }  // namespace qmfinfo

@@ -2,6 +2,10 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+
+#include "framework/Text.h"
+
 namespace qmfinfo {
 namespace {
 
@@ -28,6 +32,12 @@ std::string FrameRateText(std::uint32_t rate, std::uint32_t scale) {
 
 std::string SampleRateText(std::uint32_t hertz) {
   return Decimal(static_cast<double>(hertz) / 1000) + " kHz";
+}
+
+std::string PathText(std::u16string path) {
+  const auto isControl = [](char16_t unit) { return unit < 0x20 || (unit >= 0x7F && unit < 0xA0); };
+  std::ranges::replace_if(path, isControl, u'\uFFFD');
+  return qmf::ToUtf8(path);
 }
 
 std::string CountText(std::uint64_t count, const char* thing) {

@@ -14,6 +14,9 @@ std::string FrameRateText(std::uint32_t rate, std::uint32_t scale);
 /// "44.1 kHz".
 std::string SampleRateText(std::uint32_t hertz);
 
+/// A file's name on a terminal: control characters, which may be commands to it, are U+FFFD.
+std::string PathText(std::u16string path);
+
 /// "1 channel", "2 channels".
 std::string CountText(std::uint64_t count, const char* thing);
 
