@@ -1,7 +1,7 @@
 #include "readers/mkv/MkvCues.h"
 
 #include <algorithm>
-#include <functional>
+#include <utility>
 
 #include "readers/mkv/EbmlRules.h"
 #include "readers/mkv/MkvSegment.h"
@@ -12,13 +12,15 @@ namespace {
 // An index of more entries is used as far as this.
 constexpr EbmlLimits kLimits = {.elements = 4'000'000, .bytesRead = 64U << 20, .bytesKept = 16U << 20};
 
-// A time and the positions of the tracks that have an entry there.
-struct CuePoint {
-  explicit CuePoint(const MkvSegment& of) : segment(of), positions(of.memory) {}
-
+struct CueList {
   const MkvSegment& segment;
+  MkvCues& cues;
+};
+
+// The time of the list's latest entries.
+struct CuePoint {
+  CueList& list;
   std::uint64_t time = 0;
-  std::pmr::vector<MkvCuePoint> positions;
 };
 
 struct CuePosition {
@@ -34,9 +36,10 @@ constexpr EbmlRule<CuePosition> kPositionRules[] = {
 QMFResult ReadPosition(CuePoint& point, EbmlReader& reader, const EbmlElement& element) {
   CuePosition position;
   QMF_RETURN_IF_NONZERO(WalkInto<kPositionRules>(position, reader, element));
-  const std::uint64_t base = point.segment.element.payload;
+  const std::uint64_t base = point.list.segment.element.payload;
   if (position.cluster >= reader.FileSize() || base >= reader.FileSize() - position.cluster) return QMF_OK;
-  point.positions.push_back({0, position.track, base + position.cluster});
+  QMF_RETURN_IF_NONZERO(reader.Keep(sizeof(MkvCuePoint)));
+  point.list.cues.points.push_back({0, position.track, base + position.cluster});
   return QMF_OK;
 }
 
@@ -45,20 +48,15 @@ constexpr EbmlRule<CuePoint> kPointRules[] = {
     {Element::CueTrackPositions, ReadPosition},
 };
 
-struct CueList {
-  const MkvSegment& segment;
-  MkvCues& cues;
-};
-
+// The time may stand behind the positions. A point that is not whole is none.
 QMFResult ReadPoint(CueList& list, EbmlReader& reader, const EbmlElement& element) {
-  CuePoint point(list.segment);
-  QMF_RETURN_IF_NONZERO(WalkInto<kPointRules>(point, reader, element));
-  for (MkvCuePoint& position : point.positions) {
-    QMF_RETURN_IF_NONZERO(reader.Keep(sizeof(position)));
-    position.time = point.time;
-    list.cues.points.push_back(position);
-  }
-  return QMF_OK;
+  auto& points = list.cues.points;
+  const std::size_t before = points.size();
+  CuePoint point{list};
+  const QMFResult result = WalkInto<kPointRules>(point, reader, element);
+  if (result != QMF_OK) points.resize(before);
+  for (std::size_t i = before; i < points.size(); ++i) points[i].time = point.time;
+  return result;
 }
 
 constexpr EbmlRule<CueList> kCuesRules[] = {
@@ -100,8 +98,10 @@ QMFResult ReadIndex(MkvSegment& segment, EbmlReader& reader, MkvSection section,
   return WalkInto<rules>(list, reader, element) == QMF_FAILURE ? failure : QMF_OK;
 }
 
-bool Earlier(const MkvCuePoint& a, const MkvCuePoint& b) {
-  return a.time < b.time;
+using Place = std::pair<std::uint64_t, std::uint64_t>;
+
+Place PlaceOf(const MkvCuePoint& point) {
+  return {point.track, point.time};
 }
 
 }  // namespace
@@ -115,22 +115,18 @@ const MkvCues& MkvCuesOf(MkvSegment& segment) {
     cues.result = ReadIndex<kIndexRules>(segment, reader, kSectionHierarchicalIndex,
                                          QMF_ERR_QF3_PARSE_HIERARCHICAL, cues);
   }
-  if (!std::ranges::is_sorted(cues.points, Earlier)) std::ranges::stable_sort(cues.points, Earlier);
+  if (!std::ranges::is_sorted(cues.points, {}, PlaceOf)) std::ranges::stable_sort(cues.points, {}, PlaceOf);
   return cues;
 }
 
 const MkvCuePoint* CueBefore(const MkvCues& cues, std::uint64_t track, std::uint64_t time) {
-  auto point = std::ranges::upper_bound(cues.points, time, {}, &MkvCuePoint::time);
-  while (point != cues.points.begin()) {
-    if ((--point)->track == track) return &*point;
-  }
-  return nullptr;
+  const auto behind = std::ranges::upper_bound(cues.points, Place(track, time), {}, PlaceOf);
+  return behind != cues.points.begin() && behind[-1].track == track ? &behind[-1] : nullptr;
 }
 
 const MkvCuePoint* CueFrom(const MkvCues& cues, std::uint64_t track, std::uint64_t time) {
-  const auto first = std::ranges::lower_bound(cues.points, time, {}, &MkvCuePoint::time);
-  const auto point = std::ranges::find(first, cues.points.end(), track, &MkvCuePoint::track);
-  return point == cues.points.end() ? nullptr : &*point;
+  const auto point = std::ranges::lower_bound(cues.points, Place(track, time), {}, PlaceOf);
+  return point != cues.points.end() && point->track == track ? &*point : nullptr;
 }
 
 }  // namespace qmf

@@ -17,7 +17,7 @@ struct MkvCuePoint {
   std::uint64_t cluster = 0;  ///< Offset in the file.
 };
 
-/// A segment's index, by time.
+/// A segment's index, by track and time.
 struct MkvCues {
   explicit MkvCues(std::pmr::memory_resource* memory) : points(memory) {}
 

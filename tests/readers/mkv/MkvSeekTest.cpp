@@ -4,6 +4,7 @@
 
 #include "tests/readers/mkv/MkvFile.h"
 #include "tests/support/SparseSource.h"
+#include "tests/support/TestMemory.h"
 
 namespace qmf::test {
 namespace {
@@ -115,6 +116,18 @@ TEST(MkvSync, FollowsTheIndex) {
                {QMF_QID_TITLEMEDIA_PREV_SYNC_POINT, 0, 50, QMF_OK, 99},
                {QMF_QID_TITLEMEDIA_NEXT_SYNC_POINT, 0, 150, QMF_OK, 100}});
   EXPECT_EQ(MkvFile(LongFilm(Index::None)).Ask(QMF_QID_TITLEMEDIA_PREV_SYNC_TIME), QMF_ERR_END_OF_STREAM);
+}
+
+// Of whatever number in one point: here two million take two bytes each.
+TEST(MkvSync, KeepsSixteenMebibytesOfAnIndex) {
+  Bytes positions(4'000'000, 0xB7);
+  for (std::size_t i = 1; i < positions.size(); i += 2) positions[i] = 0x80;
+  TestMemory memory;
+  const Bytes cues = Put(E::Cues, CuePoint(0, 0) + Put(E::CuePoint, positions));
+  OpenedFile film(kMkvModule, Segment(Info() + Tracks() + cues), &memory);
+  EXPECT_EQ(film.Start(), QMF_OK);
+  EXPECT_EQ(film.Number(QMF_QID_TITLEMEDIA_PREV_SYNC_TIME), 0U);
+  EXPECT_LT(memory.peak, 48U << 20) << "the list grows by doubling";
 }
 
 }  // namespace
