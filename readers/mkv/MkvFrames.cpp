@@ -1,5 +1,7 @@
 #include "readers/mkv/MkvFrames.h"
 
+#include "framework/WideArithmetic.h"
+
 namespace qmf {
 namespace {
 
@@ -12,34 +14,24 @@ std::uint64_t FrameDuration(const MkvTrack& track) {
   return track.defaultDuration < kLongest ? track.defaultDuration * fields : 0;
 }
 
-// time * 100 / frameDuration with the remainder, in 64 bits.
-std::uint64_t WholeFrames(std::uint64_t time, std::uint64_t frameDuration, std::uint64_t& remainder) {
-  const std::uint64_t tail = time % frameDuration * kNanosecondsPerUnit;
-  remainder = tail % frameDuration;
-  return time / frameDuration * kNanosecondsPerUnit + tail / frameDuration;
-}
-
 }  // namespace
 
 std::uint32_t MkvFrameCount(const MkvTrack& track, std::uint64_t duration) {
   const std::uint64_t frameDuration = FrameDuration(track);
   if (frameDuration == 0) return 0;
-  std::uint64_t remainder = 0;
-  const std::uint64_t frames = WholeFrames(duration, frameDuration, remainder);
-  return static_cast<std::uint32_t>(frames + (remainder >= frameDuration - remainder ? 1 : 0));
+  return static_cast<std::uint32_t>(
+      MultiplyDivide(duration, kNanosecondsPerUnit, frameDuration, frameDuration / 2));
 }
 
 std::uint64_t MkvMiddleOfFrame(const MkvTrack& track, std::uint32_t frame) {
   const std::uint64_t frameDuration = FrameDuration(track);
-  return frameDuration / kNanosecondsPerUnit * frame +
-         (frameDuration % kNanosecondsPerUnit * frame + frameDuration / 2) / kNanosecondsPerUnit;
+  return MultiplyDivide(frameDuration, frame, kNanosecondsPerUnit, frameDuration / 2);
 }
 
 QMFResult MkvFrameFromTime(const MkvTrack& track, std::uint64_t time, std::uint32_t& frame) {
   const std::uint64_t frameDuration = FrameDuration(track);
   if (frameDuration == 0) return QMF_FAILURE;
-  std::uint64_t remainder = 0;
-  frame = static_cast<std::uint32_t>(WholeFrames(time, frameDuration, remainder));
+  frame = static_cast<std::uint32_t>(MultiplyDivide(time, kNanosecondsPerUnit, frameDuration));
   return QMF_OK;
 }
 

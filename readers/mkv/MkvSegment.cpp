@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "framework/WideArithmetic.h"
 #include "readers/mkv/EbmlRules.h"
 #include "readers/mkv/MkvHeader.h"
 
@@ -157,8 +158,7 @@ void ScanToClusters(MkvSegment& segment, EbmlReader& reader) {
 std::uint64_t MkvSegment::TickAt(std::int64_t time) const {
   const std::uint64_t length = TickLength();
   if (time <= 0 || length == 0) return 0;
-  const auto units = static_cast<std::uint64_t>(time);
-  return units / length * 100 + units % length * 100 / length;
+  return MultiplyDivide(static_cast<std::uint64_t>(time), 100, length);
 }
 
 QMFResult ReadMkvSegment(MkvSegment& segment) {

@@ -70,6 +70,8 @@ TEST(MkvSegment, ReportsWhatIsWrong) {
 TEST(MkvSegment, KeepsInformation) {
   EXPECT_EQ(Parsed(WithInfo(Unsigned(E::TimecodeScale, 0, 0))).segment.info->timecodeScale, 0U);
   EXPECT_EQ(Parsed(WithInfo({})).segment.info->timecodeScale, 1'000'000U);
+  const Parsed slow(WithInfo(Unsigned(E::TimecodeScale, 10'000'000'000'000'000'000U)));
+  EXPECT_EQ(slow.segment.TickAt(200'000'000'000'000'000), 2U);
   // What is unknown or of no interest is passed over; a short UID ends with zeros.
   const Parsed odd(WithInfo(Put(E::Crc, Bytes(4)) + Void(3) + ElementHead(0x4461, 8) + Bytes(8) +
                             Put(E::SegmentUid, Bytes(16, 9)) + Put(E::SegmentUid, {1, 2, 3})));
