@@ -82,6 +82,12 @@ class QmfinfoTest(unittest.TestCase):
             os.symlink("..", os.path.join(folder, "b", "around"))
             wanted = [os.path.join(folder, name) for name in ("a.aac", "b/1.avi", "b/2.MKV", "c.srt")]
             self.assertEqual(self.paths_shown("-r", folder), wanted)
+            unreadable = os.open(folder, os.O_RDONLY)
+            self.addCleanup(os.close, unreadable)
+            for words in (["--files-from", folder], ["-"]):
+                done = self.qmfinfo.run("show", "--jsonl", *words, stdin=unreadable)
+                self.assertEqual((done.returncode, done.stdout), (1, b""))
+                self.assertIn(b": the list cannot be read", done.stderr)
 
     def test_names_that_are_no_text_are_opened(self):
         with tempfile.TemporaryDirectory() as folder:

@@ -1,6 +1,7 @@
 #include "tools/qmfinfo/PathSource.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <fstream>
 #include <iostream>
 #include <map>
@@ -9,6 +10,7 @@
 #include "framework/Text.h"
 #include "tools/qmfinfo/Arguments.h"
 #include "tools/qmfinfo/Output.h"
+#include "tools/qmfinfo/Terminal.h"
 #include "tools/qmfinfo/Units.h"
 
 namespace qmfinfo {
@@ -44,6 +46,11 @@ bool IsLink(const std::filesystem::path& path) {
   return std::filesystem::is_symlink(path, ignored);
 }
 
+// Whether a list that gives no more lines has not come to its end; standard input tells by its file only.
+bool Broke(const std::istream& lines) {
+  return !lines.eof() || (&lines == &std::cin && std::ferror(stdin) != 0);
+}
+
 }  // namespace
 
 std::optional<std::u16string> PathSource::Next() {
@@ -75,16 +82,13 @@ bool PathSource::BeginArgument(const std::u16string& argument) {
 }
 
 void PathSource::BeginList(const std::u16string& name) {
+  m_listName = name;
   if (name == kStandardInput) {
     m_lines = &std::cin;
     return;
   }
   m_file = std::make_unique<std::ifstream>(NativePath(name), std::ios::binary);
-  if (*m_file) {
-    m_lines = m_file.get();
-  } else {
-    Fail(name, "the list cannot be read");
-  }
+  m_lines = m_file.get();
 }
 
 std::optional<std::u16string> PathSource::NextOfList() {
@@ -95,6 +99,7 @@ std::optional<std::u16string> PathSource::NextOfList() {
 #endif
     if (!line.empty()) return qmf::PathFromBytes(line);
   }
+  if (m_lines != nullptr && Broke(*m_lines) && !WasInterrupted()) Fail(m_listName, "the list cannot be read");
   m_lines = nullptr;
   return std::nullopt;
 }

@@ -46,6 +46,7 @@ class PathSource {
   const bool m_silent;
   std::size_t m_nextArgument = 0;
   bool m_beganFilesFrom = false;
+  std::u16string m_listName;
   std::unique_ptr<std::istream> m_file;
   std::istream* m_lines = nullptr;
   std::vector<Names> m_folders;
