@@ -47,6 +47,13 @@ def wrong_usage(shellprops):
             yield f"shellprops {arguments}: exit code {done.returncode}, printed {done.stdout}"
 
 
+def full_disk(shellprops, path):
+    with open("/dev/full", "wb") as full:
+        done = subprocess.run([*shellprops, path], stdout=full, stderr=subprocess.PIPE, check=False, timeout=300)
+    if done.returncode != 1 or b"could not be written" not in done.stderr:
+        yield f"output that cannot be written: exit code {done.returncode}, {done.stderr}"
+
+
 def doctor(what, shellprops, healthy):
     done = run(shellprops, "doctor", "--json")
     examined = json.loads(done.stdout)
@@ -72,6 +79,7 @@ def main():
     shutil.copyfile(paths[0], odd)
     found = [*compare("by library", qmfinfo, [*shellprops, "--dll", library], [*paths, odd]), *wrong_usage(shellprops)]
     found += compare("one good file", qmfinfo, [*shellprops, "--dll", library], [odd])
+    found += full_disk([*shellprops, "--dll", library], odd)
     if run([*emulator, "regsvr32"], "/s", library).returncode:
         found.append("regsvr32 failed")
     found += compare("by class id", qmfinfo, shellprops, paths)

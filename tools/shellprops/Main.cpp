@@ -59,5 +59,7 @@ int wmain(int count, wchar_t** texts) {
   }
   exitCode = Run(arguments);
   ::CoUninitialize();
-  return exitCode;
+  if (std::cout.flush()) return exitCode;
+  std::cerr << "shellprops: the output could not be written\n";
+  return 1;
 }
