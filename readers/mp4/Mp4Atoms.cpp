@@ -293,8 +293,10 @@ CMP4SampleTotals SumOfRuns(std::span<const std::uint8_t> rows) {
   CMP4SampleTotals totals;
   for (std::size_t left = rows.size() / kRunSize; left > 0; --left) {
     const std::uint32_t samples = fields.U32();
-    const std::uint64_t duration = std::uint64_t{samples} * fields.U32();
+    const std::uint32_t ticks = fields.U32();
+    const std::uint64_t duration = std::uint64_t{samples} * ticks;
     if (samples > UINT32_MAX - totals.samples || duration > kMaxMediaTime - totals.duration) break;
+    if (totals.samples == 0) totals.first = ticks;
     totals.samples += samples;
     totals.duration += duration;
   }

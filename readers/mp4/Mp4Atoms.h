@@ -29,6 +29,7 @@ struct CMP4EditListAtom {
 struct CMP4SampleTotals {
   std::uint64_t samples = 0;
   std::uint64_t duration = 0;
+  std::uint64_t first = 0;  ///< Ticks of the first sample; 0 when unknown.
 };
 
 /// Adds up rows of {samples, ticks each}. Ends before a sum that no file can mean.

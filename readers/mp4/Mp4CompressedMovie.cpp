@@ -85,7 +85,7 @@ QMFResult InflateMovie(FileReader& file, const CMP4Bytes& compressed, std::pmr::
   auto source =
       std::allocate_shared<OwnedSource>(std::pmr::polymorphic_allocator<OwnedSource>(memory), std::move(out));
   inflated = std::allocate_shared<FileReader>(std::pmr::polymorphic_allocator<FileReader>(memory),
-                                              std::move(source));
+                                              std::move(source), memory);
   return QMF_OK;
 }
 

@@ -74,6 +74,10 @@ void LocateSampleTables(const CMP4SampleTableAtom& atom, FileReader& file, CMP4S
 }
 
 std::uint64_t CountSamples(const CMP4SampleTableAtom& atom, FileReader& file) {
+  // Also of a movie in memory, which no question's budget holds for.
+  constexpr std::uint64_t kMostBytes = 1U << 20;
+  constexpr std::uint64_t kMostAtoms = 256;
+  const FileReader::Limit limit(file, kMostBytes, kMostAtoms);
   CMP4SampleTables tables;
   CMP4AtomWalker walker(file);
   walker.Walk<CMP4SampleTables>(tables, kSizeRows, atom.begin, atom.end);

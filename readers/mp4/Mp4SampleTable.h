@@ -23,7 +23,7 @@ struct CMP4SampleTables {
 /// Finds the tables; reads none of them.
 void LocateSampleTables(const CMP4SampleTableAtom& atom, FileReader& file, CMP4SampleTables& tables);
 
-/// How many samples the size table has, without reading it.
+/// How many samples the size table has, without reading it. 0 where it stands behind some 256 other atoms.
 std::uint64_t CountSamples(const CMP4SampleTableAtom& atom, FileReader& file);
 
 }  // namespace qmf

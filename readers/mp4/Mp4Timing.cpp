@@ -155,35 +155,36 @@ std::int64_t FragmentsEnd(FileReader& file, const CMP4MovieAtom& movie, std::pmr
   return WalkFragments(file, movie, ends, begin, indexes.fragmentsEnd);
 }
 
-void AddRuns(const CMP4MovieFragmentAtom& fragment, std::uint32_t trackId, CMP4SampleTotals& totals,
-             CMP4Sample& first) {
+void AddRuns(const CMP4MovieFragmentAtom& fragment, std::uint32_t trackId, CMP4SampleTotals& totals) {
   std::pmr::memory_resource* const memory = fragment.tracks.get_allocator().resource();
   for (const CMP4TrackFragmentAtom& part : fragment.tracks) {
     if (part.defaults.trackId != trackId) continue;
     for (const CMP4TrackRunAtom& run : part.runs) {
       const CMP4RunTotals ofRun = TotalsOf(run, memory);
-      if (totals.samples == 0) (void)CMP4RunReader(run, memory).Next(first);
+      if (CMP4Sample sample; totals.samples == 0 && CMP4RunReader(run, memory).Next(sample)) {
+        totals.first = sample.duration;
+      }
       totals.samples += ofRun.samples;
       totals.duration += ofRun.duration;
     }
   }
 }
 
-// The first samples of a track's fragments, which may begin with other tracks' or hold one frame each. The
-// very first is left out when there are others: writers stretch it where the tracks do not start together.
-CMP4SampleTotals FirstFragmentTotals(FileReader& file, const CMP4MovieAtom& movie, const CMP4TrackAtom& track,
-                                     std::pmr::memory_resource* memory) {
-  CMP4SampleTotals totals;
-  CMP4Sample first;
+// The first samples of a track that fragments continue. These may begin with other tracks' or hold one frame
+// each. The very first is left out when there are others: writers stretch it where the tracks do not start
+// together.
+CMP4SampleTotals FirstSamples(FileReader& file, const CMP4MovieAtom& movie, const CMP4TrackAtom& track,
+                              std::pmr::memory_resource* memory) {
+  CMP4SampleTotals totals = TotalsOf(track, memory);
   CMP4MovieFragmentAtom fragment(movie, memory);
   CMP4AtomWalker walker(file);
   fragment.next = movie.next;
   for (int walked = 0; walked < kRateFragments && totals.samples <= kEnoughSamples; ++walked) {
     if (!ReadMovieFragment(walker, fragment.next, file.Size(), fragment)) break;
-    AddRuns(fragment, track.id, totals, first);
+    AddRuns(fragment, track.id, totals);
   }
   if (totals.samples <= 1) return totals;
-  return {totals.samples - 1, totals.duration - first.duration};
+  return {totals.samples - 1, totals.duration - std::min(totals.first, totals.duration)};
 }
 
 }  // namespace
@@ -218,8 +219,8 @@ CMP4SampleTotals TotalsOf(const CMP4TrackAtom& track, std::pmr::memory_resource*
 
 Fraction AverageRate(FileReader& file, const CMP4MovieAtom& movie, const CMP4TrackAtom& track,
                      std::pmr::memory_resource* memory) {
-  CMP4SampleTotals totals = TotalsOf(track, memory);
-  if (totals.samples == 0 && movie.fragmented) totals = FirstFragmentTotals(file, movie, track, memory);
+  const CMP4SampleTotals totals =
+      movie.fragmented ? FirstSamples(file, movie, track, memory) : TotalsOf(track, memory);
   return Reduce(totals.samples * track.mediaTimescale, totals.duration);
 }
 

@@ -15,7 +15,7 @@ std::int64_t TitleDuration(FileReader& file, const CMP4MovieAtom& movie, std::pm
 std::int64_t TrackDuration(const CMP4MovieAtom& movie, const CMP4TrackAtom& track);
 
 /// Average samples a second: timescale x samples / their durations, 0/0 when unknown. Fragmented files answer
-/// from their first samples.
+/// from their first samples, the very first left out.
 Fraction AverageRate(FileReader& file, const CMP4MovieAtom& movie, const CMP4TrackAtom& track,
                      std::pmr::memory_resource* memory);
 

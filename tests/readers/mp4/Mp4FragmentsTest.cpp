@@ -74,8 +74,9 @@ struct Fragmented {
   std::uint32_t fragments = 4;
   std::size_t mediaSize = 8;
   std::uint32_t samples = 25;
-  std::uint32_t shift = 0;    ///< Of all frames' presentation, ticks.
-  std::uint32_t first = 512;  ///< Ticks of the very first frame.
+  std::uint32_t shift = 0;                                          ///< Of all frames' presentation, ticks.
+  std::uint32_t first = 512;                                        ///< Ticks of the very first frame.
+  std::vector<std::pair<std::uint32_t, std::uint32_t>> times = {};  ///< Of the movie header.
 };
 
 // A fragment of one track: its samples from `time` on, of 512 ticks each, the first a sync sample.
@@ -92,7 +93,7 @@ void AddFragment(AtomBuilder& atoms, std::uint32_t time, const Fragmented& with,
 Bytes FragmentedMovie(const Fragmented& with) {
   const std::uint32_t ticks = 512 * with.samples;
   TrackSpec video = VideoTrack();
-  video.times = {};
+  video.times = with.times;
   video.duration = 0;
   video.edits = with.edits;
   AtomBuilder extends;
@@ -144,6 +145,7 @@ TEST(Mp4Fragments, GiveTheDurationByWhateverIndexThereIs) {
        {.indexed = 4, .indexStart = 1024, .edits = reorder, .shift = 1024},
        40'000'000},
       {"single frames, the first one longer", {.fragments = 25, .samples = 1, .first = 900}, 10'000'000},
+      {"and in the movie header", {.fragments = 25, .samples = 1, .times = {{1, 900}}}, 10'000'000},
   };
   for (const auto& [what, with, expected] : rows) {
     StartedFile file(kMp4Module, FragmentedMovie(with));

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "readers/mp4/Mp4SampleTable.h"
 #include "readers/mp4/Mp4Time.h"
 #include "tests/readers/mp4/Mp4Movies.h"
 
@@ -86,6 +87,16 @@ TEST(Mp4Rate, IsTheAverageOverAllSamples) {
     const QMFVideoFormat format = StartedFile(kMp4Module, MovieOf(track)).Video();
     EXPECT_EQ(format.rate, rate) << times.size();
     EXPECT_EQ(format.scale, scale) << times.size();
+  }
+  // No question walks through all that a compressed movie may hold of tiny atoms.
+  for (const auto& [others, counted] : {std::pair(200, 7U), {300, 0U}}) {
+    AtomBuilder atoms;
+    for (int i = 0; i < others; ++i) atoms.Begin("free").End();
+    const Bytes table = atoms.Begin("stsz", 0, 0).U32(1, 7).Take();
+    FileReader file(std::make_shared<MemoryFileSource>(table));
+    CMP4SampleTableAtom atom;
+    atom.end = table.size();
+    EXPECT_EQ(CountSamples(atom, file), counted);
   }
 }
 
