@@ -1,6 +1,7 @@
 #include "readers/mp4/Mp4SampleCursor.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "readers/mp4/Mp4CodecTable.h"
 #include "readers/mp4/Mp4Time.h"
@@ -17,6 +18,30 @@ constexpr int kMaxIdleRows = 65536;
 constexpr std::uint64_t kMaxSamplesPassed = 1U << 20;
 // Units of more samples than this are frames of a coding, each a block.
 constexpr std::uint32_t kFrameUnit = 160;
+
+// Packets of QuickTime's old codings, which sample entries of version 0 leave out.
+struct KnownPacket {
+  FourCC type;
+  std::uint32_t samples;
+  std::uint32_t bytesOfChannel;
+};
+constexpr KnownPacket kKnownPackets[] = {
+    {MakeFourCC("ima4"), 64, 34},
+    {MakeFourCC("MAC3"), 6, 2},
+    {MakeFourCC("MAC6"), 6, 1},
+    {MakeFourCC("agsm"), 160, 33},
+};
+
+// The units that sound of constant rate comes in.
+CMP4Packing UnitsOf(const CMP4SampleDescription& description, std::uint32_t uniformSize) {
+  const auto* const known = std::ranges::find(kKnownPackets, description.format, &KnownPacket::type);
+  if (description.samplesPerPacket == 0 && known != std::end(kKnownPackets)) {
+    return {0, known->samples, known->bytesOfChannel * description.channels};
+  }
+  if (description.samplesPerPacket > 1) return {0, description.samplesPerPacket, description.bytesPerPacket};
+  const std::uint32_t pcm = PcmFrameBytes(description);
+  return {0, 1, pcm != 0 ? pcm : uniformSize};
+}
 
 }  // namespace
 
@@ -128,14 +153,7 @@ CMP4Packing PackingOf(const CMP4TrackAtom& track, const CMP4SampleTables& tables
   CMP4Fields row = times.Entry(0);
   row.Skip(4);
   if (row.U32() != 1) return {};
-  const CMP4SampleDescription& description = track.sampleTable.description;
-  CMP4Packing packing;
-  packing.samplesPerUnit = std::max(description.samplesPerPacket, 1U);
-  packing.bytesPerUnit = description.bytesPerPacket;
-  if (packing.samplesPerUnit == 1) {
-    const std::uint32_t pcm = PcmFrameBytes(description);
-    packing.bytesPerUnit = pcm != 0 ? pcm : tables.uniformSize;
-  }
+  CMP4Packing packing = UnitsOf(track.sampleTable.description, tables.uniformSize);
   if (packing.bytesPerUnit == 0) return {};
   const bool unitIsFrame = packing.samplesPerUnit >= kFrameUnit;
   packing.samplesPerBlock =

@@ -140,6 +140,7 @@ TEST(Mp4Blocks, OfUncompressedSoundHoldManySamples) {
   const Row rows[] = {
       {AudioEntry("sowt", 2, 16, 48000), 4, 1500, {1024, 476, 996}, 480},
       {AudioEntry("raw ", 1, 8, 48000), 1, 1500, {1024, 476, 996}, 480},
+      {AudioEntry("MAC3", 3, 8, 48000), 1, 1500, {1020, 480, 996}, 480},
       // Packets of 64 samples in 128 bytes, and in more than a block may have.
       {QuickTimeSound("ima4", 1, AtomBuilder().U32(64, 64, 128, 2).Take()), 2, 1536, {1024, 512, 960}, 448},
       {QuickTimeSound("ima4", 2, AtomBuilder().Zeros(12).U32(2, 0, 0, 0, 128, 64).Take()),
