@@ -1,5 +1,7 @@
 #include "readers/mp4/Mp4AudioConfig.h"
 
+#include <bit>
+
 #include "streamlib/AACHdrAudioSpecificConfig.h"
 
 namespace qmf {
@@ -41,13 +43,23 @@ void ReadAc3(Config config, CMP4AudioParameters& audio) {
   if (rate < std::size(kKilobits) && audio.bytesPerSecond == 0) audio.bytesPerSecond = kKilobits[rate] * 125U;
 }
 
-// ETSI TS 102 366, F.6: 'dec3'; the first independent substream counts.
+// Channels that dependent substreams add, by their locations: pairs and single ones (table F.6.1).
+std::uint32_t ChannelsAt(std::uint32_t locations) {
+  constexpr std::uint32_t kPairs = 0x73;
+  constexpr std::uint32_t kSingles = 0x18C;
+  return static_cast<std::uint32_t>(2 * std::popcount(locations & kPairs) +
+                                    std::popcount(locations & kSingles));
+}
+
+// ETSI TS 102 366, F.6: 'dec3'; the first independent substream counts, with those that depend on it.
 void ReadEnhancedAc3(Config config, CMP4AudioParameters& audio) {
   if (config.size() < 5) return;
   CMP4Fields fields(config);
   if (audio.bytesPerSecond == 0) audio.bytesPerSecond = (fields.U16() >> 3) * 125U;
   const std::uint32_t bits = CMP4Fields(config.subspan(2)).U24();
   SetAc3(bits >> 22, bits >> 9 & 7, (bits >> 8 & 1) != 0, audio);
+  const bool hasDependent = (bits >> 1 & 0xF) != 0;
+  if (hasDependent && config.size() > 5) audio.channels += ChannelsAt((bits & 1) << 8 | config[5]);
 }
 
 void ReadAlac(Config config, CMP4AudioParameters& audio) {

@@ -145,6 +145,11 @@ TEST(Mp4AudioFormat, IsThatOfTheConfigurationAndElseOfTheEntry) {
       // 2/2 channels and the low-frequency one, 448 kbit/s; then one channel of 192 kbit/s.
       {coded("ac-3", 44100, config("dac3", 0x10, 0x35, 0xE0)), {0x2000, 5, 48000, 56000, 1536, 16, 3}},
       {coded("ec-3", 44100, config("dec3", 6, 0, 0x20, 2, 0)), {0x2000, 1, 48000, 24000, 1536, 16, 5}},
+      // 3/2 channels and the low-frequency one; behind them a pair, or a single one and a second
+      // low-frequency one.
+      {coded("ec-3", 44100, config("dec3", 12, 0, 0x20, 0xF, 2, 2)), {0x2000, 8, 48000, 48000, 1536, 16, 6}},
+      {coded("ec-3", 44100, config("dec3", 12, 0, 0x20, 0xF, 3, 4)), {0x2000, 8, 48000, 48000, 1536, 16, 6}},
+      {coded("ec-3", 44100, config("dec3", 12, 0, 0x20, 0xF, 0, 2)), {0x2000, 6, 48000, 48000, 1536, 16, 6}},
       {coded("fLaC", 0, flac.Take()), {0xF1AC, 6, 88200, 0, 4608, 24, 38}},
       {coded("alac", 0, alac.Take()), {0x6C61, 8, 192000, 10000, 4096, 24, 24}},
       {coded("what", 0, {}), {0, 2, 96000, 0, 1920, 16, 0}},
