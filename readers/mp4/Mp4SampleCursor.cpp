@@ -11,9 +11,6 @@ namespace {
 
 // A block of uncompressed sound: a fiftieth of a second at 48 kHz, and what other readers deliver.
 constexpr std::uint32_t kSoundBlock = 1024;
-// Rows in a row that say nothing, after which a table counts as over: holes of a sparse file read as such
-// rows.
-constexpr int kMaxIdleRows = 65536;
 // Samples of a chunk whose sizes are added up to reach a later one of them.
 constexpr std::uint64_t kMaxSamplesPassed = 1U << 20;
 // Units of more samples than this are frames of a coding, each a block.
@@ -169,7 +166,8 @@ CMP4SampleCursor::CMP4SampleCursor(const CMP4SampleTables& tables, const CMP4Pac
       m_offsets(tables.compositionOffsets, memory),
       m_chunks(tables, memory),
       m_sizes(tables.sizes, memory),
-      m_syncs(tables.syncSamples, memory) {}
+      m_syncs(tables.syncSamples, memory),
+      m_partialSyncs(tables.partialSyncSamples, memory) {}
 
 bool CMP4SampleCursor::EnterChunk() {
   if (m_leftInChunk > 0) return true;
@@ -190,16 +188,8 @@ bool CMP4SampleCursor::SizeOf(std::uint64_t sample, std::uint32_t& size) {
   return !entry.Failed();
 }
 
-// Rows are numbers from 1, rising.
 bool CMP4SampleCursor::IsSync(std::uint64_t sample) {
-  if (!m_tables.hasSyncSamples) return true;
-  for (int idle = 0; idle < kMaxIdleRows; ++idle, ++m_syncRow) {
-    CMP4Fields row = m_syncs.Entry(m_syncRow);
-    const std::uint64_t number = row.U32();
-    if (row.Failed()) return false;
-    if (number > sample) return number == sample + 1;
-  }
-  return false;
+  return !m_tables.hasSyncSamples || m_syncs.Has(sample) || m_partialSyncs.Has(sample);
 }
 
 bool CMP4SampleCursor::Next(CMP4Sample& sample) {
@@ -234,7 +224,8 @@ bool CMP4SampleCursor::NextPacked(CMP4Sample& sample) {
 void CMP4SampleCursor::MoveTo(std::uint64_t sample) {
   m_time = ToTicks(m_durations.SkipFromStart(sample));
   m_offsets.SkipFromStart(sample);
-  m_syncRow = 0;
+  m_syncs.MoveTo(sample);
+  m_partialSyncs.MoveTo(sample);
   m_leftInChunk = 0;
   m_sample = m_chunks.MoveTo(sample);
   if (!EnterChunk()) return;
@@ -250,36 +241,21 @@ void CMP4SampleCursor::MoveTo(std::uint64_t sample) {
   }
   m_leftInChunk -= static_cast<std::uint32_t>(std::min<std::uint64_t>(skipped, m_leftInChunk));
   m_sample = sample;
-  if (m_tables.hasSyncSamples) m_syncRow = SyncRowAtOrBefore(sample);
-}
-
-// By halving; 0 when all rows are behind `sample`.
-std::uint64_t CMP4SampleCursor::SyncRowAtOrBefore(std::uint64_t sample) {
-  std::uint64_t low = 0;
-  std::uint64_t high = m_syncs.Count();
-  while (high - low > 1) {
-    const std::uint64_t middle = low + (high - low) / 2;
-    (m_syncs.Entry(middle).U32() <= sample + 1 ? low : high) = middle;
-  }
-  return low;
 }
 
 std::uint64_t CMP4SampleCursor::SyncBefore(std::uint64_t sample) {
   if (m_tables.sampleCount == 0) return kNone;
   sample = std::min(sample, m_tables.sampleCount - 1);
   if (!m_tables.hasSyncSamples) return sample;
-  const std::uint64_t number = m_syncs.Entry(SyncRowAtOrBefore(sample)).U32();
-  return number > 0 && number <= sample + 1 ? number - 1 : kNone;
+  const std::uint64_t whole = m_syncs.AtOrBefore(sample);
+  const std::uint64_t partial = m_partialSyncs.AtOrBefore(sample);
+  return whole == kNone || partial == kNone ? std::min(whole, partial) : std::max(whole, partial);
 }
 
 std::uint64_t CMP4SampleCursor::SyncAfter(std::uint64_t sample) {
   if (m_tables.sampleCount == 0 || sample >= m_tables.sampleCount - 1) return kNone;
   if (!m_tables.hasSyncSamples) return sample + 1;
-  const std::uint64_t row = SyncRowAtOrBefore(sample);
-  const std::uint64_t number = m_syncs.Entry(row).U32();
-  if (number > sample + 1) return number - 1;
-  const std::uint64_t next = m_syncs.Entry(row + 1).U32();
-  return next > sample + 1 ? next - 1 : kNone;
+  return std::min(m_syncs.After(sample), m_partialSyncs.After(sample));
 }
 
 std::uint64_t CMP4SampleCursor::SyncBehind(std::uint64_t time) {

@@ -5,6 +5,7 @@
 
 #include "readers/mp4/Mp4Fragments.h"
 #include "readers/mp4/Mp4SampleTable.h"
+#include "readers/mp4/Mp4SyncSamples.h"
 
 namespace qmf {
 
@@ -81,7 +82,7 @@ class CMP4SampleCursor {
   /// The first sync sample behind the one at `time`; kNone when there is none.
   std::uint64_t SyncBehind(std::uint64_t time);
   /// The last sync sample that is not behind `sample`, the first one that is; all ones when there is none.
-  static constexpr std::uint64_t kNone = UINT64_MAX;
+  static constexpr std::uint64_t kNone = CMP4SyncSamples::kNone;
   std::uint64_t SyncBefore(std::uint64_t sample);
   std::uint64_t SyncAfter(std::uint64_t sample);
 
@@ -90,7 +91,6 @@ class CMP4SampleCursor {
   bool EnterChunk();
   bool SizeOf(std::uint64_t sample, std::uint32_t& size);
   bool IsSync(std::uint64_t sample);
-  std::uint64_t SyncRowAtOrBefore(std::uint64_t sample);
 
   const CMP4SampleTables m_tables;
   const CMP4Packing m_packing;
@@ -98,8 +98,8 @@ class CMP4SampleCursor {
   CMP4RunLengths m_offsets;
   CMP4Chunks m_chunks;
   CMP4TableWindow m_sizes;
-  CMP4TableWindow m_syncs;
-  std::uint64_t m_syncRow = 0;
+  CMP4SyncSamples m_syncs;
+  CMP4SyncSamples m_partialSyncs;
   std::uint64_t m_sample = 0;
   std::uint32_t m_leftInChunk = 0;
   std::uint64_t m_position = 0;

@@ -58,6 +58,7 @@ constexpr Row kRows[] = {
     {MakeFourCC("stco"), kOptional, Locate<&CMP4SampleTables::chunkOffsets, 4>},
     {MakeFourCC("co64"), kOptional, Locate<&CMP4SampleTables::chunkOffsets, 8>},
     {MakeFourCC("stss"), kOptional, LocateSyncSamples},
+    {MakeFourCC("stps"), kOptional, Locate<&CMP4SampleTables::partialSyncSamples, 4>},
     {MakeFourCC("stsz"), kOptional, LocateSizes},
     {MakeFourCC("stz2"), kOptional, LocateCompactSizes},
 };

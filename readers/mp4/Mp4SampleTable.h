@@ -13,6 +13,7 @@ struct CMP4SampleTables {
   CMP4Table sampleToChunk;       ///< {first chunk (from 1), samples a chunk, description}.
   CMP4Table chunkOffsets;        ///< 32 or 64 bits each.
   CMP4Table syncSamples;         ///< Sample numbers, from 1.
+  CMP4Table partialSyncSamples;  ///< QuickTime's: sync samples behind which some frames cannot be decoded.
   bool hasSyncSamples = false;   ///< Without the table every sample is a sync sample.
   std::uint64_t sampleCount = 0;
   std::uint32_t uniformSize = 0;  ///< Bytes of every sample; 0 when `sizes` tells.

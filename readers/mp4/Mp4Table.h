@@ -8,6 +8,10 @@
 
 namespace qmf {
 
+/// Rows on end that say nothing, after which a table counts as over: holes of a sparse file read as such
+/// rows.
+inline constexpr int kMaxIdleRows = 65536;
+
 /// A table of equally sized entries inside an atom.
 struct CMP4Table {
   FileReader* file = nullptr;

@@ -60,6 +60,7 @@ void AddSampleTable(AtomBuilder& atoms, const TrackSpec& track, const std::vecto
   atoms.Begin("stbl").Begin("stsd", 0, 0).U32(1).Raw(track.entry).End().Table("stts", track.times);
   if (!track.offsets.empty()) atoms.Table("ctts", track.offsets);
   if (!track.syncSamples.empty()) atoms.Table("stss", track.syncSamples);
+  if (!track.partialSyncSamples.empty()) atoms.Table("stps", track.partialSyncSamples);
   atoms.Table("stsc", runs);
   AddSizes(atoms, track);
   atoms.Table(track.wideOffsets ? "co64" : "stco", offsets, track.wideOffsets ? 8 : 4).End();

@@ -80,6 +80,7 @@ struct TrackSpec {
   std::vector<std::pair<std::uint32_t, std::uint32_t>> times = {{100, 512}};
   std::vector<std::pair<std::uint32_t, std::int32_t>> offsets = {};
   std::vector<std::uint32_t> syncSamples = {};
+  std::vector<std::uint32_t> partialSyncSamples = {};
   std::vector<std::uint32_t> sizes = {};  ///< One a sample; empty means `uniformSize`.
   std::uint32_t uniformSize = 10;
   unsigned compactBits = 0;                  ///< 4, 8 or 16 write 'stz2' instead.

@@ -73,7 +73,9 @@ TEST(Mp4Blocks, StartAgainAtTheSyncSampleAtOrBefore) {
 
 TEST(Mp4Queries, FindSyncSamplesByNumberAndTime) {
   const TrackSpec some = ShortVideo();
-  TrackSpec late = some, all = some, none = some;
+  TrackSpec late = some, all = some, none = some, partial = some;
+  partial.syncSamples = {1, 9};
+  partial.partialSyncSamples = {5};
   late.syncSamples = {3, 9};
   all.syncSamples.clear();
   none.sizes.clear();
@@ -91,6 +93,11 @@ TEST(Mp4Queries, FindSyncSamplesByNumberAndTime) {
       {&all, QMF_QID_TITLEMEDIA_PREV_SYNC_POINT, 10, 9},
       {&all, QMF_QID_TITLEMEDIA_NEXT_SYNC_POINT, 8, 9},
       {&all, QMF_QID_TITLEMEDIA_NEXT_SYNC_POINT, 9, {}},
+      {&partial, QMF_QID_TITLEMEDIA_PREV_SYNC_POINT, 4, 4},
+      {&partial, QMF_QID_TITLEMEDIA_PREV_SYNC_POINT, 8, 8},
+      {&partial, QMF_QID_TITLEMEDIA_PREV_SYNC_POINT, 3, 0},
+      {&partial, QMF_QID_TITLEMEDIA_NEXT_SYNC_POINT, 0, 4},
+      {&partial, QMF_QID_TITLEMEDIA_NEXT_SYNC_POINT, 4, 8},
       {&none, QMF_QID_TITLEMEDIA_PREV_SYNC_POINT, 0, {}},
       {&none, QMF_QID_TITLEMEDIA_NEXT_SYNC_POINT, 0, {}},
   };
@@ -99,6 +106,7 @@ TEST(Mp4Queries, FindSyncSamplesByNumberAndTime) {
     EXPECT_EQ(file.Number(qid, 0, asked), answer) << qid << ' ' << asked;
     EXPECT_EQ(file.Ask(qid, 0, asked), answer ? QMF_OK : QMF_ERR_END_OF_STREAM) << qid << ' ' << asked;
   }
+  EXPECT_EQ(OrderOf(StartedFile(kMp4Module, MovieOf(partial)).Rest()), "KvvvKvvvKv");
   // With none before, the first sample.
   EXPECT_EQ(StartedFile(kMp4Module, MovieOf(late)).Seek(kBlockVideo, 40 * kMillisecond), 0);
 }
