@@ -148,7 +148,7 @@ bool ReadVideoFields(CMP4Fields& fields, CMP4SampleDescription& description) {
 void ReadQuickTimeV2(CMP4Fields& fields, CMP4SampleDescription& description) {
   fields.Skip(4);
   const auto rate = std::bit_cast<double>(fields.U64());
-  description.sampleRate = rate >= 0 && rate < 4294967296.0 ? static_cast<std::uint32_t>(rate + 0.5) : 0;
+  description.sampleRate = rate >= 0 && rate < 4294967295.5 ? static_cast<std::uint32_t>(rate + 0.5) : 0;
   description.channels = fields.U32();
   fields.Skip(4);
   description.bitsPerSample = fields.U32();

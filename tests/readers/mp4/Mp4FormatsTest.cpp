@@ -165,6 +165,7 @@ TEST(Mp4AudioFormat, IsThatOfTheConfigurationAndElseOfTheEntry) {
       {pcm(88200, 4), {1, 6, 88200, 2116800, 24, 32, 0}},
       {pcm(88200, 1), {3, 6, 88200, 2116800, 24, 32, 0}},  // Floating point.
       {pcm(-1, 4), {1, 6, 96000, 2304000, 24, 32, 0}},
+      {pcm(4294967295.75, 4), {1, 6, 96000, 2304000, 24, 32, 0}},  // One more than can be told.
   };
   const auto formatOf = [](const Bytes& entry) {
     const TrackSpec track = {.handler = "soun", .timescale = 96000, .entry = entry, .times = {{100, 1920}}};
