@@ -42,6 +42,9 @@ QMFResult CountStreamsBefore(const QMFContainer& container, std::uint32_t blockT
 /// Frees the look-ahead of ReadNextBlock, if there is one.
 void DropLookAhead(QMFContainer& container);
 
+/// Drops what was read ahead of `piece`, which goes on from another place.
+void ForgetLookAhead(QMFContainer& container, std::uint32_t piece);
+
 /// What the look-ahead makes of a stream that is switched on or off: the end of its piece is asked for anew,
 /// and its block, if that is what was read ahead, goes when it is switched off.
 void SwitchLookAhead(QMFContainer& container, std::uint32_t blockType, const StreamPlace& place,

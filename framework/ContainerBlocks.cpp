@@ -118,6 +118,10 @@ void DropLookAhead(QMFContainer& container) {
   container.blocks = nullptr;
 }
 
+void ForgetLookAhead(QMFContainer& container, std::uint32_t piece) {
+  if (auto* const ahead = LoadedAhead(container, piece)) ahead->loaded = false;
+}
+
 void SwitchLookAhead(QMFContainer& container, std::uint32_t blockType, const StreamPlace& place,
                      std::uint32_t active) {
   ContainerBlocks::Ahead* const ahead = LoadedAhead(container, place.piece);
@@ -156,7 +160,7 @@ QMFResult SetPosition(QMFContainer* container, std::uint32_t blockType, std::uin
   StreamPlace place{};
   QMF_RETURN_IF_NONZERO(FindStream(*container, blockType, stream, place));
   // The other pieces stay where they are, and so does what was read ahead of them.
-  if (auto* const ahead = LoadedAhead(*container, place.piece)) ahead->loaded = false;
+  ForgetLookAhead(*container, place.piece);
   return CallPiece(*container, place.piece, &QMFModuleEntryPoints::SetPosition, blockType, place.localStream,
                    time);
 }

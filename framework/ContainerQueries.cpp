@@ -55,6 +55,12 @@ QMFResult RouteQuery(const QMFContainer& container, std::uint32_t qid, std::uint
   return QMF_OK;
 }
 
+// Whoever chooses what of a piece is played starts it anew.
+bool StartsAnew(std::uint32_t qid) {
+  return qid == QMF_QID_PLAYLISTS_SET_PLAYLIST_IDX || qid == QMF_QID_EDITIONENTRY_SET_PLAYLIST_IDX ||
+         qid == QMF_QID_PLAYLISTS_SET_ALLOW_ORDERED_FLAG;
+}
+
 // Answered by the container itself: the sum over all pieces. Any piece that fails fails the whole query.
 QMFResult SumTitleMediaProps(const QMFContainer& container, QMFQueryData& data) {
   if (data.pointer == nullptr || data.size < sizeof(QMFTitleMediaProp)) return QMF_ERR_BUFFER_TOO_SMALL;
@@ -124,6 +130,7 @@ QMFResult SetInfo(QMFContainer* container, std::uint32_t qid, QMFQueryData* data
   if (data == nullptr) return QMF_ERR_INVALID_HANDLER;
   std::uint32_t piece = 0;
   QMF_RETURN_IF_NONZERO(RouteQuery(*container, qid, index, piece));
+  if (StartsAnew(qid)) ForgetLookAhead(*container, piece);
   return CallPiece(*container, piece, &QMFModuleEntryPoints::SetInfo, qid, data, index);
 }
 

@@ -342,6 +342,15 @@ TEST_F(TwoPieceTest, WhatMovesOrIsSwitchedCostsOtherStreamsNoBlock) {
   EXPECT_EQ(read(), end);
   turn(kBlockAudio, 0, true);
   EXPECT_EQ(read(), "a40");
+  EXPECT_EQ(read(), end);
+  for (const std::uint32_t qid : {QMF_QID_PLAYLISTS_SET_PLAYLIST_IDX, QMF_QID_EDITIONENTRY_SET_PLAYLIST_IDX,
+                                  QMF_QID_PLAYLISTS_SET_ALLOW_ORDERED_FLAG}) {
+    Fake(1).blocks = {{kBlockVideo, 0, 0, "anew"}};
+    QMFQueryData data;
+    EXPECT_EQ(SetInfo(m_container, qid, &data, 0), QMF_OK);
+    EXPECT_EQ(read(), "anew");
+    EXPECT_EQ(read(), end);
+  }
 }
 
 TEST_F(ContainerTest, EveryFailedAllocationIsMinusTenAndLeaksNothing) {
