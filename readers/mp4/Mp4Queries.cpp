@@ -7,6 +7,7 @@
 #include "framework/QueryTable.h"
 #include "framework/ReturnIf.h"
 #include "framework/Text.h"
+#include "framework/WideArithmetic.h"
 #include "readers/mp4/Mp4CodecTable.h"
 #include "readers/mp4/Mp4Texts.h"
 #include "readers/mp4/Mp4Timing.h"
@@ -136,24 +137,29 @@ Fraction RateOf(const Query& query, const CMP4TrackAtom& track) {
   return AverageRate(query.title.File(), query.title.Movie(), track, query.title.Memory());
 }
 
+// How many frames a time holds; `rounding` of a frame, in parts of the rate, is added.
+QMFResult Frames(const Query& query, std::uint64_t time, const Fraction& rate, std::uint64_t rounding) {
+  const std::uint64_t frameUnits = std::uint64_t{rate.denominator} * kTimeUnitsPerSecond;
+  const std::uint64_t frames = MultiplyDivide(time, rate.numerator, frameUnits, rounding);
+  return query.Number(std::min<std::uint64_t>(frames, UINT32_MAX));
+}
+
 // In a fragmented file the movie header counts no samples; the average rate does.
 QMFResult FrameCount(const Query& query, const CMP4TrackAtom& track) {
   const std::uint64_t counted = TotalsOf(track, query.title.Memory()).samples;
   if (!query.title.Movie().fragmented) return query.Number(counted);
   const Fraction rate = RateOf(query, track);
   if (rate.denominator == 0) return query.Number(counted);
-  const double frames =
-      static_cast<double>(query.title.Duration()) / kTimeUnitsPerSecond * rate.numerator / rate.denominator;
-  return query.Number(static_cast<std::uint32_t>(std::min(frames + 0.5, 4294967295.0)));
+  const std::uint64_t halfFrame = std::uint64_t{rate.denominator} * kTimeUnitsPerSecond / 2;
+  return Frames(query, static_cast<std::uint64_t>(query.title.Duration()), rate, halfFrame);
 }
 
-// The frame at a time of constant rate; -1 and the record as it was when there is no rate.
+// The frame at a time of constant rate; -1 and the record as it was when there is no rate. Blocks have
+// rounded times: a frame begins up to half a unit early.
 QMFResult FrameFromTime(const Query& query, const CMP4TrackAtom& track) {
   const Fraction rate = RateOf(query, track);
   if (rate.denominator == 0) return QMF_FAILURE;
-  const double frame =
-      static_cast<double>(query.data.value) / kTimeUnitsPerSecond * rate.numerator / rate.denominator;
-  return query.Number(static_cast<std::uint32_t>(std::min(frame, 4294967295.0)));
+  return Frames(query, query.data.value, rate, rate.numerator / 2);
 }
 
 QMFResult IsInterlaced(const Query& query, const CMP4TrackAtom& track) {

@@ -255,7 +255,8 @@ std::uint64_t CMP4SampleCursor::SyncBefore(std::uint64_t sample) {
 std::uint64_t CMP4SampleCursor::SyncAfter(std::uint64_t sample) {
   if (m_tables.sampleCount == 0 || sample >= m_tables.sampleCount - 1) return kNone;
   if (!m_tables.hasSyncSamples) return sample + 1;
-  return std::min(m_syncs.After(sample), m_partialSyncs.After(sample));
+  const std::uint64_t next = std::min(m_syncs.After(sample), m_partialSyncs.After(sample));
+  return next < m_tables.sampleCount ? next : kNone;
 }
 
 std::uint64_t CMP4SampleCursor::SyncBehind(std::uint64_t time) {

@@ -74,7 +74,7 @@ TEST(Mp4Blocks, StartAgainAtTheSyncSampleAtOrBefore) {
 TEST(Mp4Queries, FindSyncSamplesByNumberAndTime) {
   const TrackSpec some = ShortVideo();
   TrackSpec late = some, all = some, none = some, partial = some;
-  partial.syncSamples = {1, 9};
+  partial.syncSamples = {1, 9, 99};
   partial.partialSyncSamples = {5};
   late.syncSamples = {3, 9};
   all.syncSamples.clear();
@@ -98,6 +98,7 @@ TEST(Mp4Queries, FindSyncSamplesByNumberAndTime) {
       {&partial, QMF_QID_TITLEMEDIA_PREV_SYNC_POINT, 3, 0},
       {&partial, QMF_QID_TITLEMEDIA_NEXT_SYNC_POINT, 0, 4},
       {&partial, QMF_QID_TITLEMEDIA_NEXT_SYNC_POINT, 4, 8},
+      {&partial, QMF_QID_TITLEMEDIA_NEXT_SYNC_POINT, 8, {}},
       {&none, QMF_QID_TITLEMEDIA_PREV_SYNC_POINT, 0, {}},
       {&none, QMF_QID_TITLEMEDIA_NEXT_SYNC_POINT, 0, {}},
   };

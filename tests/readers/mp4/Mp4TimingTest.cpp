@@ -84,9 +84,21 @@ TEST(Mp4Rate, IsTheAverageOverAllSamples) {
     track.timescale = timescale;
     track.times = times;
     track.duration = duration;
-    const QMFVideoFormat format = StartedFile(kMp4Module, MovieOf(track)).Video();
+    StartedFile file(kMp4Module, MovieOf(track));
+    const QMFVideoFormat format = file.Video();
     EXPECT_EQ(format.rate, rate) << times.size();
     EXPECT_EQ(format.scale, scale) << times.size();
+    // Frame 2 of 29.97 a second begins a third of a unit late, frame 29 of 25 where floating point falls
+    // short.
+    for (const std::uint64_t frame : {1U, 2U, 29U}) {
+      const std::uint64_t time = rate == 0 ? 0 : (frame * 10'000'000 * scale + rate / 2) / rate;
+      const auto at = [&](std::uint64_t when) {
+        return file.Number(QMF_QID_TITLEDATA_VIDEO_FRAME_FROM_TIME, 0, when);
+      };
+      const bool known = scale != 0;
+      EXPECT_EQ(at(time), known ? std::optional(frame) : std::nullopt) << times.size();
+      EXPECT_EQ(at(time - 1), known ? std::optional(frame - 1) : std::nullopt) << times.size();
+    }
   }
   // No question walks through all that a compressed movie may hold of tiny atoms.
   for (const auto& [others, counted] : {std::pair(200, 7U), {300, 0U}}) {
