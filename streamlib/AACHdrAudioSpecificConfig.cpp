@@ -12,7 +12,8 @@ constexpr std::uint32_t kTypePs = 29;
 constexpr std::uint32_t kEscapedType = 31;
 constexpr std::uint32_t kExplicitFrequency = 15;
 constexpr std::uint32_t kProgramConfigElement = 5;
-constexpr std::uint32_t kShortSamplesPerFrame = 960;
+constexpr std::uint32_t kTypeLowDelay = 23;
+constexpr std::uint32_t kTypeEnhancedLowDelay = 39;
 
 std::uint32_t ReadObjectType(BitstreamReader& bits) {
   const std::uint32_t type = bits.ReadBits(5);
@@ -22,6 +23,13 @@ std::uint32_t ReadObjectType(BitstreamReader& bits) {
 std::uint32_t ReadFrequency(BitstreamReader& bits) {
   const std::uint32_t index = bits.ReadBits(4);
   return index == kExplicitFrequency ? bits.ReadBits(24) : SamplingFrequency(index);
+}
+
+// The frame length flag comes first in the config of every type: frames are a sixteenth shorter.
+std::uint32_t ReadSamplesPerFrame(BitstreamReader& bits, std::uint32_t type) {
+  const bool isLowDelay = type == kTypeLowDelay || type == kTypeEnhancedLowDelay;
+  const std::uint32_t samples = isLowDelay ? kSamplesPerBlock / 2 : kSamplesPerBlock;
+  return bits.ReadBit() ? samples - samples / 16 : samples;
 }
 
 // Types whose config goes on with fields of error resilience, which are not read.
@@ -91,6 +99,9 @@ bool AACHdrAudioSpecificConfig::Parse(const std::uint8_t* config, std::int32_t s
     ParseGeneralAudio(bits);
     if (bits.IsUnderrun()) return false;
     if (!extended && !IsErrorResilient(audio_object_type)) ParseSyncExtension(bits);
+  } else if (audio_object_type == kTypeEnhancedLowDelay) {
+    samples_per_frame = ReadSamplesPerFrame(bits, audio_object_type);
+    if (bits.IsUnderrun()) return false;
   }
   valid = true;
   return true;
@@ -109,7 +120,7 @@ bool AACHdrAudioSpecificConfig::ParseExtendedType(BitstreamReader& bits) {
 
 void AACHdrAudioSpecificConfig::ParseGeneralAudio(BitstreamReader& bits) {
   constexpr std::uint32_t kTypeScalable = 6;
-  if (bits.ReadBit()) samples_per_frame = kShortSamplesPerFrame;
+  samples_per_frame = ReadSamplesPerFrame(bits, audio_object_type);
   if (bits.ReadBit()) bits.SkipBits(14);  // coreCoderDelay
   const bool extension = bits.ReadBit();
   if (channel_configuration == 0) {

@@ -22,10 +22,11 @@ class AACHdrAudioSpecificConfig {
   std::uint32_t sampling_frequency = 0;  ///< Of the core, Hz.
   std::uint32_t channel_configuration = 0;
   std::uint32_t channels = 0;  ///< By configuration or program config element; 0 when neither says.
-  std::uint32_t samples_per_frame = kSamplesPerBlock;  ///< 1024, or 960 with the frame length flag.
-  bool sbr_present = false;                            ///< Spectral band replication is signalled.
-  bool ps_present = false;                             ///< Parametric stereo is signalled.
-  std::uint32_t extension_sampling_frequency = 0;      ///< With spectral band replication, Hz.
+  /// 1024, or 960 with the frame length flag; half as many of the low-delay types.
+  std::uint32_t samples_per_frame = kSamplesPerBlock;
+  bool sbr_present = false;                        ///< Spectral band replication is signalled.
+  bool ps_present = false;                         ///< Parametric stereo is signalled.
+  std::uint32_t extension_sampling_frequency = 0;  ///< With spectral band replication, Hz.
 
  private:
   bool ParseExtendedType(SPL::BitstreamReader& bits);

@@ -13,6 +13,8 @@ constexpr CMP4VideoCodec kVideoCodecs[] = {
     {MakeFourCC("avc2"), MakeFourCC("H264"), "H.264/AVC"},
     {MakeFourCC("avc3"), MakeFourCC("H264"), "H.264/AVC"},
     {MakeFourCC("avc4"), MakeFourCC("H264"), "H.264/AVC"},
+    {MakeFourCC("dva1"), MakeFourCC("H264"), "H.264/AVC"},
+    {MakeFourCC("dvav"), MakeFourCC("H264"), "H.264/AVC"},
     {MakeFourCC("hvc1"), MakeFourCC("hvc1"), "H.265/HEVC"},
     {MakeFourCC("hev1"), MakeFourCC("hev1"), "H.265/HEVC"},
     {MakeFourCC("dvh1"), MakeFourCC("dvh1"), "H.265/HEVC"},

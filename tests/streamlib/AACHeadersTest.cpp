@@ -76,6 +76,9 @@ TEST(AACHdrAudioSpecificConfig, ReadsSignalling) {
        48000, false},
       {"none behind an error-resilient type", front(19, 6, 1).Bits(0b100, 3).Bits(kSbrBehind, 21).Bytes(), 19,
        24000, 1, 960, 0, false},
+      {"low delay, 480 samples", front(23, 3, 2).Bits(0b100, 3).Bytes(), 23, 48000, 2, 480, 0, false},
+      {"enhanced low delay", BitWriter().Bits(31, 5).Bits(7, 6).Bits(3, 4).Bits(2, 4).Bits(0, 8).Bytes(), 39,
+       48000, 2, 512, 0, false},
       {"escaped type", BitWriter().Bits(31, 5).Bits(10, 6).Bits(3, 4).Bits(2, 4).Bytes(), 42, 48000, 2, 1024,
        0, false},
   };

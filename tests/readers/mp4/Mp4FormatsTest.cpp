@@ -75,9 +75,9 @@ TEST(Mp4VideoFormat, NamesTheCoding) {
       AtomBuilder().Begin("sinf").Begin("frma").Code("avc1").End().Begin("schm").Zeros(12).Take();
   const std::tuple<const char*, Bytes, FourCC> rows[] = {
       {"avc3", {}, MakeFourCC("H264")},         {"hev1", {}, MakeFourCC("hev1")},
-      {"mp4v", esds(0x20), MakeFourCC("mp4v")}, {"mp4v", esds(0x65), MakeFourCC("MPG2")},
-      {"encv", protection, MakeFourCC("H264")}, {"jpeg", {}, MakeFourCC("MJPG")},
-      {"XyZ!", {}, MakeFourCC("XyZ!")},
+      {"dva1", {}, MakeFourCC("H264")},         {"mp4v", esds(0x20), MakeFourCC("mp4v")},
+      {"mp4v", esds(0x65), MakeFourCC("MPG2")}, {"encv", protection, MakeFourCC("H264")},
+      {"jpeg", {}, MakeFourCC("MJPG")},         {"XyZ!", {}, MakeFourCC("XyZ!")},
   };
   for (const auto& [type, children, code] : rows) {
     const QMFVideoFormat format = StartedFile(kMp4Module, MovieOfVideo(type, children)).Video();
