@@ -94,6 +94,7 @@ QMFVideoFormat VideoFormatOf(const CMP4TrackContext& context) {
   format.height = description.height;
   format.bitCount = description.depth != 0 ? description.depth : kDefaultBitCount;
   format.handler = format.compression = VideoCodecOf(description).code;
+  format.interlaced = description.interlaced ? 1 : 0;
   CheckAgainstSps(context, format);
   format.imageSize =
       static_cast<std::uint32_t>(std::uint64_t{format.bitCount} * format.width * format.height / 8);

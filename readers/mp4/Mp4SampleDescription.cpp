@@ -53,6 +53,11 @@ AtomVerdict ReadPixelAspect(Entry& entry, CMP4Atom& atom) {
   return AtomVerdict::kTaken;
 }
 
+AtomVerdict ReadFields(Entry& entry, CMP4Atom& atom) {
+  entry.description.interlaced = atom.Fields().U8() == 2;
+  return AtomVerdict::kTaken;
+}
+
 AtomVerdict ReadBitrate(Entry& entry, CMP4Atom& atom) {
   CMP4Fields fields = atom.Fields();
   fields.Skip(8);
@@ -102,6 +107,7 @@ constexpr Row kVideoRows[] = {
     {MakeFourCC("d263"), kOptional, ReadConfig},
     {MakeFourCC("glbl"), kOptional, ReadConfig},
     {MakeFourCC("pasp"), kOptional, ReadPixelAspect},
+    {MakeFourCC("fiel"), kOptional, ReadFields},
     {MakeFourCC("btrt"), kOptional, ReadBitrate},
     {MakeFourCC("sinf"), kOptional, nullptr, kProtectionRows},
 };

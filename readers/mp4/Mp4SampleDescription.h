@@ -38,6 +38,7 @@ struct CMP4SampleDescription {
   std::uint16_t depth = 0;             ///< Bits a pixel.
   std::uint32_t pixelAspectWidth = 0;  ///< 'pasp'; 0 without one.
   std::uint32_t pixelAspectHeight = 0;
+  bool interlaced = false;  ///< QuickTime's 'fiel' counts two fields a frame.
 
   std::uint32_t channels = 0;
   std::uint32_t bitsPerSample = 0;

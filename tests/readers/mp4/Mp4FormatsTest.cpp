@@ -31,6 +31,7 @@ TEST(Mp4VideoFormat, TakesItsSizesFromEntryPixelAspectAndTrackHeader) {
   fields.frame_crop_left_offset = 1;
   fields.frame_crop_right_offset = 3;
   fields.frame_crop_bottom_offset = 2;
+  const Bytes twoFields = AtomBuilder().Begin("fiel").U8(2, 9).Take();
   struct Row {
     const char* what;
     Bytes children;
@@ -44,6 +45,8 @@ TEST(Mp4VideoFormat, TakesItsSizesFromEntryPixelAspectAndTrackHeader) {
       {"wide pixels", aspect(64, 45), 10, 10, {720, 576, 1024, 576}},
       {"tall pixels", aspect(8, 9), 10, 10, {720, 576, 720, 648}},
       {"an aspect of nothing", aspect(0, 9), 10, 10, {720, 576, 10, 10}},
+      {"fields of QuickTime's", twoFields, 0, 0, {720, 576, 720, 576}, 1},
+      {"an SPS of frames all the same", AvcConfig(plain) + twoFields, 0, 0, {64, 48, 64, 48}},
       {"an SPS of another size", AvcConfig(plain), 0, 0, {64, 48, 64, 48}},
       {"an SPS of fields", AvcConfig(SpsUnit(fields)), 0, 0, {1912, 1080, 1912, 1080}, 1},
       {"an SPS of another profile", AvcConfig(plain, 100), 0, 0, {720, 576, 720, 576}},
