@@ -141,12 +141,16 @@ constexpr std::uint64_t kAudioFields = 20;
 constexpr std::uint64_t kQuickTimeV1Fields = 16;
 constexpr std::uint64_t kQuickTimeV2Fields = 36;
 
+// Added to the depth of gray pictures, up to 8 bits.
+constexpr std::uint16_t kGray = 32;
+
 bool ReadVideoFields(CMP4Fields& fields, CMP4SampleDescription& description) {
   fields.Skip(16);
   description.width = fields.U16();
   description.height = fields.U16();
   fields.Skip(4 + 4 + 4 + 2 + 32);
-  description.depth = fields.U16();
+  const std::uint16_t depth = fields.U16();
+  description.depth = depth > kGray && depth <= kGray + 8 ? depth - kGray : depth;
   return !fields.Failed();
 }
 

@@ -68,6 +68,11 @@ TEST(Mp4VideoFormat, TakesItsSizesFromEntryPixelAspectAndTrackHeader) {
     EXPECT_EQ(format.interlaced, row.interlaced);
     EXPECT_EQ(file.Number(QMF_QID_MKV_IS_INTERLACED), row.interlaced);
   }
+  Bytes gray = VideoEntry("rle ", 16, 16);
+  for (const auto& [depth, bits] : {std::pair<std::uint8_t, std::uint32_t>(40, 8), {34, 2}, {48, 48}}) {
+    gray[83] = depth;
+    EXPECT_EQ(StartedFile(kMp4Module, MovieOf({.entry = gray})).Video().bitCount, bits);
+  }
 }
 
 TEST(Mp4VideoFormat, NamesTheCoding) {
