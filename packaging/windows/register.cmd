@@ -1,6 +1,9 @@
 @echo off
 rem Registers the property handler where these files lie. Run as administrator; the folder must stay.
 setlocal
+rem By their paths: programs of such names may lie where this is run.
+set reg="%SystemRoot%\System32\reg.exe"
+set find="%SystemRoot%\System32\find.exe"
 set ours={D8D1CE8C-B1EB-4E95-B63B-1531BA60E992}
 set handlers=Microsoft\Windows\CurrentVersion\PropertySystem\PropertyHandlers
 set associations=HKLM\Software\Classes\SystemFileAssociations
@@ -21,8 +24,8 @@ exit /b 1
 
 rem What another handler has registered is kept for unregister.cmd.
 :keep
-reg query "HKLM\Software\%handlers%\%1" /ve >"%TEMP%\qivo-handler.txt" 2>nul
-find "%ours%" "%TEMP%\qivo-handler.txt" >nul
+%reg% query "HKLM\Software\%handlers%\%1" /ve >"%TEMP%\qivo-handler.txt" 2>nul
+%find% "%ours%" "%TEMP%\qivo-handler.txt" >nul
 if not errorlevel 1 goto :eof
 call :copy "HKLM\Software\%handlers%\%1" "HKLM\Software\Qivo\PropertyHandler\Displaced\PropertyHandlers\%1"
 call :copy "HKLM\Software\Wow6432Node\%handlers%\%1" "HKLM\Software\Wow6432Node\Qivo\PropertyHandler\Displaced\PropertyHandlers\%1"
@@ -30,6 +33,6 @@ call :copy "%associations%\%1" "HKLM\Software\Qivo\PropertyHandler\Displaced\Sys
 goto :eof
 
 :copy
-reg query %1 >nul 2>nul
-if not errorlevel 1 reg copy %1 %2 /f >nul
+%reg% query %1 >nul 2>nul
+if not errorlevel 1 %reg% copy %1 %2 /f >nul
 goto :eof

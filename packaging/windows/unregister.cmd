@@ -1,6 +1,9 @@
 @echo off
 rem Undoes register.cmd and puts back the handlers that were there before. Run as administrator.
 setlocal
+rem By their paths: programs of such names may lie where this is run.
+set reg="%SystemRoot%\System32\reg.exe"
+set find="%SystemRoot%\System32\find.exe"
 set ours={D8D1CE8C-B1EB-4E95-B63B-1531BA60E992}
 set handlers=Microsoft\Windows\CurrentVersion\PropertySystem\PropertyHandlers
 set associations=HKLM\Software\Classes\SystemFileAssociations
@@ -12,8 +15,8 @@ if errorlevel 1 goto failed
 if exist "%SystemRoot%\SysWOW64\regsvr32.exe" "%SystemRoot%\SysWOW64\regsvr32.exe" /u /s "%~dp0x86\QivoPropertyHandler.dll"
 call :restore .mkv
 call :restore .qivo
-reg delete HKLM\Software\Qivo\PropertyHandler\Displaced /f >nul 2>nul
-reg delete HKLM\Software\Wow6432Node\Qivo\PropertyHandler\Displaced /f >nul 2>nul
+%reg% delete HKLM\Software\Qivo\PropertyHandler\Displaced /f >nul 2>nul
+%reg% delete HKLM\Software\Wow6432Node\Qivo\PropertyHandler\Displaced /f >nul 2>nul
 "%~dp0x64\shellprops.exe" refresh
 echo Unregistered.
 exit /b 0
@@ -23,8 +26,8 @@ exit /b 1
 
 rem A handler that came after ours stays.
 :keep
-reg query "HKLM\Software\%handlers%\%1" /ve >"%TEMP%\qivo-handler.txt" 2>nul
-find "%ours%" "%TEMP%\qivo-handler.txt" >nul
+%reg% query "HKLM\Software\%handlers%\%1" /ve >"%TEMP%\qivo-handler.txt" 2>nul
+%find% "%ours%" "%TEMP%\qivo-handler.txt" >nul
 if not errorlevel 1 goto :eof
 call :copy "HKLM\Software\%handlers%\%1" "HKLM\Software\Qivo\PropertyHandler\Displaced\PropertyHandlers\%1"
 call :copy "HKLM\Software\Wow6432Node\%handlers%\%1" "HKLM\Software\Wow6432Node\Qivo\PropertyHandler\Displaced\PropertyHandlers\%1"
@@ -38,6 +41,6 @@ call :copy "HKLM\Software\Qivo\PropertyHandler\Displaced\SystemFileAssociations\
 goto :eof
 
 :copy
-reg query %1 >nul 2>nul
-if not errorlevel 1 reg copy %1 %2 /f >nul
+%reg% query %1 >nul 2>nul
+if not errorlevel 1 %reg% copy %1 %2 /f >nul
 goto :eof

@@ -46,12 +46,12 @@ class Machine:
         self.both = (self.drive / "windows" / "syswow64" / "regsvr32.exe").exists()
         self.before = self.values()
 
-    def run(self, *command):
+    def run(self, *command, folder=None):
         command = [self.emulator, *map(str, command)]
-        return subprocess.run(command, env=self.environment, capture_output=True, check=False)
+        return subprocess.run(command, env=self.environment, capture_output=True, check=False, cwd=folder)
 
-    def must(self, *command):
-        done = self.run(*command)
+    def must(self, *command, folder=None):
+        done = self.run(*command, folder=folder)
         check(" ".join(map(str, command)), done.returncode == 0, f"exit code {done.returncode} {done.stdout}")
 
     def values(self):
@@ -142,11 +142,15 @@ def try_zip(machine, packages):
     with zipfile.ZipFile(packed) as files:
         files.extractall(machine.drive)
     folder = "C:\\" + packed.stem
+    elsewhere = machine.drive / "elsewhere"
+    elsewhere.mkdir()
+    for planted in ("reg.cmd", "find.cmd"):
+        (elsewhere / planted).write_text("exit 1\n")
     for _ in range(2):
-        machine.must("cmd", "/c", folder + r"\register.cmd")
+        machine.must("cmd", "/c", folder + r"\register.cmd", folder=elsewhere)
     machine.examine({64: folder + r"\x64\shellprops.exe", 32: folder + r"\x86\shellprops.exe"}, "register.cmd")
     added = machine.added()
-    machine.must("cmd", "/c", folder + r"\unregister.cmd")
+    machine.must("cmd", "/c", folder + r"\unregister.cmd", folder=elsewhere)
     machine.expect_as_before("unregister.cmd")
     return added
 

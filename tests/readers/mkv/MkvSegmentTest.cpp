@@ -35,7 +35,7 @@ TEST(MkvSegment, ReportsWhatIsWrong) {
     return tracks(Track(1, 1, "V", Put(kind, Bytes(size))));
   };
   Bytes encodings;
-  for (int i = 0; i < 60'000; ++i) encodings += Put(E::ContentEncoding, {});
+  for (int i = 0; i < 78'000; ++i) encodings += Put(E::ContentEncoding, {});
   struct {
     const char* what;
     Bytes file;
@@ -57,7 +57,7 @@ TEST(MkvSegment, ReportsWhatIsWrong) {
       {"track scale of 200 bytes", entry(E::TrackTimecodeScale, 200), QMF_ERR_QF3_PARSE_TRACKS},
       {"width of 9 bytes", tracks(Track(1, 1, "V", Picture(1, 1, Put(E::DisplayWidth, Bytes(9))))),
        QMF_ERR_QF3_PARSE_TRACKS},
-      {"60,000 encodings", tracks(Track(1, 1, "V", Put(E::ContentEncodings, encodings))),
+      {"78,000 encodings", tracks(Track(1, 1, "V", Put(E::ContentEncodings, encodings))),
        QMF_ERR_QF3_PARSE_TRACKS},
       {"an entry beyond its parent", tracks(ElementHead(0xAE, 50) + Bytes(10)), QMF_ERR_QF3_PARSE_TRACKS},
       {"an invalid id", tracks(Bytes(10)), QMF_ERR_QF3_PARSE_TRACKS},
