@@ -204,6 +204,12 @@ class QmfinfoTest(unittest.TestCase):
             self.qmfinfo.run("show", "--log", chosen, self.files[0])
             self.assertEqual(os.listdir(chosen), ["L1log.txt"])
 
+    def test_says_that_its_output_found_no_room(self):
+        for words in (["--help"], ["--version"], ["completion", "bash"], ["tables", "qids"], ["show", str(self.files[0])]):
+            with open("/dev/full", "wb") as full:
+                done = subprocess.run([*self.qmfinfo.command, *words], stdout=full, stderr=subprocess.PIPE, check=False)
+            self.assertEqual((done.returncode, done.stderr), (1, b"qmfinfo: the output could not be written\n"), words)
+
     def test_jobs_that_find_no_room_are_done_by_the_others(self):
         def limit():  # Room for eleven stacks.
             resource.setrlimit(resource.RLIMIT_STACK, (256 << 20, resource.getrlimit(resource.RLIMIT_STACK)[1]))

@@ -7,13 +7,16 @@
 namespace qmfinfo {
 namespace {
 
+ExitCode Answer(const std::vector<std::string>& arguments) {
+  const auto parsed = ParseOptions(arguments);
+  if (const auto* exitCode = std::get_if<ExitCode>(&parsed)) return *exitCode;
+  return std::visit([](const auto& options) { return Run(options); }, std::get<Options>(parsed));
+}
+
 template <class Character>
 int Main(int count, Character** words) try {
   PrepareOutput();
-  const auto parsed = ParseOptions(ArgumentBytes(count, words));
-  if (const auto* exitCode = std::get_if<ExitCode>(&parsed)) return *exitCode;
-  const ExitCode done =
-      std::visit([](const auto& options) { return Run(options); }, std::get<Options>(parsed));
+  const ExitCode done = Answer(ArgumentBytes(count, words));
   return FinishOutput() ? done : kSomeFailed;
 } catch (const std::exception& failure) {
   PrintError(failure.what());

@@ -305,7 +305,7 @@ std::variant<Options, ExitCode> ParseOptions(const std::vector<std::string>& arg
   }
   if (completion.parsed()) {
     Print(CompletionScript(program, shell));
-    return FinishOutput() ? kAllAnswered : kSomeFailed;
+    return kAllAnswered;
   }
   if (show.parsed()) return all.show;
   if (query.parsed()) return all.query;
