@@ -157,8 +157,9 @@ void ScanToClusters(MkvSegment& segment, EbmlReader& reader) {
 
 std::uint64_t MkvSegment::TickAt(std::int64_t time) const {
   const std::uint64_t length = TickLength();
-  if (time <= 0 || length == 0) return 0;
-  return MultiplyDivide(static_cast<std::uint64_t>(time), 100, length);
+  if (time < 0 || length == 0) return 0;
+  // To the end of the unit that `time` names: TimeOf cuts what ticks have beyond it.
+  return MultiplyDivide(static_cast<std::uint64_t>(time), 100, length, 99);
 }
 
 QMFResult ReadMkvSegment(MkvSegment& segment) {

@@ -68,7 +68,7 @@ struct MkvSegment {
 
   /// Nanoseconds of a tick of the segment's times.
   std::uint64_t TickLength() const { return info ? info->timecodeScale : 1'000'000; }
-  /// The last tick at or before `time` (100-ns units); 0 for times before the first.
+  /// The last tick whose TimeOf is `time` (100-ns units) or before; 0 for times before the first.
   std::uint64_t TickAt(std::int64_t time) const;
   /// The time of a tick, in 100-ns units. Absurd values wrap.
   std::int64_t TimeOf(std::uint64_t tick) const {

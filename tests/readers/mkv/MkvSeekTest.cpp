@@ -116,6 +116,14 @@ TEST(MkvSync, FollowsTheIndex) {
                {QMF_QID_TITLEMEDIA_PREV_SYNC_POINT, 0, 50, QMF_OK, 99},
                {QMF_QID_TITLEMEDIA_NEXT_SYNC_POINT, 0, 150, QMF_OK, 100}});
   EXPECT_EQ(MkvFile(LongFilm(Index::None)).Ask(QMF_QID_TITLEMEDIA_PREV_SYNC_TIME), QMF_ERR_END_OF_STREAM);
+  // Ticks of 150 ns: what was answered leads on, and is found again.
+  const Bytes cues = Put(E::Cues, CuePoint(1, 0) + CuePoint(2, 0) + CuePoint(3, 0));
+  MkvFile(Segment(Put(E::SegmentInfo, Unsigned(E::TimecodeScale, 150)) + Tracks() + cues))
+      .Expect({{QMF_QID_TITLEMEDIA_PREV_SYNC_TIME, 0, 0, QMF_ERR_END_OF_STREAM},
+               {QMF_QID_TITLEMEDIA_NEXT_SYNC_TIME, 0, 1},
+               {QMF_QID_TITLEMEDIA_PREV_SYNC_TIME, 0, 1, QMF_OK, 1},
+               {QMF_QID_TITLEMEDIA_NEXT_SYNC_TIME, 0, 3, QMF_OK, 1},
+               {QMF_QID_TITLEMEDIA_NEXT_SYNC_TIME, 0, 4, QMF_OK, 3}});
 }
 
 // Of whatever number in one point: here two million take two bytes each.
