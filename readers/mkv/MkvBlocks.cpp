@@ -1,5 +1,7 @@
 #include "readers/mkv/MkvBlocks.h"
 
+#include <algorithm>
+
 #include "readers/mkv/MkvEncodings.h"
 
 namespace qmf {
@@ -66,7 +68,9 @@ QMFResult MkvBlocks::MoveInto(std::uint32_t part, const MkvStream& stream, std::
   if (start.time >= played.to) return QMF_ERR_SEEK_FAILURE;
   m_inOrder.MoveTo(part, start);
   HeadOf(stream).MoveTo(part, start);
-  time = played.ToTitle(start.time);
+  // Only pictures before the part are delivered with it.
+  const bool isVideo = stream.blockType == kBlockVideo;
+  time = played.ToTitle(isVideo ? start.time : std::max(start.time, played.from));
   return QMF_OK;
 }
 

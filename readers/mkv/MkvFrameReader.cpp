@@ -87,16 +87,20 @@ QMFResult MkvFrameReader::ReadBytes(const MkvTrack& track, std::uint64_t size, Q
 
 // Frames of a lace follow each other by the frame duration; where it is unknown, by their share of the
 // block's.
+std::uint64_t MkvFrameReader::FrameDuration(const MkvTrack& track) const {
+  return track.defaultDuration != 0 ? track.defaultDuration : BlockDuration() / m_frames.size();
+}
+
+std::int64_t MkvFrameReader::FrameStart(const MkvTrack& track) const {
+  return Add(MkvBlockTime(m_segment, track, m_block), FrameDuration(track) * m_frame);
+}
+
 void MkvFrameReader::SetTimes(const MkvTrack& track, bool whole, QMFBlock& block) const {
-  const std::int64_t start = MkvBlockTime(m_segment, track, m_block);
-  const std::uint64_t count = m_frames.size();
-  const std::uint64_t blockDuration = m_block.duration.value_or(0) * m_segment.TickLength();
-  const std::uint64_t frameDuration =
-      track.defaultDuration != 0 ? track.defaultDuration : blockDuration / count;
-  const std::int64_t time = Add(start, frameDuration * m_frame);
-  const bool last = whole || m_frame + 1 == count;
-  std::int64_t end = Add(time, whole ? frameDuration * (count - m_frame) : frameDuration);
-  if (last && m_block.duration) end = Add(start, blockDuration);
+  const std::uint64_t left = m_frames.size() - m_frame;
+  const std::int64_t time = FrameStart(track);
+  const bool last = whole || left == 1;
+  std::int64_t end = Add(time, FrameDuration(track) * (whole ? left : 1));
+  if (last && m_block.duration) end = Add(MkvBlockTime(m_segment, track, m_block), BlockDuration());
   if (last) end = Add(end, -static_cast<std::uint64_t>(m_block.discardPadding));
   block.time = m_part.ToTitle(time / kNanosecondsPerUnit);
   block.endTime = end == time ? 0 : m_part.ToTitle(std::min(end / kNanosecondsPerUnit, m_part.to));

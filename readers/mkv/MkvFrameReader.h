@@ -34,6 +34,11 @@ class MkvFrameReader {
     return CutIntoFrames();
   }
 
+  /// Where the frame that is loaded starts, in nanoseconds of its segment.
+  std::int64_t FrameStart(const MkvTrack& track) const;
+  /// Goes behind that frame without taking it.
+  void PassFrame() { m_offset += m_frames[m_frame++]; }
+
   /// Makes the frame that was taken last the next one again.
   void PutBack() { m_frame = m_takenFrame, m_offset = m_takenOffset; }
 
@@ -45,6 +50,8 @@ class MkvFrameReader {
   QMFResult CutIntoFrames();
   QMFResult ReadBytes(const MkvTrack& track, std::uint64_t size, QMFBlock& block);
   QMFResult ReadEncoded(const MkvTrack& track, std::size_t size, QMFBlock& block);
+  std::uint64_t FrameDuration(const MkvTrack& track) const;
+  std::uint64_t BlockDuration() const { return m_block.duration.value_or(0) * m_segment.TickLength(); }
   void SetTimes(const MkvTrack& track, bool whole, QMFBlock& block) const;
 
   const MkvSegment& m_segment;

@@ -21,13 +21,18 @@ void MkvPlayhead::MoveTo(std::uint32_t part, const Start& start) {
   m_reader->MoveTo(start.place);
 }
 
+std::optional<MkvStream> MkvPlayhead::FirstActive(std::uint32_t type) const {
+  const auto& tracks = m_title.singleSegment->tracks.Of(type);
+  const auto active = std::ranges::find(tracks, true, &MkvTrack::active);
+  if (active == tracks.end()) return std::nullopt;
+  return MkvStream{type, static_cast<std::uint32_t>(active - tracks.begin())};
+}
+
 // The stream that decides where a part is entered.
 std::optional<MkvStream> MkvPlayhead::Lead() const {
   if (m_only) return m_only;
   for (const std::uint32_t type : {kTrackVideo, kTrackAudio, kTrackSubtitle}) {
-    const auto& tracks = m_title.singleSegment->tracks.Of(type);
-    const auto active = std::ranges::find(tracks, true, &MkvTrack::active);
-    if (active != tracks.end()) return MkvStream{type, static_cast<std::uint32_t>(active - tracks.begin())};
+    if (const auto stream = FirstActive(type)) return stream;
   }
   return std::nullopt;
 }
@@ -39,7 +44,15 @@ void MkvPlayhead::Enter() {
   if (Part().IsWhole() || Part().from == 0) return;
   const std::optional<MkvStream> lead = Lead();
   Start start;
-  if (lead && FindStart(m_title, Part(), *lead, Part().from, start) == QMF_OK) MoveTo(m_part, start);
+  if (!lead || FindStart(m_title, Part(), *lead, Part().from, start) != QMF_OK) return;
+  // The sound of the part's first pictures may stand before them, in a lace that begins earlier.
+  const std::optional<MkvStream> sound = m_only ? std::nullopt : FirstActive(kTrackAudio);
+  Start heard;
+  if (sound && FindStart(m_title, Part(), *sound, Part().from, heard) == QMF_OK &&
+      heard.time >= Part().from - kLongestDisorder && heard.place.at < start.place.at) {
+    start.place = heard.place;
+  }
+  MoveTo(m_part, start);
 }
 
 // The streams' state is that of the title's own tracks.
@@ -51,6 +64,14 @@ const MkvTrack* MkvPlayhead::Wanted(MkvSegment& segment, std::uint64_t number) {
   return own != nullptr && own->active ? track : nullptr;
 }
 
+// Whether what starts at `time` (of the segment, with half a tick more) is the part's.
+bool MkvPlayhead::Plays(std::int64_t time) const {
+  if (Part().Holds(time)) return true;
+  // Pictures before the part, from which its first ones are decoded.
+  const bool leads = m_start && m_start->stream == m_stream && m_stream.blockType == kBlockVideo;
+  return leads && time < Part().from && time >= m_start->time;
+}
+
 MkvCursor::Verdict MkvPlayhead::Judge(const MkvFoundBlock& block) {
   MkvSegment& segment = m_title.Segment(Part().segment);
   m_track = Wanted(segment, block.header.track);
@@ -58,17 +79,24 @@ MkvCursor::Verdict MkvPlayhead::Judge(const MkvFoundBlock& block) {
   if (!m_passed.empty() && std::erase(m_passed, block.element.start) != 0) return MkvCursor::kPass;
   if (Part().IsWhole()) return MkvCursor::kTake;
   const std::int64_t time = MkvBlockTime(segment, *m_track, block) / 100 + segment.HalfTick();
-  if (Part().Holds(time)) return MkvCursor::kTake;
   if (time >= Part().to) return time - Part().to > kLongestDisorder ? MkvCursor::kEnd : MkvCursor::kPass;
-  // Pictures before the part, from which its first ones are decoded.
-  const bool leads = m_start && m_start->stream == m_stream && m_stream.blockType == kBlockVideo;
-  return leads && time >= m_start->time ? MkvCursor::kTake : MkvCursor::kPass;
+  // A lace may reach into the part.
+  return Plays(time) || block.header.lacing != MkvBlockHeader::kNone ? MkvCursor::kTake : MkvCursor::kPass;
+}
+
+QMFResult MkvPlayhead::LoadInPart() {
+  for (;; m_reader->PassFrame()) {
+    QMF_RETURN_IF_NONZERO(m_reader->Load([this](const MkvFoundBlock& block) { return Judge(block); }));
+    if (Part().IsWhole()) return QMF_OK;
+    const MkvSegment& segment = m_title.Segment(Part().segment);
+    if (Plays(m_reader->FrameStart(*m_track) / 100 + segment.HalfTick())) return QMF_OK;
+  }
 }
 
 QMFResult MkvPlayhead::Load() {
   for (;; ++m_part, m_reader.reset()) {
     if (!m_reader) Enter();
-    const QMFResult result = m_reader->Load([this](const MkvFoundBlock& block) { return Judge(block); });
+    const QMFResult result = LoadInPart();
     if (result != QMF_ERR_END_OF_STREAM || m_part + 1 >= m_title.parts.size()) return result;
   }
 }

@@ -46,9 +46,12 @@ class MkvPlayhead {
 
  private:
   const MkvTrack* Wanted(MkvSegment& segment, std::uint64_t number);
+  std::optional<MkvStream> FirstActive(std::uint32_t type) const;
   std::optional<MkvStream> Lead() const;
   void Enter();
+  bool Plays(std::int64_t time) const;
   MkvCursor::Verdict Judge(const MkvFoundBlock& block);
+  QMFResult LoadInPart();
 
   MkvTitle& m_title;
   const std::optional<MkvStream> m_only;

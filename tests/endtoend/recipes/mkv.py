@@ -119,10 +119,11 @@ RECIPES = [
     ),
     Recipe(
         "opening.mkv",
-        f"{MKVMERGE} --disable-lacing --segment-uid 00112233445566778899aabbccddeeff {{dir}}/seconds.mkv",
+        f"{MKVMERGE} --segment-uid 00112233445566778899aabbccddeeff {{dir}}/seconds.mkv",
+        time_slack=LACED,
         ffprobe=AS_STORED,
     ),
-    # A second of its own, half a second of another file, another second of its own.
+    # A second of its own, half a second of another file whose sound is laced over the end, another second of its own.
     Recipe(
         "ordered.mkv",
         f"{MKVMERGE} --disable-lacing --chapters {{recipes}}/chapters.xml --attach-file {{dir}}/split-001.mkv"
@@ -134,6 +135,7 @@ RECIPES = [
         ),
         chapters=True,
         differs={"System.Media.Duration": (25_200_000, "what the ordered chapters play")},
+        time_slack=LACED,
         ffprobe=AS_STORED,
     ),
 ]

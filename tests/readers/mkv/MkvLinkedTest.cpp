@@ -183,6 +183,23 @@ TEST(MkvLinked, IsSoughtInTheTimeOfTheOrder) {
             "pa@1000 pb@1500 pc@2000 pd@2500 pe@3000 pf@3500 oa@4000 ob@4500 ");
 }
 
+// Two laces of four frames of 250 ms, from 500 ms and 1500 ms on; a key frame at every second.
+TEST(MkvLinked, CutsLacesBetweenTheirFrames) {
+  const auto second = [](std::uint64_t i, std::string_view picture, std::string_view frames) {
+    return Cluster(i * 1000, Simple(1, 0, picture) + Simple(2, 500, frames, 0x84));
+  };
+  MkvFile film(Segment(Info() + Tracks(Unsigned(E::DefaultDuration, 250'000'000)) +
+                       Ordered(1, Atom(1000, 1600) + Atom(800, 1300)) + second(0, "A", "\3abcd") +
+                       second(1, "B", "\3efgh") + second(2, "C", "\3ijkl")));
+  EXPECT_EQ(film.All(), "c@0-250 d@250-500 B@0 e@500-600 A@-200 c@800-1050 d@1050-1100 B@800 ");
+  EXPECT_EQ(Told(film.RestOf(kBlockAudio)), "c@0-250 d@250-500 e@500-600 c@800-1050 d@1050-1100 ");
+  for (const auto& [asked, landed, next] :
+       {std::tuple(0, 0, "c@0-250 "), {550, 500, "e@500-600 "}, {700, 600, "c@800-1050 "}}) {
+    EXPECT_EQ(film.Seek(kBlockAudio, asked * std::int64_t{kMs}), landed * std::int64_t{kMs});
+    EXPECT_EQ(Told(film.NextOf(kBlockAudio)), next);
+  }
+}
+
 TEST(MkvLinked, LooksAtOtherFilesOnlyForAnOrderThatNeedsThem) {
   const Neighbour opening(u"opening.mkv", EightSeconds(kOpening, 'p'));
   const auto isReadFor = [&](const Bytes& atoms, std::uint64_t allowed) {
