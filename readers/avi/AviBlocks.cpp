@@ -83,7 +83,7 @@ std::optional<std::uint64_t> ActivePosition(const AviTitle& title) {
 void TakeAlong(AviTitle& title, std::uint64_t from, const AviMediaChunk& chunk) {
   for (AviStream& stream : title.streams) {
     const std::uint64_t position = stream.read.position;
-    if (position >= from && position <= chunk.offset) stream.read.position = chunk.Next();
+    if (position >= from && position < chunk.Next()) stream.read.position = chunk.Next();
   }
 }
 
@@ -124,7 +124,7 @@ QMFResult ReadAviBlock(AviContainer& container, std::uint32_t& blockType, std::u
   AviMediaChunk chunk;
   for (std::uint64_t at = *from; seeker.Find(at, chunk); at = chunk.Next()) {
     AviStream& found = title.streams[chunk.place];
-    if (chunk.offset < found.read.position) continue;
+    if (chunk.Next() <= found.read.position) continue;
     if (found.read.active && chunk.size > 0) {
       QMF_RETURN_IF_NONZERO(Deliver(container, chunk, block, time));
       NameStream(chunk.place, blockType, stream);

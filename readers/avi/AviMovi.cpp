@@ -100,6 +100,16 @@ bool AviMovi::Next(std::uint64_t& position, AviMediaChunk& chunk) {
   return false;
 }
 
+// Whether `bytes`, which stand at `offset`, begin with the header of a known stream's block that the list can
+// hold.
+bool AviMovi::StartsBlock(std::span<const std::uint8_t> bytes, std::uint64_t offset,
+                          const Piece& piece) const {
+  if (bytes.size() < AviChunk::kHeaderSize) return false;
+  const AviChunk chunk = {offset, LoadLE32(bytes.data()), LoadLE32(bytes.data() + 4), 0};
+  const bool isBlock = std::ranges::find(kBlockSuffixes, chunk.id >> 16) != std::end(kBlockSuffixes);
+  return isBlock && StreamOf(chunk.id) && chunk.End() <= piece.end;
+}
+
 // Moves to the next header of a known stream's block that the list can hold. Whoever asks again where there
 // is none does not search again; but a file that ends there may have grown.
 bool AviMovi::Resync(std::uint64_t& position, Piece& piece) {
@@ -110,10 +120,8 @@ bool AviMovi::Resync(std::uint64_t& position, Piece& piece) {
     if (bytes.size() < AviChunk::kHeaderSize) return false;
     const std::size_t headers = bytes.size() - AviChunk::kHeaderSize + 1;
     for (std::size_t i = 0; i < headers && at + i < limit; ++i) {
-      const AviChunk chunk = {at + i, LoadLE32(&bytes[i]), LoadLE32(&bytes[i + 4]), 0};
-      if (std::ranges::find(kBlockSuffixes, chunk.id >> 16) == std::end(kBlockSuffixes)) continue;
-      if (!StreamOf(chunk.id) || chunk.End() > piece.end) continue;
-      position = chunk.offset;
+      if (!StartsBlock(bytes.subspan(i), at + i, piece)) continue;
+      position = at + i;
       return true;
     }
     at += headers;
@@ -124,6 +132,11 @@ bool AviMovi::Resync(std::uint64_t& position, Piece& piece) {
 
 // Moves over one chunk, or into a list of chunks; false where the list cannot be followed any further.
 bool AviMovi::Step(std::uint64_t& position, const Piece& piece, std::optional<AviMediaChunk>& found) {
+  // Some writers leave out pad bytes. No id is another one's without its first letter.
+  if (position > piece.begin &&
+      StartsBlock(m_file.View(position - 1, AviChunk::kHeaderSize), position - 1, piece)) {
+    --position;
+  }
   const std::span<const std::uint8_t> bytes = m_file.View(position, AviChunk::kListHeaderSize);
   if (bytes.size() < AviChunk::kHeaderSize) return false;
   const AviChunk chunk = {position, LoadLE32(bytes.data()), LoadLE32(bytes.data() + 4),

@@ -28,9 +28,10 @@ class AviMovi {
  public:
   AviMovi(FileReader& file, const AviTitle& title, QMFAllocator* memory);
 
-  /// Finds the first block of an admitted stream that starts at or behind `position` and moves `position`
-  /// behind it. False at the end of the data. Garbage, and a chunk that neither its list nor the file can
-  /// hold, is passed over as far as the next block within 1 MiB; where there is none the list ends.
+  /// Finds the first block of an admitted stream that starts at or behind `position`, or one byte in front
+  /// where the pad byte before it is missing, and moves `position` behind it. False at the end of the data.
+  /// Garbage, and a chunk that neither its list nor the file can hold, is passed over as far as the next
+  /// block within 1 MiB; where there is none the list ends.
   bool Next(std::uint64_t& position, AviMediaChunk& chunk);
 
   /// Whether the file has this block, in the same place and of the same size.
@@ -50,6 +51,7 @@ class AviMovi {
   bool AddExtension();
   /// Valid until the next is looked for.
   Piece* FindPiece(std::uint64_t position);
+  bool StartsBlock(std::span<const std::uint8_t> bytes, std::uint64_t offset, const Piece& piece) const;
   bool Resync(std::uint64_t& position, Piece& piece);
   bool Step(std::uint64_t& position, const Piece& piece, std::optional<AviMediaChunk>& found);
 

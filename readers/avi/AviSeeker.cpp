@@ -24,7 +24,7 @@ bool AviSeeker::Find(std::uint64_t offset, AviMediaChunk& chunk) {
     m_complete = m_complete || reachesFrontier;
     return false;
   }
-  if (reachesFrontier && chunk.offset >= m_frontier.offset) {
+  if (reachesFrontier && chunk.Next() > m_frontier.offset) {
     Note(chunk, chunk.place == m_leader && Detect(chunk) == QMFBlock::kKey);
   }
   return true;
@@ -56,6 +56,7 @@ void AviSeeker::LoadIndex() {
     return;
   }
   m_indexedFrames = m_table.FrameCount();
+  m_leavesOut = LeavesOutStreams();
   // An index usually ends with the file, sometimes with its first RIFF.
   AviMediaChunk behind;
   (void)Find(m_frontier.offset, behind);
@@ -65,6 +66,7 @@ void AviSeeker::RejectIndex() {
   m_table.Clear();
   m_frontier = {};
   m_indexedFrames = 0;
+  m_leavesOut = false;
   m_badIndex = true;
   m_complete = false;
 }
@@ -87,11 +89,32 @@ bool AviSeeker::FillFrom(Index& index) {
   if (!index.Next(entry) || !m_movi.Holds(entry.chunk)) return false;
   AviMediaChunk last;
   do {
-    if (entry.chunk.offset < m_frontier.offset) return false;
+    // One byte back where a pad byte is missing.
+    if (entry.chunk.offset + 1 < m_frontier.offset) return false;
     Note(entry.chunk, entry.isKey);
     last = entry.chunk;
   } while (index.Next(entry));
   return m_movi.Holds(last) && m_table.FrameCount() > 0;
+}
+
+// Whether a stream that says it has blocks is in none of the index's entries.
+bool AviSeeker::LeavesOutStreams() const {
+  for (std::size_t place = 0; place < kMaxAviStreams; ++place) {
+    const AviStream& stream = m_title.streams[place];
+    const bool hasBlocks = stream.kind != kStreamNone && stream.header.Length() > 0;
+    if (hasBlocks && m_frontier.counts[place] == 0) return true;
+  }
+  return false;
+}
+
+// What comes before `position`, of streams that the index leaves out too.
+void AviSeeker::CountAnew(AviPosition& position) {
+  AviPosition at;
+  for (AviMediaChunk chunk; Find(at.offset, chunk) && chunk.offset < position.offset;) {
+    at.counts[chunk.place] += m_title.streams[chunk.place].CountOf(chunk.size);
+    at.offset = chunk.Next();
+  }
+  position.counts = at.counts;
 }
 
 void AviSeeker::NoteUntil(std::uint64_t frame) {
@@ -118,11 +141,13 @@ bool AviSeeker::LocateKeyFrame(std::uint64_t frame, AviPosition& position) {
     RejectIndex();
     return LocateKeyFrame(frame, position);
   }
-  return WalkTo(m_leader, key, position);
+  const bool found = WalkTo(m_leader, key, position);
+  if (found && m_leavesOut) CountAnew(position);
+  return found;
 }
 
 bool AviSeeker::LocateBlock(std::size_t place, std::optional<std::uint64_t> count, AviPosition& position) {
-  const AviPosition* const noted = count ? m_table.BeforeCount(place, *count) : nullptr;
+  const AviPosition* const noted = count && !m_leavesOut ? m_table.BeforeCount(place, *count) : nullptr;
   position = noted != nullptr ? *noted : AviPosition{};
   return WalkTo(place, count, position);
 }

@@ -43,6 +43,8 @@ class AviSeeker {
   bool FillFromIndexes();
   void Note(const AviMediaChunk& chunk, bool isKey);
   void RejectIndex();
+  bool LeavesOutStreams() const;
+  void CountAnew(AviPosition& position);
   void NoteUntil(std::uint64_t frame);
   bool LocateKeyFrame(std::uint64_t frame, AviPosition& position);
   bool LocateBlock(std::size_t place, std::optional<std::uint64_t> count, AviPosition& position);
@@ -57,6 +59,7 @@ class AviSeeker {
   const std::size_t m_leader;
   AviPosition m_frontier;  ///< Everything before it is noted.
   std::uint64_t m_indexedFrames = 0;
+  bool m_leavesOut = false;  ///< The index knows no block of some stream: its entries' counts lack them.
   bool m_badIndex = false;
   bool m_complete = false;
 };

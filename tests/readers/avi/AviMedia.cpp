@@ -72,6 +72,7 @@ class AviMaker {
       for (const Sample& sample : samples.subspan(i, std::min<std::size_t>(5, samples.size() - i))) {
         m_placed.push_back({&sample, begin + group.size()});
         group += Chunk(sample.id, sample.payload);
+        if (m_layout == kNoPadBytes) group.resize(group.size() - sample.payload.size() % 2);
       }
       children += inRecLists ? List("rec ", group) : group + Chunk("JUNK", "odd");
     }
@@ -85,6 +86,7 @@ class AviMaker {
     Bytes entries;
     for (std::size_t i = 0; i < m_placed.size() / (m_layout == kHalfIndex ? 2 : 1); ++i) {
       const auto& [sample, offset] = m_placed[i];
+      if (m_layout == kVideoOnlyIndex && sample->id != kIds[0]) continue;
       const std::uint32_t lie = m_layout == kLyingIndex && i == 20 ? 2 : 0;
       const Bytes entry = sample->id + Le(sample->isKey ? 0x10 : 0, 4) + Le(offset - base + lie, 4) +
                           Le(sample->payload.size() - lie, 4);

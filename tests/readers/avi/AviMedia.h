@@ -42,6 +42,8 @@ enum Layout : int {
   kTwoFieldIndex,
   kStandardIndexInPlace,
   kExtensions,
+  kNoPadBytes,
+  kVideoOnlyIndex,
   kWholeIndexCount,  ///< Those above tell all key frames.
   kNoIndex = kWholeIndexCount,
   kWrongIndex,
