@@ -3,10 +3,11 @@
 namespace SPL_H264 {
 namespace {
 
-// Behind a picture these begin the next access unit.
+// Behind a picture these begin the next access unit. Prefix units stand in front of each slice, also of
+// further ones of the same picture: the slice decides.
 bool PrecedesPicture(std::uint8_t type) {
   return (type >= kNalSei && type <= kNalAccessUnitDelimiter) ||
-         (type >= kNalPrefix && type <= kNalReserved18);
+         (type > kNalPrefix && type <= kNalReserved18);
 }
 
 }  // namespace

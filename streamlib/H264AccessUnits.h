@@ -23,6 +23,7 @@ class H264AccessUnits {
 
   /// Takes the next unit, of which the first `size` bytes are given: all of it, or for slices its front. True
   /// when the unit begins another access unit than the one before it; the facts then start afresh with it.
+  /// Prefix units never do: they belong to the slice behind them.
   bool Add(const std::uint8_t* unit, std::int32_t size);
 
   const Facts& Current() const { return m_facts; }

@@ -1,5 +1,7 @@
 #include "readers/es/AvcAccessUnits.h"
 
+#include "streamlib/H264NalUnit.h"
+
 namespace qmf {
 
 void AvcAccessUnits::Restart(std::uint64_t offset, std::uint64_t ticks) {
@@ -10,13 +12,15 @@ void AvcAccessUnits::Restart(std::uint64_t offset, std::uint64_t ticks) {
 }
 
 bool AvcAccessUnits::FindUnit(std::uint64_t from) {
+  const bool behindPrefix = m_hasUnit && m_isPrefix;
   m_hasUnit = m_units.Find(from, m_unit);
-  m_position = m_unit.start;
+  if (!m_hasUnit || !behindPrefix) m_position = m_unit.start;
   return m_hasUnit;
 }
 
 bool AvcAccessUnits::AddUnit() {
   const std::span<const std::uint8_t> front = m_units.Front(m_unit);
+  m_isPrefix = !front.empty() && SPL_H264::NalHeader(front[0]).type == SPL_H264::kNalPrefix;
   return m_grouping.Add(front.data(), static_cast<std::int32_t>(front.size()));
 }
 
@@ -25,7 +29,7 @@ bool AvcAccessUnits::Next(AccessUnit& unit) {
     if (!FindUnit(m_position)) return false;
     (void)AddUnit();
   }
-  unit.offset = m_unit.start;
+  unit.offset = m_position;
   unit.ticks = m_ticks;
   SPL_H264::H264AccessUnits::Facts facts;
   do {

@@ -35,7 +35,8 @@ class AvcAccessUnits {
   AnnexBUnits m_units;
   AnnexBUnits::Unit m_unit;  // Found and added, but not yet part of a delivered access unit.
   bool m_hasUnit = false;
-  std::uint64_t m_position = 0;  // Where to look when there is no unit.
+  bool m_isPrefix = false;
+  std::uint64_t m_position = 0;  // Of the unit and the prefix units in front of it, or where to look for one.
   std::uint64_t m_ticks = 0;
   SPL_H264::H264AccessUnits m_grouping;
 };

@@ -230,6 +230,7 @@ TEST_F(H264AccessUnitsTest, AreToldApartByEachMemberOfAPicturesIdentity) {
 
 TEST_F(H264AccessUnitsTest, BeginWithWhatPrecedesAPictureOrWithItsFirstSlice) {
   const Bytes delimiter = {0x09, 0xF0};
+  const Bytes prefix = {0x6E, 0x80, 0x00, 0x07};
   struct Step {
     const char* name;
     Bytes unit;
@@ -240,6 +241,7 @@ TEST_F(H264AccessUnitsTest, BeginWithWhatPrecedesAPictureOrWithItsFirstSlice) {
       {"sps", SpsUnit(m_sps), false, false, false},
       {"pps", PpsUnit(), false, false, false},
       {"IDR slice", SliceUnit({.type = 5, .field = 0}), false, true, false},
+      {"prefix of a second slice", prefix, false, true, false},
       {"its second slice", SliceUnit({.type = 5, .firstMb = 6, .field = 0}), false, true, false},
       {"filler", Bytes{0x0C, 0xFF, 0x80}, false, true, false},
       {"delimiter", delimiter, true, false, false},

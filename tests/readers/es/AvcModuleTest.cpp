@@ -13,8 +13,10 @@ using SPL_H264::H264HdrSeqParSet;
 
 constexpr std::int64_t kFrame = 400'000;  // 25 pictures a second
 
+const Bytes kPrefix = {0x6E, 0x80, 0x00, 0x07};
+
 Bytes Frame(std::uint32_t number) {
-  return ByteStream({SliceUnit({.frameNum = number % 16, .orderLsb = 2 * number % 16})});
+  return ByteStream({kPrefix, SliceUnit({.frameNum = number % 16, .orderLsb = 2 * number % 16})});
 }
 
 // An IDR picture of two slices with its sets, three pictures, one to recover at, and two more.
@@ -23,6 +25,7 @@ Bytes PlainStream() {
                                 SpsUnit(PlainSps()),
                                 PpsUnit(),
                                 SliceUnit({.type = 5}),
+                                kPrefix,
                                 SliceUnit({.type = 5, .firstMb = 6})});
   const Bytes recovery = ByteStream({RecoveryPointUnit(), SliceUnit({.frameNum = 4, .orderLsb = 8})});
   return idr + Frame(1) + Frame(2) + Frame(3) + recovery + Frame(5) + Frame(6);
@@ -39,6 +42,7 @@ TEST(AvcModule, DeliversAccessUnits) {
   for (const ReadBlock& block : Opened(stream).Rest()) {
     all += block.bytes;
     EXPECT_EQ(block.time, time);
+    EXPECT_TRUE(time != kFrame || block.bytes == Frame(1));
     EXPECT_EQ(block.endTime, time += kFrame);
     EXPECT_EQ(block.key == QMFBlock::kKey, block.time == 0 || block.time == 4 * kFrame);
   }
