@@ -63,7 +63,7 @@ std::int32_t ScoreContent(FileReader& file) {
   std::uint64_t end = 0;
   const std::uint32_t chain = frames.CountChain(start, kSureChain, end);
   if (chain == kSureChain || (chain > 0 && end == EndBeforeId3v1(file))) return kSureScore;
-  if (chain > 0) return chain > 1 ? kLikelyScore : 0;
+  if (chain > 1) return kLikelyScore;
   return HasFramesBehindGarbage(file, start) ? kPossibleScore : 0;
 }
 
@@ -81,9 +81,9 @@ QMFResult AacReader::Probe(std::int32_t& score, const char16_t* path, QMFAllocat
 
 QMFResult AacReader::Open(const char16_t* path) {
   QMF_RETURN_IF_NONZERO(OpenFile(path));
-  AdtsFrames walk(File());
-  walk.Restart(SkipId3v2(File()), 0);
-  if (!walk.Next(m_first)) return QMF_ERR_INVALID_FILE;
+  m_walk.emplace(File());
+  m_walk->Restart(SkipId3v2(File()), 0);
+  if (!m_walk->Next(m_first)) return QMF_ERR_INVALID_FILE;
   const auto bytes = File().View(m_first.offset, m_first.header.frame_length);
   std::uint32_t channels = 0;
   const auto config = SPL_AAC::MakeAudioSpecificConfig(m_first.header, bytes.data(),
@@ -100,7 +100,6 @@ QMFResult AacReader::Open(const char16_t* path) {
 }
 
 void AacReader::Rewind() {
-  m_walk.emplace(File());
   m_walk->Restart(m_first.offset, 0);
   m_next.reset();
 }
@@ -175,7 +174,7 @@ std::uint64_t AacReader::CountSamples() {
   if (!m_sampleCount) m_sampleCount = SamplesOfConstantFrames();
   if (m_sampleCount) return *m_sampleCount;
   const auto walkFrom = [this](std::uint64_t offset, std::uint64_t) {
-    AdtsFrames walk(File());
+    AdtsFrames walk = *m_walk;
     walk.Restart(offset, 0);
     return walk;
   };

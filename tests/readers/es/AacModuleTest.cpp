@@ -52,6 +52,7 @@ TEST(AacModule, BidsByContentForFilesThatOpen) {
       {"two frames", Repeated(2) + Bytes(50), 50},
       {"one frame", Repeated(1) + Bytes(50), 0},
       {"garbage, then four frames", Bytes(4000, 0xFF) + Repeated(4), 25},
+      {"a frame, garbage, then four frames", Repeated(1) + Bytes(50) + Repeated(4), 25},
       {"garbage, then three frames", Bytes(500, 0xFF) + Repeated(3), 0},
       {"garbage without end", Bytes(5000, 0xFF) + Repeated(9), 0},
       {"frames of two streams", AdtsFrame() + AdtsFrame({.frequencyIndex = 7}) + Bytes(50), 0},
@@ -138,6 +139,11 @@ TEST(AacModule, SeeksToTheFrameAtOrBefore) {
     EXPECT_EQ(file.Seek(kBlockAudio, wanted), landed * kFrame) << wanted;
     EXPECT_EQ(file.Next().time, landed * kFrame);
   }
+  // Behind a change of the sampling frequency, before any block was read.
+  StartedFile changing = Opened(Repeated(10, {.frequencyIndex = 8}) + Repeated(10, {.frequencyIndex = 11}));
+  ASSERT_EQ(changing.Seek(kBlockAudio, 15 * kFrame), 14 * kFrame);
+  changing.Next();
+  EXPECT_EQ(changing.Next().time, 16 * kFrame);
 }
 
 }  // namespace
