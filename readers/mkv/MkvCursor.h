@@ -26,7 +26,7 @@ struct MkvFoundBlock {
   bool keyFrame = false;
   bool encrypted = false;
   std::optional<std::uint64_t> duration;  ///< Ticks.
-  std::int64_t discardPadding = 0;        ///< Nanoseconds that the end of presentation comes earlier.
+  std::int64_t discardPadding = 0;        ///< Nanoseconds of what is not to be presented at the end.
 };
 
 /// Walks a segment's clusters from block to block, in file order.

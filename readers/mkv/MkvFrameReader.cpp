@@ -95,15 +95,20 @@ std::int64_t MkvFrameReader::FrameStart(const MkvTrack& track) const {
   return Add(MkvBlockTime(m_segment, track, m_block), FrameDuration(track) * m_frame);
 }
 
+// Writers count no padding in a block's duration, while DefaultDuration is of whole frames. What is below 0
+// is padding before the frame.
 void MkvFrameReader::SetTimes(const MkvTrack& track, bool whole, QMFBlock& block) const {
   const std::uint64_t left = m_frames.size() - m_frame;
   const std::int64_t time = FrameStart(track);
   const bool last = whole || left == 1;
   std::int64_t end = Add(time, FrameDuration(track) * (whole ? left : 1));
-  if (last && m_block.duration) end = Add(MkvBlockTime(m_segment, track, m_block), BlockDuration());
-  if (last) end = Add(end, -static_cast<std::uint64_t>(m_block.discardPadding));
+  if (last && m_block.duration) {
+    end = Add(MkvBlockTime(m_segment, track, m_block), BlockDuration());
+  } else if (last) {
+    end = Add(end, -static_cast<std::uint64_t>(std::max<std::int64_t>(m_block.discardPadding, 0)));
+  }
   block.time = m_part.ToTitle(time / kNanosecondsPerUnit);
-  block.endTime = end == time ? 0 : m_part.ToTitle(std::min(end / kNanosecondsPerUnit, m_part.to));
+  block.endTime = end <= time ? 0 : m_part.ToTitle(std::min(end / kNanosecondsPerUnit, m_part.to));
 }
 
 QMFResult MkvFrameReader::Take(const MkvTrack& track, bool whole, QMFBlock& block) {

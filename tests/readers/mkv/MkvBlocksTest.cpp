@@ -138,14 +138,19 @@ TEST(MkvBlocks, AreTakenApartAndTimedByTheirTrack) {
   const std::string xiph = Laced({2, 2, 3}, "aabbbcccc");
   const std::string ebml = Laced({2, 0x82, 0xC0}, "aabbbcccc");
   const Bytes lasting = Unsigned(E::DefaultDuration, 21'333'333);
-  const Bytes ends = Unsigned(E::BlockDuration, 10) + Unsigned(E::DiscardPadding, 1'000'000);
+  const Bytes padding = Unsigned(E::DiscardPadding, 1'333'333);
+  const Bytes ends = Unsigned(E::BlockDuration, 10) + padding;
   constexpr const char* kFrames = "aa@100-121.3333 bbb@121.3333-142.6666 cccc@142.6666-163.9999 ";
   const Bytes both = Cluster(100, Simple(1, 10, "v") + Simple(2, 10, "a"));
   const auto scale = [](double factor) { return Float(E::TrackTimecodeScale, factor); };
   ExpectTold({
       {"Xiph's lace", Cluster(100, Simple(2, 0, xiph, 0x82)), kFrames, lasting},
       {"EBML's lace", Cluster(100, Simple(2, 0, ebml, 0x86)), kFrames, lasting},
-      {"a block's duration, shared", Cluster(0, Group(2, 0, Laced({1}, "aabb"), ends, 4)), "aa@0-5 bb@5-9 "},
+      {"a block's duration, shared", Cluster(0, Group(2, 0, Laced({1}, "aabb"), ends, 4)), "aa@0-5 bb@5-10 "},
+      {"padding behind it", Cluster(0, Group(2, 0, "a", padding)), "a@0-20 ", lasting},
+      {"padding of who knows how much", Cluster(0, Group(2, 0, "a", padding)), "a@0 "},
+      {"padding before it", Cluster(0, Group(2, 0, "a", Put(E::DiscardPadding, {0x80, 0, 0}))),
+       "a@0-21.3333 ", lasting},
       {"stretched ticks", both, "v@110 a@125 ", scale(2.5)},
       {"squeezed ticks", both, "v@110 a@105 ", scale(0.5)},
       {"a scale of nothing", both, "v@110 a@110 ", scale(0)},
