@@ -82,19 +82,26 @@ bool AviSeeker::FillFromIndexes() {
   return FillFrom(index);
 }
 
-// An index is believed when its first and last block stand where it says, in file order between them.
+// Whether each block of the leader is one from which decoding can start, as far as its codec tells.
+bool AviSeeker::HasKeysOnly() const {
+  return !m_title.hasVideo || DetectAviKeyFrame(m_title.Video().video.Compression(), {}) == QMFBlock::kKey;
+}
+
+// An index is believed when its first and last block stand where it says, in file order between them, and it
+// knows a key frame: some writers set no flags, also for codecs that have nothing but key frames.
 template <class Index>
 bool AviSeeker::FillFrom(Index& index) {
   AviIndexEntry entry;
   if (!index.Next(entry) || !m_movi.Holds(entry.chunk)) return false;
+  const bool keysOnly = HasKeysOnly();
   AviMediaChunk last;
   do {
     // One byte back where a pad byte is missing.
     if (entry.chunk.offset + 1 < m_frontier.offset) return false;
-    Note(entry.chunk, entry.isKey);
+    Note(entry.chunk, entry.isKey || keysOnly);
     last = entry.chunk;
   } while (index.Next(entry));
-  return m_movi.Holds(last) && m_table.FrameCount() > 0;
+  return m_movi.Holds(last) && m_table.KeyFrom(0).has_value();
 }
 
 // Whether a stream that says it has blocks is in none of the index's entries.

@@ -43,6 +43,7 @@ class AviSeeker {
   bool FillFromIndexes();
   void Note(const AviMediaChunk& chunk, bool isKey);
   void RejectIndex();
+  bool HasKeysOnly() const;
   bool LeavesOutStreams() const;
   void CountAnew(AviPosition& position);
   void NoteUntil(std::uint64_t frame);

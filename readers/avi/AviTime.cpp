@@ -52,6 +52,10 @@ std::optional<std::int64_t> AviTitleDuration(const AviTitle& title) {
   const auto length = [](const AviStream& stream) {
     return AviUnitsToTime(stream.header.Length(), stream.header);
   };
+  // Some writers count the frames in the main header only.
+  if (title.hasVideo && title.Video().header.Length() == 0) {
+    return AviUnitsToTime(title.mainHeader.TotalFrames(), title.Video().header);
+  }
   if (title.hasVideo) return length(title.Video());
   std::optional<std::int64_t> longest;
   for (const AviStream& stream : title.Audio().first(title.admittedAudio)) {

@@ -25,6 +25,7 @@ inline constexpr std::uint32_t kMaxAviStreams =
 struct AviMainHeader {
   std::array<std::uint8_t, 56> bytes{};
 
+  std::uint32_t TotalFrames() const { return LoadLE32(&bytes[16]); }
   std::uint32_t SuggestedBufferSize() const { return LoadLE32(&bytes[28]); }
 };
 

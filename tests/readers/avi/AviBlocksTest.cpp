@@ -266,6 +266,14 @@ TEST_F(AviBlocks, KeyFramesShowInTheirFirstBytes) {
     const std::span bytes(reinterpret_cast<const std::uint8_t*>(frame.data()), frame.size());
     EXPECT_EQ(DetectAviKeyFrame(MakeFourCC(compression), bytes), key) << compression;
   }
+  // Of codecs that have nothing but key frames whatever an index says.
+  for (const int layout : {kRelativeIndex, kKeylessIndex, kSuperIndex}) {
+    Bytes file = MakeAvi(m_samples, layout);
+    file.replace(file.find("XVID"), 4, "MJPG");
+    StartedAvi avi(file);
+    EXPECT_EQ(avi.Seek(kBlockVideo, 900'000), 800'000) << layout;
+    EXPECT_EQ(avi.Next().key, QMFBlock::kKey) << layout;
+  }
 }
 
 }  // namespace

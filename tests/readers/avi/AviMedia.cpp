@@ -88,8 +88,8 @@ class AviMaker {
       const auto& [sample, offset] = m_placed[i];
       if (m_layout == kVideoOnlyIndex && sample->id != kIds[0]) continue;
       const std::uint32_t lie = m_layout == kLyingIndex && i == 20 ? 2 : 0;
-      const Bytes entry = sample->id + Le(sample->isKey ? 0x10 : 0, 4) + Le(offset - base + lie, 4) +
-                          Le(sample->payload.size() - lie, 4);
+      const Bytes entry = sample->id + Le(sample->isKey && m_layout != kKeylessIndex ? 0x10 : 0, 4) +
+                          Le(offset - base + lie, 4) + Le(sample->payload.size() - lie, 4);
       entries = m_layout == kBackwardIndex ? entry + entries : entries + entry;
     }
     return Chunk(m_layout == kAlternateIndex ? "1idx" : "idx1", entries);

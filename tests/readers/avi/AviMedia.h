@@ -49,6 +49,7 @@ enum Layout : int {
   kWrongIndex,
   kHalfIndex,
   kBackwardIndex,
+  kKeylessIndex,
   kLyingIndex,  ///< Wrong of a frame between its first and its last entry.
   kWrongSuperIndex,
   kWrappingIndex,  ///< In place, with an entry in front of the file between its first and its last.

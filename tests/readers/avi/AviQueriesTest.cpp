@@ -141,6 +141,9 @@ TEST(AviQueries, DurationsAndFramesFollowTheStreamHeaders) {
     EXPECT_EQ(avi.Number(QMF_QID_TITLEDATA_VIDEOFRAMECOUNT), c.length);
     EXPECT_EQ(avi.Number(QMF_QID_TITLEDATA_VIDEO_FRAME_FROM_TIME, 0, c.time), c.frame) << c.rate;
     EXPECT_EQ(avi.Ask(QMF_QID_TITLEDATA_VIDEO_FRAME_FROM_TIME, 0, c.time), c.frame ? QMF_OK : QMF_FAILURE);
+    StartedAvi counted({.mainHeader = Chunk("avih", Bytes(16, '\0') + Le(c.length, 4) + Bytes(36, '\0')),
+                        .streams = {VideoStream({.scale = c.scale, .rate = c.rate, .length = 0})}});
+    EXPECT_EQ(counted.Number(QMF_QID_TITLE_DURATION), c.duration) << "by the main header";
   }
 }
 
