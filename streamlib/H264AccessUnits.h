@@ -14,6 +14,8 @@ class H264AccessUnits {
     bool hasPicture = false;
     bool isField = false;     ///< The picture is one field.
     bool isRecovery = false;  ///< Decoding can start here: an IDR picture or a recovery point message.
+    /// Bits of the colour planes whose first macroblock is in the primary picture, which has each once.
+    std::uint8_t planesBegun = 0;
 
     template <class Header>
     void On(const Header&) {}
@@ -32,7 +34,7 @@ class H264AccessUnits {
   void Reset() { m_facts = {}; }
 
  private:
-  bool Starts(std::uint8_t type) const;
+  bool Starts(std::uint8_t type, const Facts& own) const;
 
   SPL::ParserProcessor<H264Parser, Facts, H264Stream> m_processor;
   H264HdrSlice m_slice;  // The latest of the current access unit.

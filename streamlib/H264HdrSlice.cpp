@@ -38,6 +38,7 @@ bool H264HdrSlice::ParseSlice(SPL::BitstreamReader& bits, const H264Stream& stre
   if (field_pic_flag != 0) bottom_field_flag = ReadFlag(bits);
   if (IsIdr()) idr_pic_id = bits.ReadUE();
   ParsePictureOrder(bits, *sequence, picture->picOrderInFramePresent && field_pic_flag == 0);
+  if (picture->redundantCountPresent) redundant_pic_cnt = bits.ReadUE();
   return true;
 }
 

@@ -35,6 +35,7 @@ class H264HdrSlice {
   std::uint32_t pic_order_cnt_lsb = 0;
   std::int32_t delta_pic_order_cnt_bottom = 0;
   std::int32_t delta_pic_order_cnt[2] = {};
+  std::uint32_t redundant_pic_cnt = 0;
 
  private:
   bool ParseSlice(SPL::BitstreamReader& bits, const H264Stream& stream);

@@ -26,6 +26,7 @@ void H264Stream::Keep(const H264HdrPictParSet& pps) {
   m_pictures[pps.pic_parameter_set_id] = {
       .known = true,
       .picOrderInFramePresent = pps.bottom_field_pic_order_in_frame_present_flag != 0,
+      .redundantCountPresent = pps.redundant_pic_cnt_present_flag != 0,
       .sequenceId = static_cast<std::uint8_t>(pps.seq_parameter_set_id),
   };
 }

@@ -29,6 +29,7 @@ class H264Stream {
   struct Picture {
     bool known = false;
     bool picOrderInFramePresent = false;
+    bool redundantCountPresent = false;
     std::uint8_t sequenceId = 0;
   };
 

@@ -244,6 +244,7 @@ TEST_F(H264AccessUnitsTest, BeginWithWhatPrecedesAPictureOrWithItsFirstSlice) {
       {"prefix of a second slice", prefix, false, true, false},
       {"its second slice", SliceUnit({.type = 5, .firstMb = 6, .field = 0}), false, true, false},
       {"filler", Bytes{0x0C, 0xFF, 0x80}, false, true, false},
+      {"IDR picture of the same number", SliceUnit({.type = 5, .field = 0}), true, true, false},
       {"delimiter", delimiter, true, false, false},
       {"recovery point", RecoveryPointUnit(), false, true, false},
       {"top field", SliceUnit({.frameNum = 1, .field = 1, .orderLsb = 2}), false, true, true},
@@ -253,6 +254,10 @@ TEST_F(H264AccessUnitsTest, BeginWithWhatPrecedesAPictureOrWithItsFirstSlice) {
       {"slice of an unknown set", SliceUnit({.ppsId = 7, .field = 0}), false, false, false},
       {"its second slice", SliceUnit({.firstMb = 4, .ppsId = 7, .field = 0}), false, false, false},
       {"the next of its kind", SliceUnit({.ppsId = 7, .field = 0}), true, false, false},
+      {"pps of redundant pictures", PpsUnit(2, 0, 1, true), true, false, false},
+      {"primary slice", SliceUnit({.ppsId = 2, .field = 0, .redundant = 0}), false, false, false},
+      {"redundant slice", SliceUnit({.ppsId = 2, .field = 0, .redundant = 1}), false, false, false},
+      {"the next primary slice", SliceUnit({.ppsId = 2, .field = 0, .redundant = 0}), true, false, false},
   };
   for (const Step& step : kSteps) {
     const bool starts = Add(step.unit);

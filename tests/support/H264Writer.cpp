@@ -193,15 +193,17 @@ Bytes SliceUnit(const SliceFields& f) {
   if (f.field >= 0) w.Bits(f.field > 0, 1);
   if (f.field > 0) w.Bits(f.field == 2, 1);
   if (f.type == 5) w.UE(f.idrPicId);
-  w.Bits(f.orderLsb, 4).Bits(0x5A5A, 16);
+  w.Bits(f.orderLsb, 4);
+  if (f.redundant >= 0) w.UE(static_cast<std::uint32_t>(f.redundant));
+  w.Bits(0x5A5A, 16);
   return NalUnit(static_cast<std::uint8_t>(f.refIdc << 5 | f.type), w.Trailing().Bytes());
 }
 
-Bytes PpsUnit(std::uint32_t id, std::uint32_t spsId, std::uint32_t sliceGroups) {
+Bytes PpsUnit(std::uint32_t id, std::uint32_t spsId, std::uint32_t sliceGroups, bool redundant) {
   BitWriter w;
   w.UE(id).UE(spsId).Bits(0, 2).UE(sliceGroups - 1);
   if (sliceGroups > 1) w.UE(1);  // dispersed
-  w.UE(0).UE(0).Bits(0, 3).SE(0).SE(0).SE(0).Bits(0, 3);
+  w.UE(0).UE(0).Bits(0, 3).SE(0).SE(0).SE(0).Bits(0, 2).Bits(redundant, 1);
   return NalUnit(0x68, w.Trailing().Bytes());
 }
 

@@ -37,11 +37,13 @@ struct SliceFields {
   int field = -1;  ///< -1 without field syntax (frames only), 0 frame, 1 top, 2 bottom field.
   std::uint32_t idrPicId = 0;
   std::uint32_t orderLsb = 0;
+  int redundant = -1;  ///< redundant_pic_cnt; -1 without.
 };
 Bytes SliceUnit(const SliceFields& fields);
 
 /// A picture parameter set with one slice group and CAVLC.
-Bytes PpsUnit(std::uint32_t id = 0, std::uint32_t spsId = 0, std::uint32_t sliceGroups = 1);
+Bytes PpsUnit(std::uint32_t id = 0, std::uint32_t spsId = 0, std::uint32_t sliceGroups = 1,
+              bool redundant = false);
 
 /// Recovery point SEI.
 Bytes RecoveryPointUnit();
