@@ -65,7 +65,7 @@ QMFResult MkvBlocks::MoveInto(std::uint32_t part, const MkvStream& stream, std::
   const MkvPart& played = m_title.parts[part];
   MkvPlayhead::Start start;
   QMF_RETURN_IF_NONZERO(FindStart(m_title, played, stream, played.ToSegment(played.Clamp(time)), start));
-  if (start.time >= played.to) return QMF_ERR_SEEK_FAILURE;
+  if (start.time > played.Last(m_title.Segment(played.segment).HalfTick())) return QMF_ERR_SEEK_FAILURE;
   m_inOrder.MoveTo(part, start);
   HeadOf(stream).MoveTo(part, start);
   // Only pictures before the part are delivered with it.

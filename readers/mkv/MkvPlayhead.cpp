@@ -106,7 +106,7 @@ QMFResult FindStart(MkvTitle& title, const MkvPart& part, const MkvStream& strea
   MkvSegment& segment = title.Segment(part.segment);
   const MkvTrack* const track = segment.tracks.FindStream(stream.blockType, stream.number);
   if (track == nullptr) return QMF_ERR_SEEK_FAILURE;
-  if (!part.IsWhole()) time += segment.HalfTick();
+  if (!part.IsWhole()) time = std::min(time + segment.HalfTick(), part.Last(segment.HalfTick()));
   start.stream = stream;
   const bool isVideo = track == segment.tracks.FindStream(kBlockVideo, stream.number);
   return FindKeyFrame(segment, *track, isVideo, time, start.place, start.time);

@@ -21,6 +21,8 @@ struct MkvPart {
   std::int64_t ToSegment(std::int64_t time) const { return Wrapped(time, -shift); }
   /// Whether a time of the segment lies in it.
   bool Holds(std::int64_t time) const { return time >= from && time < to; }
+  /// The last time of the segment that it still holds with `more` added.
+  std::int64_t Last(std::int64_t more) const { return to - 1 - more; }
   /// The time of the title within the part that is nearest to `time`.
   std::int64_t Clamp(std::int64_t time) const {
     return IsWhole() ? time : std::clamp(time, ToTitle(from), ToTitle(to) - 1);

@@ -1,5 +1,6 @@
 #include "readers/mkv/MkvSync.h"
 
+#include <algorithm>
 #include <optional>
 
 #include "readers/mkv/MkvCues.h"
@@ -26,7 +27,7 @@ const MkvCuePoint* FindCue(MkvSegment& segment, std::uint32_t stream, std::int64
 
 // The time, in the title's, of the index entry within `part` that is next in the direction.
 std::optional<std::int64_t> TimeInPart(MkvSegment& segment, const MkvPart& part, const Question& asked) {
-  std::int64_t time = part.ToSegment(part.Clamp(asked.time));
+  std::int64_t time = std::min(part.ToSegment(part.Clamp(asked.time)), part.Last(segment.HalfTick()));
   // Whoever comes from an earlier part may land on the first entry of this one.
   const bool isAhead = asked.direction == Direction::Forward && part.Clamp(asked.time) > asked.time;
   if (isAhead) time -= segment.HalfTick() + 1;

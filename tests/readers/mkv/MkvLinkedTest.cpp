@@ -178,6 +178,15 @@ TEST(MkvLinked, IsSoughtInTheTimeOfTheOrder) {
         {{QMF_QID_TITLEMEDIA_PREV_SYNC_TIME, 0, row.previousSync * kMs, QMF_OK, row.asked * kMs},
          {QMF_QID_TITLEMEDIA_NEXT_SYNC_TIME, 0, row.nextSync * kMs, row.nextResult, row.asked * kMs}});
   }
+  EXPECT_EQ(film.Seek(kBlockVideo, 2000 * kMs - 1), 0) << "a key frame stands at the chapter's end";
+  // To the half tick before its end, the key frame at 6 s is not the chapter's.
+  MkvFile uneven(
+      EightSeconds(kOwn, 'o',
+                   Ordered(1, Put(E::ChapterAtom, Unsigned(E::ChapterTimeStart, 4'000'000'000) +
+                                                      Unsigned(E::ChapterTimeEnd, 6'000'400'000)))));
+  EXPECT_EQ(uneven.Seek(kBlockVideo, INT64_MAX), 0);
+  EXPECT_EQ(Told(uneven.Next()), "oi@0 ");
+  uneven.Expect({{QMF_QID_TITLEMEDIA_PREV_SYNC_TIME, 0, 0, QMF_OK, 99'000 * kMs}});
   EXPECT_NE(film.Seek(kBlockVideo, 2000 * kMs), -1);
   EXPECT_EQ(Told(film.RestOf(kBlockVideo)),
             "pa@1000 pb@1500 pc@2000 pd@2500 pe@3000 pf@3500 oa@4000 ob@4500 ");
