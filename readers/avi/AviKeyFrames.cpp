@@ -15,14 +15,46 @@ constexpr FourCC kIntraOnly[] = {
     MakeFourCC("YUY2"),
     MakeFourCC("UYVY"),
     MakeFourCC("I420"),
+    MakeFourCC("IYUV"),
     MakeFourCC("YV12"),
+    MakeFourCC("NV12"),
+    MakeFourCC("V210"),
     MakeFourCC("MJPG"),
+    MakeFourCC("MPNG"),
     MakeFourCC("HFYU"),
     MakeFourCC("FFVH"),
+    MakeFourCC("LAGS"),
+    MakeFourCC("ULRG"),
+    MakeFourCC("ULRA"),
+    MakeFourCC("ULY0"),
+    MakeFourCC("ULY2"),
+    MakeFourCC("ULY4"),
+    MakeFourCC("ULH0"),
+    MakeFourCC("ULH2"),
+    MakeFourCC("ULH4"),
+    MakeFourCC("M8RG"),
+    MakeFourCC("M8RA"),
+    MakeFourCC("M8Y0"),
+    MakeFourCC("M8Y2"),
+    MakeFourCC("M8Y4"),
+    MakeFourCC("APCO"),
+    MakeFourCC("APCS"),
+    MakeFourCC("APCN"),
+    MakeFourCC("APCH"),
+    MakeFourCC("AP4H"),
     MakeFourCC("DVSD"),
+    MakeFourCC("DV25"),
+    MakeFourCC("DV50"),
+    MakeFourCC("DVCP"),
 };
 constexpr FourCC kMpeg4[] = {
     MakeFourCC("FMP4"), MakeFourCC("MP4V"), MakeFourCC("XVID"), MakeFourCC("DIVX"), MakeFourCC("DX50"),
+};
+// A shorter chunk holds the place of a picture that stands in the chunk before it, whatever type it shows.
+constexpr std::size_t kShortestPicture = 20;
+// Of Microsoft, versions 2 and 3: no start codes.
+constexpr FourCC kMsMpeg4[] = {
+    MakeFourCC("MP42"), MakeFourCC("DIV2"), MakeFourCC("MP43"), MakeFourCC("DIV3"), MakeFourCC("DIV4"),
 };
 constexpr FourCC kH264[] = {
     MakeFourCC("H264"),
@@ -57,6 +89,13 @@ QMFBlock::KeyState JudgeMpeg4(std::uint8_t code, std::uint8_t next) {
   return next >> 6 == 0 ? QMFBlock::kKey : QMFBlock::kNotKey;
 }
 
+// Frames begin with two bits of their type.
+QMFBlock::KeyState JudgeMsMpeg4(std::span<const std::uint8_t> frame) {
+  const unsigned type = frame.empty() ? 2 : frame[0] >> 6;
+  if (type > 1) return QMFBlock::kUnknown;
+  return type == 0 ? QMFBlock::kKey : QMFBlock::kNotKey;
+}
+
 QMFBlock::KeyState JudgeH264(std::uint8_t code, std::uint8_t) {
   const std::uint8_t type = SPL_H264::NalHeader(code).type;
   if (type == SPL_H264::kNalIdrSlice) return QMFBlock::kKey;
@@ -70,7 +109,9 @@ QMFBlock::KeyState DetectAviKeyFrame(FourCC compression, std::span<const std::ui
     return std::ranges::find(codes, code) != codes.end();
   };
   if (isOneOf(kIntraOnly)) return QMFBlock::kKey;
+  if (isOneOf(kMpeg4) && frame.size() < kShortestPicture) return QMFBlock::kNotKey;
   if (isOneOf(kMpeg4)) return JudgeStartCodes(frame, JudgeMpeg4);
+  if (isOneOf(kMsMpeg4)) return JudgeMsMpeg4(frame);
   if (isOneOf(kH264)) return JudgeStartCodes(frame, JudgeH264);
   return QMFBlock::kUnknown;
 }

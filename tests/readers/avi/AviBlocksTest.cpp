@@ -249,13 +249,20 @@ TEST_F(AviBlocks, GarbageIsPassedOverAsFarAsTheNextBlock) {
 
 TEST_F(AviBlocks, KeyFramesShowInTheirFirstBytes) {
   const Bytes configuration("\0\0\1\xB0\1\0\0\1\xB5\x09", 10);
+  const Bytes intra = Bytes("\0\0\1\xB6\x3F", 5) + Bytes(15, 'i');
   const Bytes parameters("\0\0\0\1\x67\x42\0\0\1\x68\xCE", 11);
   const std::tuple<const char(&)[5], Bytes, QMFBlock::KeyState> cases[] = {
       {"MJPG", "", QMFBlock::kKey},
       {"mjpg", "x", QMFBlock::kKey},
-      {"divx", configuration + Bytes("\0\0\1\xB6\x3F", 5), QMFBlock::kKey},
-      {"FMP4", Bytes("\0\0\1\xB6\x40", 5), QMFBlock::kNotKey},
-      {"FMP4", Bytes("\0\0\1\xB6", 4), QMFBlock::kUnknown},
+      {"divx", configuration + intra, QMFBlock::kKey},
+      {"XVID", intra.substr(0, 6), QMFBlock::kNotKey},
+      {"ulrg", "x", QMFBlock::kKey},
+      {"FMP4", Bytes("\0\0\1\xB6\x40", 5) + Bytes(15, 'p'), QMFBlock::kNotKey},
+      {"div3", "\x3F", QMFBlock::kKey},
+      {"MP42", "\x7F", QMFBlock::kNotKey},
+      {"DIV4", "\x80", QMFBlock::kUnknown},
+      {"DIV3", "", QMFBlock::kUnknown},
+      {"FMP4", Bytes(16, '\0') + Bytes("\0\0\1\xB6", 4), QMFBlock::kUnknown},
       {"H264", parameters + Bytes("\0\0\1\x65\x88", 5), QMFBlock::kKey},
       {"avc1", Bytes("\0\0\1\x65\x88", 5), QMFBlock::kKey},
       {"x264", Bytes("\0\0\0\1\x09\xF0\0\0\1\x41\x9A", 11), QMFBlock::kNotKey},

@@ -140,7 +140,7 @@ std::vector<Sample> MakeSamples(std::uint32_t frames, bool showKeys) {
   for (std::uint32_t i = 0; i < frames; ++i) {
     const bool isKey = i % 12 == 0;
     const Bytes start = showKeys ? Bytes(isKey ? "\0\0\1\xB6\x10" : "\0\0\1\xB6\x50", 5) : "frame";
-    samples.push_back({"00dc", start + std::to_string(i) + Bytes(i % 3, 'v'), isKey});
+    samples.push_back({"00dc", start + std::to_string(i) + Bytes(20 + i % 3, 'v'), isKey});
     if (i % 2 == 0) continue;
     samples.push_back({"01wb", Bytes(160, static_cast<char>('a' + i % 26))});
     samples.push_back({"02wb", "vbr" + std::to_string(i)});
