@@ -46,6 +46,7 @@ std::size_t AdtsFrames::FindHeader(std::span<const std::uint8_t> bytes, AACHdrAD
 }
 
 bool AdtsFrames::Resync(Frame& frame) {
+  const FileReader::Limit budget(*m_file, kMaxResyncRead, 2 * kMaxResync);
   const std::uint64_t limit = m_position + kMaxResync;
   std::uint64_t offset = m_position + 1;
   for (std::uint32_t left = kMaxFalseStarts; left > 0 && offset < limit;) {

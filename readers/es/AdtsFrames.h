@@ -22,6 +22,8 @@ class AdtsFrames {
   static constexpr std::uint64_t kMaxResync = 1U << 20;
   /// Without one among so many places that look like one, too.
   static constexpr std::uint32_t kMaxFalseStarts = 16384;
+  /// Without one in so many bytes read, too: to see what follows a false start takes reading far ahead.
+  static constexpr std::uint64_t kMaxResyncRead = 2 * kMaxResync;
 
   explicit AdtsFrames(FileReader& file) : m_file(&file) {}
 

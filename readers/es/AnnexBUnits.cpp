@@ -22,7 +22,7 @@ std::optional<std::size_t> FindStartCode(std::span<const std::uint8_t> bytes) {
     if (one == nullptr) return std::nullopt;
     const auto place = static_cast<std::size_t>(static_cast<const std::uint8_t*>(one) - bytes.data());
     if (bytes[place - 1] == 0 && bytes[place - 2] == 0) return place - 2;
-    from = place + 1;
+    from = place + kStartCode;  // This byte is no zero in front of the next one.
   }
   return std::nullopt;
 }

@@ -216,6 +216,7 @@ std::vector<Hostile> HostileFiles() {
           {"headers alone", "aac", SmallBytes("aac"), Many("\xFF\xF1\x50\x40\0\xFF\xFC"s)},
           {"sync words", "aac", SmallBytes("aac"), Many("\xFF\xF1")},
           {"false starts", "aac", SmallBytes("aac"), Many("\xFF\xF1\x50\x40")},
+          {"false starts of long frames", "aac", SmallBytes("aac"), "\xFF\xF1\x50\x83\xFF\xFF\xFC"},
           {"tags", "aac", "", Many("ID3\4\0\0\0\0\0\0"s)},
           {"empty lines", "srt", "", Many("\n")},
           {"numbers", "srt", "", Many("1\n")},
