@@ -11,6 +11,10 @@ namespace {
 
 using Bytes = std::pmr::vector<std::uint8_t>;
 
+// Blocks of the deflated stream: each may bring tables, which cost more than the few bytes that they take.
+// Compressors end a block after thousands of symbols; this many of 512 bytes make the largest movie.
+constexpr std::uint32_t kMaxBlocks = kMaxInflatedMovie / 512;
+
 // Bytes in memory as a file that owns them.
 class OwnedSource : public FileSource {
  public:
@@ -37,7 +41,8 @@ class Inflater {
 
   bool Ready() const { return m_ready; }
 
-  // Appends what `input` inflates to, up to `most` bytes in all. False on bad data and when there is more.
+  // Appends what `input` inflates to, up to `most` bytes in all. False on bad data, when there is more, and
+  // past kMaxBlocks. Each turn ends with a block at the latest.
   bool Feed(std::span<const std::uint8_t> input, std::size_t most, Bytes& out) {
     m_stream.next_in = const_cast<Bytef*>(input.data());
     m_stream.avail_in = static_cast<uInt>(input.size());
@@ -45,13 +50,15 @@ class Inflater {
       std::array<std::uint8_t, 16384> part;
       m_stream.next_out = part.data();
       m_stream.avail_out = static_cast<uInt>(part.size());
-      const int result = inflate(&m_stream, Z_NO_FLUSH);
+      const int result = inflate(&m_stream, Z_BLOCK);
       if (result != Z_OK && result != Z_STREAM_END && result != Z_BUF_ERROR) return false;
       const std::size_t made = part.size() - m_stream.avail_out;
       if (made > most - out.size()) return false;
       out.insert(out.end(), part.begin(), part.begin() + static_cast<std::ptrdiff_t>(made));
       m_ended = result == Z_STREAM_END;
-    } while (!m_ended && m_stream.avail_out == 0);
+      constexpr int kAtEndOfBlock = 128;
+      if ((m_stream.data_type & kAtEndOfBlock) != 0 && ++m_blocks > kMaxBlocks) return false;
+    } while (!m_ended && (m_stream.avail_in > 0 || m_stream.avail_out == 0));
     return true;
   }
 
@@ -61,6 +68,7 @@ class Inflater {
   z_stream m_stream{};
   bool m_ready = false;
   bool m_ended = false;
+  std::uint32_t m_blocks = 0;
 };
 
 }  // namespace

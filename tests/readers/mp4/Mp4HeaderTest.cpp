@@ -76,11 +76,15 @@ TEST(Mp4Header, FindsTheMovieWhereverItStands) {
   ExpectGoodMovie(movie);
 }
 
-Bytes CompressedMovie(const Bytes& movie, std::uint32_t declared) {
+// With so many blocks of nothing between zlib's header and its first one.
+Bytes CompressedMovie(const Bytes& movie, std::uint32_t declared, int emptyBlocks = 0) {
   Bytes packed(compressBound(static_cast<uLong>(movie.size())));
   uLongf size = static_cast<uLongf>(packed.size());
   compress(packed.data(), &size, movie.data(), static_cast<uLong>(movie.size()));
   packed.resize(size);
+  Bytes empty;
+  for (int i = 0; i < emptyBlocks; ++i) empty += Bytes{0, 0, 0, 0xFF, 0xFF};
+  packed.insert(packed.begin() + 2, empty.begin(), empty.end());
   AtomBuilder atoms;
   atoms.Begin("moov").Begin("cmov").Begin("dcom").Code("zlib").End();
   return atoms.Begin("cmvd").U32(declared).Raw(packed).Take();
@@ -96,11 +100,13 @@ TEST(Mp4Header, InflatesACompressedMovieWithinItsDeclaredSize) {
   const auto size = static_cast<std::uint32_t>(movie.size());
   const Bytes packed = CompressedMovie(movie, size);
   ExpectGoodMovie(packed);
+  ExpectGoodMovie(CompressedMovie(movie, size, 16'000));
   Bytes damaged = packed;
   damaged[damaged.size() / 2] ^= 0xFF;
   // 9 MiB of zeros pack well; they stay packed, even behind a movie.
-  for (const Bytes& bad : {damaged, CompressedMovie(movie, size - 1), CompressedMovie(packed, 1 << 20),
-                           CompressedMovie(movie + Bytes(9U << 20), UINT32_MAX)}) {
+  for (const Bytes& bad :
+       {damaged, CompressedMovie(movie, size - 1), CompressedMovie(packed, 1 << 20),
+        CompressedMovie(movie, size, 20'000), CompressedMovie(movie + Bytes(9U << 20), UINT32_MAX)}) {
     EXPECT_EQ(ResultOf(bad), QMF_ERR_BAD_STRUCTURE) << bad.size();
   }
 }
