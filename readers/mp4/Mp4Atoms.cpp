@@ -212,7 +212,9 @@ AtomVerdict ReadTrackExtends(CMP4MovieAtom& movie, CMP4Atom& atom) {
   extends.size = fields.U32();
   extends.flags = fields.U32();
   if (fields.Failed() || movie.extends.size() == CMP4MovieAtom::kMaxTracks) return AtomVerdict::kIgnored;
-  movie.extends.push_back(extends);
+  const auto behind =
+      std::ranges::upper_bound(movie.extends, extends.trackId, {}, &CMP4TrackExtendsAtom::trackId);
+  movie.extends.insert(behind, extends);
   return AtomVerdict::kTaken;
 }
 
@@ -309,8 +311,8 @@ const CMP4TrackAtom* CMP4MovieAtom::FindTrack(std::uint32_t id) const {
 }
 
 CMP4TrackExtendsAtom CMP4MovieAtom::ExtendsOf(std::uint32_t trackId) const {
-  const auto found = std::ranges::find(extends, trackId, &CMP4TrackExtendsAtom::trackId);
-  return found != extends.end() ? *found : CMP4TrackExtendsAtom{};
+  const auto found = std::ranges::lower_bound(extends, trackId, {}, &CMP4TrackExtendsAtom::trackId);
+  return found != extends.end() && found->trackId == trackId ? *found : CMP4TrackExtendsAtom{};
 }
 
 bool ReadMovieAtom(FileReader& file, CMP4MovieAtom& movie) {

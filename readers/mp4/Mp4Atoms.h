@@ -83,9 +83,9 @@ struct CMP4MovieAtom {
   std::uint64_t duration = 0;  ///< 0 when unknown.
   std::pmr::vector<CMP4TrackAtom> tracks;
   bool fragmented = false;
-  std::uint64_t fragmentDuration = 0;  ///< 'mehd', movie timescale; 0 when absent.
-  std::pmr::vector<CMP4TrackExtendsAtom> extends;
-  std::pmr::vector<std::uint32_t> chapterTracks;  ///< Ids of the tracks that name chapters of another.
+  std::uint64_t fragmentDuration = 0;              ///< 'mehd', movie timescale; 0 when absent.
+  std::pmr::vector<CMP4TrackExtendsAtom> extends;  ///< By track: every part of every fragment asks for one.
+  std::pmr::vector<std::uint32_t> chapterTracks;   ///< Ids of the tracks that name chapters of another.
   CMP4Bytes userData;
   CMP4Bytes metadata;      ///< 'meta' of the movie itself, with its header.
   CMP4Bytes compressed;    ///< Payload of 'cmvd'.

@@ -27,6 +27,18 @@ QMFBlockType BlockTypeOf(QMFStreamKind kind) {
   return kind == kStreamAudio ? kBlockAudio : kBlockSubtitle;
 }
 
+constexpr std::uint32_t kMostSamplesSought = 8 * CMP4TrackReader::kMaxSamplesSought;
+
+// Every stream walks the fragments by itself. This bounds what all of them cost in one call: a thousand
+// tracks and a million fragments of nothing fit into a small file, while real ones, with media behind each,
+// are walked by dozens of streams within it.
+FileReader::Limit WorkOfOneCall(FileReader& file) {
+  constexpr std::uint64_t kAnyBytes = std::uint64_t{1} << 62;
+  constexpr std::uint64_t kFewLooks = 1U << 20;
+  constexpr std::uint64_t kBytesALook = 4;
+  return {file, kAnyBytes, kFewLooks + file.Size() / kBytesALook};
+}
+
 bool IsElsewhere(const CMP4TrackAtom& track) {
   const std::uint16_t reference = track.sampleTable.description.dataReference;
   return reference > 0 && reference <= 64 && (track.externalData >> (reference - 1) & 1) != 0;
@@ -96,18 +108,20 @@ std::size_t CMP4Blocks::ActiveCount() const {
   return static_cast<std::size_t>(std::ranges::count(m_streams, true, &Stream::active));
 }
 
-bool CMP4Blocks::Seek(Stream& stream, std::int64_t time) const {
+bool CMP4Blocks::Seek(Stream& stream, std::int64_t time, std::uint32_t most) const {
   stream.ended = IsElsewhere(*stream.track);
-  return !stream.ended && ReaderOf(stream).Seek(ToMediaTime(m_title.Movie(), *stream.track, time));
+  return !stream.ended && ReaderOf(stream).Seek(ToMediaTime(m_title.Movie(), *stream.track, time), most);
 }
 
 QMFResult CMP4Blocks::SetPosition(std::uint32_t blockType, std::uint32_t stream, std::int64_t& time) {
   Stream* const found = Find(blockType, stream);
   if (found == nullptr) return QMF_ERR_INVALID_STREAM;
-  if (!Seek(*found, time)) return QMF_ERR_END_OF_STREAM;
+  const FileReader::Limit limit = WorkOfOneCall(m_title.File());
+  const auto most = static_cast<std::uint32_t>(kMostSamplesSought / (ActiveCount() + 1));
+  if (!Seek(*found, time, most)) return QMF_ERR_END_OF_STREAM;
   time = ToMovieTime(m_title.Movie(), *found->track, found->reader->Current().decodeTime);
   for (Stream& other : m_streams) {
-    if (other.active && &other != found) Seek(other, time);
+    if (other.active && &other != found) Seek(other, time, most);
   }
   return QMF_OK;
 }
@@ -126,7 +140,15 @@ CMP4Blocks::Stream* CMP4Blocks::Earliest() {
     }
     if (earliest == nullptr || earliest->reader->GetState() == CMP4TrackReader::State::kLoaded)
       return earliest;
-    earliest->reader->Load();
+    LoadAllAt(earliest->reader->Position());
+  }
+}
+
+// The fragment at which one stream is, the others usually are at, too.
+void CMP4Blocks::LoadAllAt(std::uint64_t position) {
+  for (Stream& stream : m_streams) {
+    if (!stream.active || stream.ended || stream.reader->Position() != position) continue;
+    if (stream.reader->GetState() == CMP4TrackReader::State::kUnknown) stream.reader->Load();
   }
 }
 
@@ -152,6 +174,7 @@ QMFResult CMP4Blocks::Deliver(Stream& stream, QMFBlock& block, std::int64_t& tim
 
 QMFResult CMP4Blocks::ReadNext(std::uint32_t& blockType, std::uint32_t& stream, QMFBlock& block,
                                std::int64_t& time) {
+  const FileReader::Limit limit = WorkOfOneCall(m_title.File());
   while (Stream* const earliest = Earliest()) {
     const QMFResult result = Deliver(*earliest, block, time);
     if (earliest->ended) continue;

@@ -40,8 +40,9 @@ class CMP4Blocks {
 
   Stream* Find(std::uint32_t blockType, std::uint32_t stream);
   Stream* Earliest();
+  void LoadAllAt(std::uint64_t position);
   CMP4TrackReader& ReaderOf(Stream& stream) const;
-  bool Seek(Stream& stream, std::int64_t time) const;
+  bool Seek(Stream& stream, std::int64_t time, std::uint32_t most) const;
   QMFResult Deliver(Stream& stream, QMFBlock& block, std::int64_t& time) const;
 
   const CMP4Title& m_title;

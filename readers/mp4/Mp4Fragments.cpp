@@ -152,20 +152,16 @@ bool ReadMovieFragment(CMP4AtomWalker& walker, std::uint64_t begin, std::uint64_
   return true;
 }
 
-std::int64_t ResolveTrackRuns(CMP4MovieFragmentAtom& fragment, std::uint32_t trackId,
-                              std::int64_t& decodeTime) {
-  std::pmr::memory_resource* const memory = fragment.tracks.get_allocator().resource();
+std::int64_t ResolveRuns(CMP4TrackFragmentAtom& part, std::int64_t& decodeTime) {
+  std::pmr::memory_resource* const memory = part.runs.get_allocator().resource();
   std::int64_t shownEnd = 0;
-  for (CMP4TrackFragmentAtom& track : fragment.tracks) {
-    if (track.defaults.trackId != trackId) continue;
-    if (track.hasDecodeTime) decodeTime = track.decodeTime;
-    for (CMP4TrackRunAtom& run : track.runs) {
-      const CMP4RunTotals totals = TotalsOf(run, memory);
-      shownEnd = std::max(shownEnd, AddTimes(decodeTime, totals.shownEnd));
-      run.decodeTime = decodeTime;
-      decodeTime += ToTicks(std::min(totals.duration, kMaxMediaTime));
-      decodeTime = std::min(decodeTime, ToTicks(kMaxMediaTime));
-    }
+  if (part.hasDecodeTime) decodeTime = part.decodeTime;
+  for (CMP4TrackRunAtom& run : part.runs) {
+    const CMP4RunTotals totals = TotalsOf(run, memory);
+    shownEnd = std::max(shownEnd, AddTimes(decodeTime, totals.shownEnd));
+    run.decodeTime = decodeTime;
+    decodeTime += ToTicks(std::min(totals.duration, kMaxMediaTime));
+    decodeTime = std::min(decodeTime, ToTicks(kMaxMediaTime));
   }
   return shownEnd;
 }

@@ -61,11 +61,10 @@ struct CMP4MovieFragmentAtom {
 bool ReadMovieFragment(CMP4AtomWalker& walker, std::uint64_t begin, std::uint64_t end,
                        CMP4MovieFragmentAtom& fragment);
 
-/// Gives the runs of a track their times and tells where the last of their samples to be shown ends, 0 for no
-/// runs. `decodeTime` is where the track is when its fragment does not say; afterwards it is the end of the
-/// last run. Without a run of the track nothing changes.
-std::int64_t ResolveTrackRuns(CMP4MovieFragmentAtom& fragment, std::uint32_t trackId,
-                              std::int64_t& decodeTime);
+/// Gives the runs of a track's part their times and tells where the last of their samples to be shown ends, 0
+/// for no runs. `decodeTime` is where the track is when the fragment does not say; afterwards it is the end
+/// of the last run.
+std::int64_t ResolveRuns(CMP4TrackFragmentAtom& part, std::int64_t& decodeTime);
 
 /// Samples and media ticks of a track's runs.
 struct CMP4RunTotals {

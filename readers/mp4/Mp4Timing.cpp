@@ -51,15 +51,21 @@ std::int64_t Longest(const CMP4MovieAtom& movie, Length&& length) {
 
 // Where a track is before some fragment, in media ticks.
 struct TrackEnd {
+  std::uint32_t trackId = 0;
   std::int64_t decodeTime = 0;
   std::int64_t shown = 0;           // Where the sample to be shown last ends, of those in fragments.
   std::uint64_t firstFragment = 0;  // Fragments before this offset are part of it.
 };
 using TrackEnds = std::pmr::vector<TrackEnd>;
 
-void Continue(CMP4MovieFragmentAtom& fragment, std::uint32_t trackId, TrackEnd& end) {
-  if (fragment.start < end.firstFragment) return;
-  end.shown = std::max(end.shown, ResolveTrackRuns(fragment, trackId, end.decodeTime));
+// Goes by the fragment's parts, not by the movie's tracks: there may be a thousand of these and a hundred
+// thousand fragments of none. Of tracks that share an id the first one goes on.
+void Continue(CMP4MovieFragmentAtom& fragment, TrackEnds& ends) {
+  for (CMP4TrackFragmentAtom& part : fragment.tracks) {
+    const auto end = std::ranges::find(ends, part.defaults.trackId, &TrackEnd::trackId);
+    if (end == ends.end() || fragment.start < end->firstFragment) continue;
+    end->shown = std::max(end->shown, ResolveRuns(part, end->decodeTime));
+  }
 }
 
 // An edit list starts at a time of presentation, which reordered frames reach later than decoding does.
@@ -78,7 +84,7 @@ std::int64_t WalkFragments(FileReader& file, const CMP4MovieAtom& movie, TrackEn
   CMP4AtomWalker walker(file);
   CMP4MovieFragmentAtom fragment(movie, memory);
   for (int walked = 0; ReadMovieFragment(walker, begin, end, fragment); ++walked) {
-    for (std::size_t i = 0; i < ends.size(); ++i) Continue(fragment, movie.tracks[i].id, ends[i]);
+    Continue(fragment, ends);
     begin = fragment.next;
     if (walked == kWalkedFragments && TellsTimes(fragment)) {
       begin = std::max(begin, FindLateFragment(file, begin, memory));
@@ -135,7 +141,7 @@ std::uint64_t LastIndexedFragment(const CMP4MovieAtom& movie, const CMP4Fragment
     if (last.Failed()) continue;
     first = std::min(first, offset);
     TrackEnd& end = ends[static_cast<std::size_t>(track - movie.tracks.data())];
-    end = {ToTicks(std::min(time, kMaxMediaTime)), 0, offset};
+    end = {track->id, ToTicks(std::min(time, kMaxMediaTime)), 0, offset};
   }
   return first == UINT64_MAX ? fallback : first;
 }
@@ -149,6 +155,7 @@ std::int64_t FragmentsEnd(FileReader& file, const CMP4MovieAtom& movie, std::pmr
   ReadFragmentAccesses(file, indexes);
   TrackEnds ends(movie.tracks.size(), TrackEnd{}, memory);
   for (std::size_t i = 0; i < ends.size(); ++i) {
+    ends[i].trackId = movie.tracks[i].id;
     ends[i].decodeTime = ToTicks(TotalsOf(movie.tracks[i], memory).duration);
   }
   const std::uint64_t begin = LastIndexedFragment(movie, indexes, indexes.firstFragment, ends);

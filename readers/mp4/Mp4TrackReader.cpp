@@ -9,9 +9,6 @@
 namespace qmf {
 namespace {
 
-// Samples that one look for a sync sample passes, at most: more than a day of video.
-constexpr std::uint32_t kMaxSamplesSought = 1U << 22;
-
 CMP4SampleTables TablesOf(const CMP4TrackContext& context) {
   CMP4SampleTables tables;
   LocateSampleTables(context.track.sampleTable, *context.movie.file, tables);
@@ -71,9 +68,9 @@ bool CMP4TrackReader::EnterFragment() {
   CMP4MovieFragmentAtom fragment(m_context.movie, m_context.memory);
   if (!ReadMovieFragment(walker, m_nextFragment, m_context.file.Size(), fragment)) return false;
   m_place = {fragment.start, m_time, 0};
-  ResolveTrackRuns(fragment, m_context.track.id, m_time);
-  for (const CMP4TrackFragmentAtom& part : fragment.tracks) {
+  for (CMP4TrackFragmentAtom& part : fragment.tracks) {
     if (part.defaults.trackId != m_context.track.id) continue;
+    ResolveRuns(part, m_time);
     m_runs.insert(m_runs.end(), part.runs.begin(), part.runs.end());
   }
   m_nextFragment = fragment.next;
@@ -111,10 +108,11 @@ std::optional<CMP4TrackReader::FragmentPlace> CMP4TrackReader::IndexedPlace(std:
 
 // Walks the fragments from `start` up to `time` and gives the last sync sample on the way.
 std::optional<CMP4TrackReader::FragmentPlace> CMP4TrackReader::SyncFragment(const FragmentPlace& start,
-                                                                            std::int64_t time) {
+                                                                            std::int64_t time,
+                                                                            std::uint32_t most) {
   std::optional<FragmentPlace> found;
   GoTo(start);
-  for (std::uint32_t passed = 0; passed < kMaxSamplesSought && LoadNext(); ++passed) {
+  for (std::uint32_t passed = 0; passed < most && LoadNext(); ++passed) {
     if (m_sample.decodeTime > time) break;
     if (m_sample.sync) found = {m_place.fragment, m_place.decodeTime, m_place.sample - 1};
     Advance();
@@ -122,11 +120,12 @@ std::optional<CMP4TrackReader::FragmentPlace> CMP4TrackReader::SyncFragment(cons
   return found;
 }
 
-bool CMP4TrackReader::Seek(std::int64_t time) {
+bool CMP4TrackReader::Seek(std::int64_t time, std::uint32_t most) {
+  most = std::min(most, kMaxSamplesSought);
   if (m_context.movie.fragmented && (time >= m_tablesEnd || m_tables.sampleCount == 0)) {
     std::optional<FragmentPlace> place = IndexedPlace(time);
-    if (place) place = SyncFragment(*place, time);
-    if (!place) place = SyncFragment({m_context.movie.next, m_tablesEnd, 0}, time);
+    if (place) place = SyncFragment(*place, time, most);
+    if (!place) place = SyncFragment({m_context.movie.next, m_tablesEnd, 0}, time, most);
     if (place) {
       GoTo(*place);
       return LoadNext();

@@ -33,9 +33,12 @@ class CMP4TrackReader {
   /// Passes over the current sample.
   void Advance() { m_state = State::kUnknown; }
 
+  /// Samples that one look for a sync sample passes, at most: more than a day of video.
+  static constexpr std::uint32_t kMaxSamplesSought = 1U << 22;
+
   /// Makes the last sync sample at or before `time`, in media ticks, the next one; the first sample when
-  /// there is none before. False when the track has no sample.
-  bool Seek(std::int64_t time);
+  /// there is none before. False when the track has no sample. Passes at most `most` samples of fragments.
+  bool Seek(std::int64_t time, std::uint32_t most = kMaxSamplesSought);
   /// As Seek, but false when there is no sync sample at or before `time`.
   bool SeekBefore(std::int64_t time) { return Seek(time) && m_sample.sync && m_sample.decodeTime <= time; }
   /// Makes the first sync sample after `time` the next one. False when there is none.
@@ -56,7 +59,8 @@ class CMP4TrackReader {
   bool EnterFragment();
   void GoTo(const FragmentPlace& place);
   std::optional<FragmentPlace> IndexedPlace(std::int64_t time) const;
-  std::optional<FragmentPlace> SyncFragment(const FragmentPlace& start, std::int64_t time);
+  std::optional<FragmentPlace> SyncFragment(const FragmentPlace& start, std::int64_t time,
+                                            std::uint32_t most);
   void ToTables(std::uint64_t sample);
 
   const CMP4TrackContext m_context;

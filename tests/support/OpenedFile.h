@@ -74,6 +74,7 @@ class OpenedFile {
   QMFModuleHandle Handle() const { return m_handle; }
   const QMFModuleEntryPoints& Module() const { return m_module; }
   std::uint64_t BytesRead() const { return m_reader->BytesRead(); }
+  std::uint64_t Looks() const { return m_reader->Looks(); }
 
   QMFResult SetTitle(std::uint32_t index = 0);
   /// Selects title 0 and activates all of its streams; the result is the first failure's, else the title's.

@@ -168,6 +168,38 @@ TEST(Mp4Fragments, ThatClaimSamplesWithoutBytesForThemEnd) {
   EXPECT_EQ(movie.Number(QMF_QID_TITLE_DURATION), 40'000'000 + size * 400'000);
 }
 
+// Many tracks without samples of their own, and a fragment `times` times.
+Bytes ManyTracks(bool ofOneId, const Bytes& fragment, int times) {
+  MovieSpec spec{.tracks = {}};
+  for (std::uint32_t i = 1; i <= 300; ++i) {
+    TrackSpec track = VideoTrack();
+    track.id = ofOneId ? 1 : i;
+    track.duration = 0;
+    track.times = {};
+    spec.tracks.push_back(track);
+  }
+  spec.extra = AtomBuilder().Begin("mvex").Begin("trex", 0, 0).U32(1, 1, 0, 0, 0).Take();
+  Bytes file = MakeMovie(spec);
+  for (int i = 0; i < times; ++i) file += fragment;
+  return file;
+}
+
+TEST(Mp4Fragments, CostLittleMoreWhereManyTracksShareThem) {
+  AtomBuilder fragment;
+  fragment.Begin("moof").Begin("traf").Begin("tfhd", 0, 0).U32(1).End().Begin("trun", 0, 0x100).U32(500);
+  for (int i = 0; i < 500; ++i) fragment.U32(128);
+  StartedFile one(kMp4Module, ManyTracks(true, fragment.Take(), 60));
+  std::uint64_t before = one.Looks();
+  EXPECT_EQ(one.Number(QMF_QID_TITLE_DURATION), 60 * 500 * 100'000U);
+  EXPECT_LT(one.Looks() - before, 2000U);
+
+  StartedFile none(kMp4Module, ManyTracks(false, AtomBuilder().Begin("moof").Take(), 20'000));
+  before = none.Looks();
+  EXPECT_EQ(none.Next().result, QMF_ERR_END_OF_STREAM);
+  EXPECT_EQ(none.Seek(kBlockVideo, 10 * kMillisecond), -1);
+  EXPECT_LT(none.Looks() - before, 2'500'000U) << "of six million";
+}
+
 // Two tracks each of whose tables is longer than a read.
 Bytes LongTables(bool movieFirst) {
   constexpr std::uint32_t kFrames = 20'000;
