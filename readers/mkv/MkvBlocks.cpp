@@ -79,11 +79,16 @@ QMFResult MkvBlocks::SetPosition(std::uint32_t blockType, std::uint32_t stream, 
   if (m_title.singleSegment->tracks.FindStream(blockType, stream) == nullptr) return QMF_ERR_INVALID_STREAM;
   const MkvStream wanted = StreamOf(blockType, stream);
   const std::uint32_t at = PartAt(m_title, time);
-  for (std::uint32_t part = at; part <= at; --part) {
-    if (MoveInto(part, wanted, time) == QMF_OK) return QMF_OK;
+  MkvPartsBudget budget;
+  const auto moveInto = [&](std::uint32_t part) {
+    const FileReader& file = *m_title.Segment(m_title.parts[part].segment).file;
+    return budget.Spend(file, [&] { return MoveInto(part, wanted, time); }) == QMF_OK;
+  };
+  for (std::uint32_t part = at; part <= at && !budget.IsSpent(); --part) {
+    if (moveInto(part)) return QMF_OK;
   }
-  for (std::uint32_t part = at + 1; part < m_title.parts.size(); ++part) {
-    if (MoveInto(part, wanted, time) == QMF_OK) return QMF_OK;
+  for (std::uint32_t part = at + 1; part < m_title.parts.size() && !budget.IsSpent(); ++part) {
+    if (moveInto(part)) return QMF_OK;
   }
   return QMF_ERR_SEEK_FAILURE;
 }

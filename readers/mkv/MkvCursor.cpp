@@ -12,6 +12,9 @@ namespace {
 constexpr EbmlLimits kUnlimited = {~std::uint64_t{0}, ~std::uint64_t{0}, ~std::uint64_t{0}};
 // A track number of 8 bytes, 2 bytes of time, 1 of flags.
 constexpr std::size_t kLongestBlockHeader = 11;
+// A cluster's time is its first child, behind its checksum and a filler at most. Whatever looks like a
+// cluster in a search could have fillers to the end of the file.
+constexpr int kMostBeforeTimecode = 16;
 
 bool IsOneOf(const EbmlElement& element, std::initializer_list<Element> kinds) {
   return std::ranges::any_of(kinds, [&](Element kind) { return element.Is(kind); });
@@ -148,8 +151,9 @@ QMFResult MkvCursor::FindCluster(std::uint64_t at, std::uint64_t end, MkvPlace& 
     EbmlElement cluster;
     if (m_reader.ReadHeader(place.at, m_segmentEnd, cluster) != QMF_OK) continue;
     EbmlElement child;
-    for (std::uint64_t next = cluster.payload; m_reader.ReadHeader(next, cluster.end, child) == QMF_OK;
-         next = child.end) {
+    std::uint64_t next = cluster.payload;
+    for (int left = kMostBeforeTimecode; left > 0 && m_reader.ReadHeader(next, cluster.end, child) == QMF_OK;
+         --left, next = child.end) {
       if (child.Is(Element::Timecode)) {
         m_searchLeft = kMostBytesSearched;
         return m_reader.Read(child, ticks);

@@ -94,10 +94,14 @@ QMFResult MkvPlayhead::LoadInPart() {
 }
 
 QMFResult MkvPlayhead::Load() {
+  MkvPartsBudget budget;
   for (;; ++m_part, m_reader.reset()) {
-    if (!m_reader) Enter();
-    const QMFResult result = LoadInPart();
-    if (result != QMF_ERR_END_OF_STREAM || m_part + 1 >= m_title.parts.size()) return result;
+    const QMFResult result = budget.Spend(*m_title.Segment(Part().segment).file, [this] {
+      if (!m_reader) Enter();
+      return LoadInPart();
+    });
+    const bool isLast = m_part + 1 >= m_title.parts.size();
+    if (result != QMF_ERR_END_OF_STREAM || isLast || budget.IsSpent()) return result;
   }
 }
 

@@ -63,6 +63,29 @@ class MkvPlayhead {
   std::pmr::vector<std::uint64_t> m_passed;
 };
 
+/// Bounds what one call looks at in parts that have no block for it: a small file can play itself thousands
+/// of times, and each time be searched to its end. Films are passed many times over within it.
+class MkvPartsBudget {
+ public:
+  /// What `search()` gives; its looks at `file`, which is the part's, are counted.
+  template <class Search>
+  QMFResult Spend(const FileReader& file, Search&& search) {
+    const std::uint64_t before = file.Looks();
+    const QMFResult result = search();
+    m_looks += file.Looks() - before;
+    m_spent = m_looks > kFewLooks + file.Size() / kBytesALook;
+    return result;
+  }
+  bool IsSpent() const { return m_spent; }
+
+ private:
+  static constexpr std::uint64_t kFewLooks = 1U << 20;
+  static constexpr std::uint64_t kBytesALook = 4;
+
+  std::uint64_t m_looks = 0;
+  bool m_spent = false;
+};
+
 /// Finds where decoding of `stream` starts to show `time` (100-ns units of the part's segment): its key frame
 /// at or before that, or its first. QMF_ERR_SEEK_FAILURE when the part's segment has none.
 QMFResult FindStart(MkvTitle& title, const MkvPart& part, const MkvStream& stream, std::int64_t time,

@@ -205,12 +205,14 @@ MkvTrack::MkvTrack(QMFAllocator* memory)
       drmIcp(memory) {}
 
 MkvTracks::MkvTracks(QMFAllocator* memory)
-    : m_lists{List(memory), List(memory), List(memory), List(memory), List(memory), List(memory)} {}
+    : m_lists{List(memory), List(memory), List(memory), List(memory), List(memory), List(memory)},
+      m_byNumber(memory) {}
 
 void MkvTracks::Add(MkvTrack&& track) {
   const std::uint32_t type = TypeOf(track.type);
   if (type == 0 || Of(type).size() >= kMaxTracks) return;
   Of(type).push_back(std::move(track));
+  m_byNumber.clear();
 }
 
 MkvTrack* MkvTracks::FindStream(std::uint32_t blockType, std::uint32_t stream) {
@@ -223,15 +225,21 @@ bool MkvTracks::AnyActive() const {
                              [](const List& list) { return std::ranges::any_of(list, &MkvTrack::active); });
 }
 
-MkvTrack* MkvTracks::FindNumber(std::uint64_t number, std::uint32_t& type, std::uint32_t& stream) {
-  for (type = kTrackAudio; type <= kTrackSubtitle; ++type) {
-    List& list = Of(type);
-    const auto track = std::ranges::find(list, number, &MkvTrack::number);
-    if (track == list.end()) continue;
-    stream = static_cast<std::uint32_t>(track - list.begin());
-    return &*track;
+void MkvTracks::SortByNumber() {
+  for (std::uint32_t type = kTrackAudio; type <= kTrackSubtitle; ++type) {
+    const List& list = Of(type);
+    for (std::uint32_t i = 0; i < list.size(); ++i) m_byNumber.push_back({list[i].number, type, i});
   }
-  return nullptr;
+  std::ranges::sort(m_byNumber);
+}
+
+MkvTrack* MkvTracks::FindNumber(std::uint64_t number, std::uint32_t& type, std::uint32_t& stream) {
+  if (m_byNumber.empty()) SortByNumber();
+  const auto place = std::ranges::lower_bound(m_byNumber, number, {}, &Place::number);
+  if (place == m_byNumber.end() || place->number != number) return nullptr;
+  type = place->type;
+  stream = place->stream;
+  return &Of(type)[stream];
 }
 
 QMFResult ReadMkvTracks(EbmlReader& reader, const EbmlElement& element, MkvTracks& tracks) {

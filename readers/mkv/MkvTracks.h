@@ -111,7 +111,16 @@ class MkvTracks {
   void Add(MkvTrack&& track);
 
  private:
+  struct Place {
+    std::uint64_t number;
+    std::uint32_t type;
+    std::uint32_t stream;
+    auto operator<=>(const Place&) const = default;
+  };
+  void SortByNumber();
+
   std::array<List, kLastTrackType> m_lists;
+  std::pmr::vector<Place> m_byNumber;  ///< Made when first needed: every block asks whose it is.
 };
 
 /// Adds the entries of a Tracks element. In a file that ends inside it the complete entries are kept;

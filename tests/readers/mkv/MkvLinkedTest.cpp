@@ -130,6 +130,21 @@ TEST(MkvLinked, FollowsEditionsNeitherTooDeepNorForTooLong) {
   EXPECT_EQ(Milliseconds(Ordered(1, centuries)), 13 * kLongest);
 }
 
+TEST(MkvLinked, SearchesNotEveryOneOfManyPartsForAStreamOfNoBlocks) {
+  Bytes atoms;
+  for (std::uint64_t i = 0; i < 2000; ++i) atoms += Atom(9000 + 20 * i, 9010 + 20 * i);
+  Bytes blocks;
+  for (int i = 0; i < 2000; ++i) blocks += Simple(1, 0, "p");
+  MkvFile film(Segment(Info() + Tracks() + Ordered(1, atoms) + Cluster(0, blocks)));
+  constexpr std::uint64_t kMost = 1'200'000;
+  std::uint64_t before = film.Looks();
+  EXPECT_EQ(film.NextOf(kBlockAudio).result, QMF_ERR_END_OF_STREAM);
+  EXPECT_LT(film.Looks() - before, kMost);
+  before = film.Looks();
+  EXPECT_EQ(film.Seek(kBlockAudio, 0), -1);
+  EXPECT_LT(film.Looks() - before, kMost);
+}
+
 TEST(MkvLinked, OpensAHundredFilesAndFollowsTheOrderOfFour) {
   std::deque<std::u16string> names;
   std::deque<Neighbour> files;

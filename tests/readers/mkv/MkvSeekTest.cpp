@@ -104,6 +104,15 @@ TEST(MkvSeek, SearchesNoWholeDiskForAnotherCluster) {
   EXPECT_LT(film.BytesRead(), 256U << 20) << "three searches of 64 MiB";
 }
 
+TEST(MkvSeek, LooksNotFarForTheTimeOfWhatMayBeNoCluster) {
+  Bytes children = Info() + Tracks() + Cluster(0, Simple(1, 0, "picture"));
+  const Bytes fillers = Put(E::Void, PutOpen(E::Cluster, {}));
+  for (int i = 0; i < 100'000; ++i) children += fillers;
+  StartedFile film(kMkvModule, Segment(children));
+  EXPECT_EQ(film.Seek(kBlockVideo, 100'000'000), 0);
+  EXPECT_LT(film.Looks(), 500'000U);
+}
+
 TEST(MkvSync, FollowsTheIndex) {
   MkvFile(LongFilm(Index::Cues))
       .Expect({{QMF_QID_TITLEMEDIA_PREV_SYNC_TIME, 0, 4 * kSecond, QMF_OK, 5 * kSecond},
