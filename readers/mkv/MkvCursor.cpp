@@ -10,6 +10,8 @@ namespace {
 
 // Blocks are read for as long as the file goes on.
 constexpr EbmlLimits kUnlimited = {~std::uint64_t{0}, ~std::uint64_t{0}, ~std::uint64_t{0}};
+// So far back a search for a cluster begins.
+constexpr std::uint64_t kMostSearchedBack = 64U << 10;
 // A track number of 8 bytes, 2 bytes of time, 1 of flags.
 constexpr std::size_t kLongestBlockHeader = 11;
 // A cluster's time is its first child, behind its checksum and a filler at most. Whatever looks like a
@@ -64,15 +66,22 @@ QMFResult MkvCursor::NextAny(MkvFoundBlock& block) {
   for (bool found = false; !found;) {
     const QMFResult result = Step(block, found);
     if (result == QMF_FAILURE) {
-      const std::uint64_t at = m_place.at + 1;
+      const std::uint64_t at = SearchStart();
       m_place = {};
       QMF_RETURN_IF_NONZERO(SearchClusterId(at, m_segmentEnd, m_place.at));
+      m_sound = m_place.at + 1;
     } else if (result != QMF_OK) {
       return result;
     }
   }
   m_searchLeft = kMostBytesSearched;
   return QMF_OK;
+}
+
+// What was passed as unknown may have been broken bytes and the head of a cluster.
+std::uint64_t MkvCursor::SearchStart() const {
+  const std::uint64_t next = m_place.at + 1;
+  return m_sound < next && next - m_sound <= kMostSearchedBack ? m_sound : next;
 }
 
 // Passes one element, entering clusters.
@@ -86,6 +95,7 @@ QMFResult MkvCursor::Step(MkvFoundBlock& block, bool& found) {
   if (IsOneOf(element, {Element::Ebml, Element::Segment})) return QMF_ERR_END_OF_STREAM;
   if (element.Is(Element::Cluster)) {
     m_place = {element.payload, std::min(element.end, m_segmentEnd), 0};
+    m_sound = m_place.at;
     return QMF_OK;
   }
   if (inCluster && !IsSection(element)) return StepInCluster(element, block, found);
@@ -95,6 +105,7 @@ QMFResult MkvCursor::Step(MkvFoundBlock& block, bool& found) {
 QMFResult MkvCursor::StepInSegment(const EbmlElement& element) {
   if (!IsSection(element) && !IsOneOf(element, {Element::Void, Element::Crc})) return QMF_FAILURE;
   m_place = {.at = element.end};
+  m_sound = m_place.at;
   return QMF_OK;
 }
 
@@ -116,6 +127,7 @@ QMFResult MkvCursor::StepInCluster(const EbmlElement& element, MkvFoundBlock& bl
     if (WalkInto<kGroupRules>(block, m_reader, element) != QMF_OK) return QMF_OK;
   }
   found = TakeBlock(block);
+  if (found) m_sound = m_place.at;
   if (element.Is(Element::SimpleBlock)) block.keyFrame = block.header.keyFrame;
   return QMF_OK;
 }

@@ -36,7 +36,7 @@ class MkvCursor {
   explicit MkvCursor(const MkvSegment& segment);
 
   const MkvPlace& Place() const { return m_place; }
-  void MoveTo(const MkvPlace& place) { m_place = place; }
+  void MoveTo(const MkvPlace& place) { m_place = place, m_sound = place.at; }
 
   /// What is to be done with a block: to stop before it ends the walk.
   enum Verdict { kPass, kTake, kEnd };
@@ -64,6 +64,7 @@ class MkvCursor {
   QMFResult StepInCluster(const EbmlElement& element, MkvFoundBlock& block, bool& found);
   QMFResult StepInSegment(const EbmlElement& element);
   bool TakeBlock(MkvFoundBlock& block);
+  std::uint64_t SearchStart() const;
   QMFResult SearchClusterId(std::uint64_t at, std::uint64_t end, std::uint64_t& found);
 
   /// So many bytes are searched for clusters; a block, or a cluster's time, that is found renews them.
@@ -73,6 +74,7 @@ class MkvCursor {
   EbmlReader m_reader;
   const std::uint64_t m_segmentEnd;
   MkvPlace m_place;
+  std::uint64_t m_sound = 0;  ///< Behind the last element that is known.
   std::uint64_t m_searchLeft = kMostBytesSearched;
 };
 

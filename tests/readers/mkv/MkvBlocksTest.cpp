@@ -128,6 +128,10 @@ TEST(MkvBlocks, AreFoundInOpenClustersAndBehindGarbage) {
       {"half a cluster's header", a + Bytes{0x1F, 0x43, 0xB6, 0x75} + b, kBoth},
       {"a group without a block",
        Cluster(0, Simple(1, 0, "a") + Put(E::BlockGroup, {0x81, 0x83, 0, 0, 0})) + b, kBoth},
+      {"a cluster that lost ten bytes, with what looks like an element over the next cluster's head",
+       ElementHead(ElementId(E::Cluster), Unsigned(E::Timecode, 0).size() + Simple(1, 0, "a").size() + 15) +
+           Unsigned(E::Timecode, 0) + Simple(1, 0, "a") + Bytes{0x42, 0x42, 0x8C, 1, 2} + b,
+       kBoth},
       {"a block larger than its cluster", Cluster(0, Simple(1, 0, "a") + liar) + b, kBoth},
   });
 }
