@@ -74,7 +74,7 @@ class MkvCursor {
   EbmlReader m_reader;
   const std::uint64_t m_segmentEnd;
   MkvPlace m_place;
-  std::uint64_t m_sound = 0;  ///< Behind the last element that is known.
+  std::uint64_t m_sound = m_place.at;  ///< Behind the last element that is known.
   std::uint64_t m_searchLeft = kMostBytesSearched;
 };
 
