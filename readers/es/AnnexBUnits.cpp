@@ -1,5 +1,6 @@
 #include "readers/es/AnnexBUnits.h"
 
+#include <algorithm>
 #include <cstring>
 #include <optional>
 
@@ -15,14 +16,16 @@ constexpr std::size_t kSliceFront = 96;
 constexpr std::size_t kUnitFront = 1024;
 constexpr std::size_t kStartCode = 3;
 
-// Where the three bytes of the first start code stand.
+// Where the three bytes of the first start code stand. Behind a one that ends none the next may come at the
+// third byte, which is looked at without a search: some files are full of ones.
 std::optional<std::size_t> FindStartCode(std::span<const std::uint8_t> bytes) {
-  for (std::size_t from = kStartCode - 1; from < bytes.size();) {
-    const void* const one = std::memchr(bytes.data() + from, 1, bytes.size() - from);
-    if (one == nullptr) return std::nullopt;
-    const auto place = static_cast<std::size_t>(static_cast<const std::uint8_t*>(one) - bytes.data());
-    if (bytes[place - 1] == 0 && bytes[place - 2] == 0) return place - 2;
-    from = place + kStartCode;  // This byte is no zero in front of the next one.
+  for (std::size_t at = kStartCode - 1; at < bytes.size(); at += kStartCode) {
+    if (bytes[at] != 1) {
+      const void* const one = std::memchr(bytes.data() + at, 1, bytes.size() - at);
+      if (one == nullptr) return std::nullopt;
+      at = static_cast<std::size_t>(static_cast<const std::uint8_t*>(one) - bytes.data());
+    }
+    if (bytes[at - 1] == 0 && bytes[at - 2] == 0) return at - 2;
   }
   return std::nullopt;
 }
@@ -53,7 +56,16 @@ bool AnnexBUnits::Find(std::uint64_t from, Unit& unit) {
 std::span<const std::uint8_t> AnnexBUnits::Front(const Unit& unit) {
   const std::span<const std::uint8_t> first = m_file->View(unit.header, 1);
   if (first.empty()) return first;
-  if (SPL_H264::IsSlice(SPL_H264::NalHeader(first[0]).type)) return m_file->View(unit.header, kSliceFront);
+  const std::uint8_t type = SPL_H264::NalHeader(first[0]).type;
+  if (SPL_H264::IsSlice(type)) return m_file->View(unit.header, kSliceFront);
+  if (type != SPL_H264::kNalSps && type != SPL_H264::kNalPps) return WholeFront(unit);
+  if (m_setsLeft == 0) return first;
+  const std::span<const std::uint8_t> set = WholeFront(unit);
+  m_setsLeft -= std::min<std::uint64_t>(m_setsLeft, set.size());
+  return set;
+}
+
+std::span<const std::uint8_t> AnnexBUnits::WholeFront(const Unit& unit) {
   for (const std::size_t size : {kUnitFront, kMaxParsedSize}) {
     const std::span<const std::uint8_t> bytes = m_file->View(unit.header, size);
     if (const auto end = FindStartCode(bytes)) return bytes.first(*end);
@@ -63,7 +75,7 @@ std::span<const std::uint8_t> AnnexBUnits::Front(const Unit& unit) {
 }
 
 std::uint64_t AnnexBUnits::SizeOf(const Unit& unit) {
-  std::span<const std::uint8_t> bytes = Front(unit);
+  std::span<const std::uint8_t> bytes = WholeFront(unit);
   while (bytes.size() > 1 && bytes.back() == 0) bytes = bytes.first(bytes.size() - 1);
   return bytes.size();
 }

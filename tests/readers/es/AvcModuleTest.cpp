@@ -131,6 +131,13 @@ TEST(AvcModule, RefusesStreamsItCannotTellAbout) {
     return ByteStream({SpsUnit(sps), pps, SliceUnit({.type = 5})});
   };
   const H264HdrSeqParSet plain = PlainSps();
+  const auto behindBrokenSets = [&](int count) {
+    Bytes broken(16'000, 0xFF);
+    broken[0] = 0x67;
+    Bytes bytes;
+    for (int i = 0; i < count; ++i) bytes += ByteStream({broken});
+    return bytes + stream(plain, PpsUnit());
+  };
   H264HdrSeqParSet scaling = plain, still = plain, slow = plain;
   scaling.profile_idc = 100;
   scaling.seq_scaling_matrix_present_flag = 1;
@@ -140,6 +147,8 @@ TEST(AvcModule, RefusesStreamsItCannotTellAbout) {
       {"nothing", {}, QMF_ERR_INVALID_FILE},
       {"a start code alone", {0, 0, 1}, QMF_ERR_INVALID_FILE},
       {"no sequence set", ByteStream({PpsUnit(), SliceUnit({})}), QMF_ERR_INVALID_FILE},
+      {"behind broken sets", behindBrokenSets(120), QMF_OK},
+      {"behind too many of them", behindBrokenSets(140), QMF_FAILURE},
       {"scaling matrix", stream(scaling, PpsUnit()), QMF_ERR_UNSUPPORTED_SPS_DATA},
       {"no units", stream(still, PpsUnit()), QMF_FAILURE},
       {"half a tick", stream(slow, PpsUnit()), QMF_FAILURE},
