@@ -19,11 +19,12 @@ CMP4SampleTables TablesOf(const CMP4TrackContext& context) {
 
 CMP4TrackReader::CMP4TrackReader(const CMP4TrackContext& context)
     : m_context(context),
+      m_fragmented(context.movie.fragmented && context.movie.FindTrack(context.track.id) == &context.track),
       m_tables(TablesOf(context)),
       m_cursor(m_tables, PackingOf(context.track, m_tables, context.memory), context.memory),
       m_nextFragment(context.movie.next),
       m_runs(context.memory) {
-  if (context.movie.fragmented) m_tablesEnd = ToTicks(TotalsOf(context.track, context.memory).duration);
+  if (m_fragmented) m_tablesEnd = ToTicks(TotalsOf(context.track, context.memory).duration);
   m_time = m_tablesEnd;
 }
 
@@ -34,7 +35,7 @@ void CMP4TrackReader::Load() {
     return;
   }
   m_inTables = false;
-  if (!m_context.movie.fragmented) {
+  if (!m_fragmented) {
     m_state = State::kEnded;
   } else if (NextOfFragment()) {
     m_state = State::kLoaded;
@@ -122,7 +123,7 @@ std::optional<CMP4TrackReader::FragmentPlace> CMP4TrackReader::SyncFragment(cons
 
 bool CMP4TrackReader::Seek(std::int64_t time, std::uint32_t most) {
   most = std::min(most, kMaxSamplesSought);
-  if (m_context.movie.fragmented && (time >= m_tablesEnd || m_tables.sampleCount == 0)) {
+  if (m_fragmented && (time >= m_tablesEnd || m_tables.sampleCount == 0)) {
     std::optional<FragmentPlace> place = IndexedPlace(time);
     if (place) place = SyncFragment(*place, time, most);
     if (!place) place = SyncFragment({m_context.movie.next, m_tablesEnd, 0}, time, most);
@@ -142,7 +143,7 @@ bool CMP4TrackReader::SeekAfter(std::int64_t time) {
     ToTables(sample);
     return LoadNext();
   }
-  if (!m_context.movie.fragmented) return false;
+  if (!m_fragmented) return false;
   if (!Seek(std::max(time, m_tablesEnd))) return false;
   for (std::uint32_t passed = 0; passed < kMaxSamplesSought && LoadNext(); ++passed) {
     if (m_sample.sync && m_sample.decodeTime > time) return true;

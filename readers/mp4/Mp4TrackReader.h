@@ -64,6 +64,7 @@ class CMP4TrackReader {
   void ToTables(std::uint64_t sample);
 
   const CMP4TrackContext m_context;
+  const bool m_fragmented;  ///< Of tracks that share an id, fragments go on with the first one.
   const CMP4SampleTables m_tables;
   CMP4SampleCursor m_cursor;
   State m_state = State::kUnknown;

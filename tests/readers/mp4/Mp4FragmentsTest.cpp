@@ -192,6 +192,8 @@ TEST(Mp4Fragments, CostLittleMoreWhereManyTracksShareThem) {
   std::uint64_t before = one.Looks();
   EXPECT_EQ(one.Number(QMF_QID_TITLE_DURATION), 60 * 500 * 100'000U);
   EXPECT_LT(one.Looks() - before, 2000U);
+  EXPECT_EQ(one.NextOf(kBlockVideo, 0).result, QMF_OK);
+  EXPECT_EQ(one.NextOf(kBlockVideo, 1).result, QMF_ERR_END_OF_STREAM);
 
   StartedFile none(kMp4Module, ManyTracks(false, AtomBuilder().Begin("moof").Take(), 20'000));
   before = none.Looks();
