@@ -32,6 +32,14 @@ class AviLegacyIndex {
   std::uint64_t m_base = 0;
 };
 
+/// While it lives, reading OpenDML indexes brings little more than the file is long. Standard indexes can be
+/// empty or the same one thousands of times, and each is fetched from another place.
+inline FileReader::Limit LimitOfAviIndexes(FileReader& file) {
+  constexpr std::uint64_t kAnyLooks = std::uint64_t{1} << 62;
+  constexpr std::uint64_t kMore = 16U << 20;
+  return {file, file.Size() + kMore, kAnyLooks};
+}
+
 /// One stream's OpenDML index: a super index of standard indexes, or a standard index in its place. Entries
 /// of two fields count once, as the chunk that holds both.
 class AviStreamIndex {

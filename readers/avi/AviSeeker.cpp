@@ -73,6 +73,7 @@ void AviSeeker::RejectIndex() {
 
 bool AviSeeker::FillFromIndexes() {
   if (m_title.hasOpenDmlIndex && AviOpenDmlIndex::IsWhole(m_title)) {
+    const FileReader::Limit limit = LimitOfAviIndexes(m_file);
     AviOpenDmlIndex index(m_file, m_title, m_memory);
     if (FillFrom(index) && !index.IsBad()) return true;
     RejectIndex();

@@ -39,6 +39,7 @@ QMFResult AnswerTime(const AviContainer& container, QMFQueryData& data, std::uin
 QMFResult NextInOpenDmlIndex(AviContainer& container, QMFQueryData& data) {
   const AviStream& video = container.title.Video();
   if (!video.index) return QMF_FAILURE;
+  const FileReader::Limit limit = LimitOfAviIndexes(*container.file);
   AviStreamIndex index(*container.file, video, 0, container.memory);
   AviIndexEntry entry;
   const std::uint32_t asked = FrameAsked(data);

@@ -56,6 +56,21 @@ TEST(AviLargeFiles, CostAFewReadsForThePropertiesAndAreReadBeyondTwoAndFourGiB) 
   }
 }
 
+TEST(AviIndexes, OfNothingAreNotReadForEver) {
+  const auto partsWith = [](std::uint64_t standard) {
+    constexpr std::size_t kEntries = 8000;
+    Bytes super = Le(4, 4) + Le(kEntries, 4) + "00dc" + Bytes(12, '\0');
+    for (std::size_t i = 0; i < kEntries; ++i) super += Le(standard, 8) + Le(0, 8);
+    const Bytes empty = Chunk("ix00", Le(0x01000002, 4) + Le(0, 4) + "00dc" + Bytes(12, '\0'));
+    return AviParts{.streams = {VideoStream({}, {}, Chunk("indx", super))},
+                    .beforeMovi = empty + Chunk("JUNK", Bytes(40'000, '\0'))};
+  };
+  StartedAvi avi(partsWith(12 + partsWith(0).HeaderList().size()));
+  const std::uint64_t before = avi.BytesRead();
+  EXPECT_EQ(PayloadsOf(avi.RestOf(kBlockVideo)), std::vector<Bytes>{"frame0"});
+  EXPECT_LT(avi.BytesRead() - before, 18U << 20);
+}
+
 TEST(AviLargeFiles, AreReadFromTheDisk) {
   const std::filesystem::path path = std::filesystem::path(::testing::TempDir()) /
                                      ("avi-large-" + std::to_string(std::random_device()()) + ".avi");
