@@ -82,6 +82,7 @@ QMFResult AvcReader::FindPicture(AnnexBUnits& units, AnnexBUnits::Unit unit) {
 
 void AvcReader::Rewind() {
   m_walk.emplace(AnnexBUnits(File()));
+  m_knowsSets = false;
   m_next.reset();
 }
 
@@ -115,10 +116,21 @@ QMFResult AvcReader::ReadBlock(QMFBlock& block) {
   return result;
 }
 
+// Wherever reading goes on, it needs the parameter sets that the stream begins with: they may come only once.
+void AvcReader::LearnSets() {
+  if (m_knowsSets) return;
+  m_walk->Restart(0, 0);
+  AvcAccessUnits::AccessUnit unit;
+  while (m_walk->Next(unit) && unit.offset <= m_pictureSet.offset) {
+  }
+  m_knowsSets = true;
+}
+
 QMFResult AvcReader::Seek(std::int64_t& time) {
   const std::int64_t wanted = std::max<std::int64_t>(time, 0);
   const std::uint64_t fields = TimeToUnits(wanted, m_picture.scale, m_picture.fieldRate);
   SeekIndex::Point best = m_index.Before(fields, {0, 0});
+  LearnSets();
   AvcAccessUnits walk = *m_walk;
   walk.Restart(best.offset, best.ticks);
   AvcAccessUnits::AccessUnit unit;
@@ -126,6 +138,7 @@ QMFResult AvcReader::Seek(std::int64_t& time) {
     if (unit.isRecovery) best = {unit.offset, unit.ticks};
   }
   m_next.reset();
+  *m_walk = walk;
   m_walk->Restart(best.offset, best.ticks);
   time = TimeOf(best.ticks);
   return QMF_OK;

@@ -36,6 +36,7 @@ class AvcReader : public SingleStreamReader {
 
   QMFResult FindSequence(AnnexBUnits& units, AnnexBUnits::Unit& unit);
   QMFResult FindPicture(AnnexBUnits& units, AnnexBUnits::Unit unit);
+  void LearnSets();
   void Learn(const AvcAccessUnits::AccessUnit& unit);
   bool NextAccessUnit(AvcAccessUnits& walk, AvcAccessUnits::AccessUnit& unit);
   std::uint64_t CountFields();
@@ -51,6 +52,7 @@ class AvcReader : public SingleStreamReader {
   std::optional<AvcAccessUnits::AccessUnit> m_next;
   std::optional<std::uint64_t> m_fieldCount;
   SeekIndex m_index;
+  bool m_knowsSets = false;  ///< Whether m_walk has come past the sets at the beginning.
 };
 
 extern const QMFModuleDescriptor kAvcModule;

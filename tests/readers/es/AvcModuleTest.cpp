@@ -124,6 +124,14 @@ TEST(AvcModule, SeeksToRecoveryPoints) {
     EXPECT_EQ(block.key, QMFBlock::kKey);
   }
   EXPECT_EQ(file.Rest().size(), 6U);
+  // Parameter sets that came only once are known behind a seek, by a walk or by what the length taught.
+  const Bytes again = PlainStream() + ByteStream({SliceUnit({.type = 5, .idrPicId = 1})}) + Frame(1);
+  for (const bool isCounted : {false, true}) {
+    StartedFile once = Opened(again);
+    EXPECT_TRUE(!isCounted || once.Number(QMF_QID_TITLE_DURATION) == 9 * kFrame);
+    EXPECT_EQ(once.Seek(kBlockVideo, 8 * kFrame), 7 * kFrame);
+    EXPECT_EQ(once.Next().key, QMFBlock::kKey) << isCounted;
+  }
 }
 
 TEST(AvcModule, RefusesStreamsItCannotTellAbout) {
