@@ -19,6 +19,11 @@ class AvcAccessUnits {
 
   explicit AvcAccessUnits(const AnnexBUnits& units) : m_units(units) {}
 
+  /// A walk over `units` that knows the parameter sets that `other` came past.
+  AvcAccessUnits(const AnnexBUnits& units, const AvcAccessUnits& other) : AvcAccessUnits(other) {
+    m_units = units;
+  }
+
   /// The next access unit; false at the end of the stream.
   bool Next(AccessUnit& unit);
 

@@ -117,20 +117,19 @@ QMFResult AvcReader::ReadBlock(QMFBlock& block) {
 }
 
 // Wherever reading goes on, it needs the parameter sets that the stream begins with: they may come only once.
-void AvcReader::LearnSets() {
-  if (m_knowsSets) return;
-  m_walk->Restart(0, 0);
+void AvcReader::WalkPastSets(AvcAccessUnits& walk) const {
+  walk.Restart(0, 0);
   AvcAccessUnits::AccessUnit unit;
-  while (m_walk->Next(unit) && unit.offset <= m_pictureSet.offset) {
+  while (walk.Next(unit) && unit.offset <= m_pictureSet.offset) {
   }
-  m_knowsSets = true;
 }
 
 QMFResult AvcReader::Seek(std::int64_t& time) {
   const std::int64_t wanted = std::max<std::int64_t>(time, 0);
   const std::uint64_t fields = TimeToUnits(wanted, m_picture.scale, m_picture.fieldRate);
   SeekIndex::Point best = m_index.Before(fields, {0, 0});
-  LearnSets();
+  if (!m_knowsSets) WalkPastSets(*m_walk);
+  m_knowsSets = true;
   AvcAccessUnits walk = *m_walk;
   walk.Restart(best.offset, best.ticks);
   AvcAccessUnits::AccessUnit unit;
@@ -147,11 +146,17 @@ QMFResult AvcReader::Seek(std::int64_t& time) {
 // Nothing in the stream tells its length: the first question for it walks to the end where that is near.
 std::uint64_t AvcReader::CountFields() {
   if (m_fieldCount) return *m_fieldCount;
-  const auto walkFrom = [this](std::uint64_t offset, std::uint64_t end) {
+  std::optional<AvcAccessUnits> front;
+  const auto walkFrom = [&](std::uint64_t offset, std::uint64_t end) {
+    const std::uint64_t left = StreamLength::BytesLeft(File());
     const bool isWhole = end == UINT64_MAX;
-    AvcAccessUnits walk(AnnexBUnits(File(),
-                                    isWhole ? offset + StreamLength::BytesLeft(File()) : end + kMaxReach,
-                                    isWhole ? kMaxUnitsWalked : kMaxUnitsSearched));
+    if (!front) {
+      front.emplace(AnnexBUnits(File(), left, kMaxUnitsSearched));
+      if (!isWhole) WalkPastSets(*front);
+    }
+    const AnnexBUnits units(File(), isWhole ? offset + left : end + kMaxReach,
+                            isWhole ? kMaxUnitsWalked : kMaxUnitsSearched);
+    AvcAccessUnits walk(units, *front);
     walk.Restart(offset, 0);
     return walk;
   };

@@ -36,7 +36,7 @@ class AvcReader : public SingleStreamReader {
 
   QMFResult FindSequence(AnnexBUnits& units, AnnexBUnits::Unit& unit);
   QMFResult FindPicture(AnnexBUnits& units, AnnexBUnits::Unit unit);
-  void LearnSets();
+  void WalkPastSets(AvcAccessUnits& walk) const;
   void Learn(const AvcAccessUnits::AccessUnit& unit);
   bool NextAccessUnit(AvcAccessUnits& walk, AvcAccessUnits::AccessUnit& unit);
   std::uint64_t CountFields();

@@ -83,6 +83,13 @@ TEST(AvcModule, CountsFieldsAsHalfFrames) {
                          SliceUnit({.type = 1, .field = 2}), SliceUnit({.frameNum = 1, .field = 0})}));
   for (const std::int64_t time : {0, 200'000, 400'000}) EXPECT_EQ(file.Next().time, time);
   EXPECT_EQ(file.Number(QMF_QID_TITLE_DURATION), 800'000U);
+
+  // Also where only places of a long file are looked at, far behind the parameter sets.
+  Bytes film = ByteStream({SpsUnit(sps), PpsUnit(), SliceUnit({.type = 5, .field = 1})});
+  const Bytes second = ByteStream({SliceUnit({.field = 2}) + Bytes(5000, 0x55)});
+  const Bytes first = ByteStream({SliceUnit({.frameNum = 1, .field = 1}) + Bytes(5000, 0x55)});
+  for (int i = 0; i < 1500; ++i) film += second + first;
+  EXPECT_NEAR(static_cast<double>(*Opened(film).Number(QMF_QID_TITLE_DURATION)), 1500 * kFrame, 10 * kFrame);
 }
 
 TEST(AvcModule, WalksTheFileWhenAskedAndOnlyOnce) {
