@@ -225,7 +225,9 @@ bool MkvTracks::AnyActive() const {
                              [](const List& list) { return std::ranges::any_of(list, &MkvTrack::active); });
 }
 
+// All or none: a list that memory cut short would hide tracks.
 void MkvTracks::SortByNumber() {
+  m_byNumber.reserve(Of(kTrackAudio).size() + Of(kTrackVideo).size() + Of(kTrackSubtitle).size());
   for (std::uint32_t type = kTrackAudio; type <= kTrackSubtitle; ++type) {
     const List& list = Of(type);
     for (std::uint32_t i = 0; i < list.size(); ++i) m_byNumber.push_back({list[i].number, type, i});
