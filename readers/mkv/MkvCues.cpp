@@ -108,7 +108,7 @@ Place PlaceOf(const MkvCuePoint& point) {
 
 const MkvCues& MkvCuesOf(MkvSegment& segment) {
   if (segment.cues) return *segment.cues;
-  MkvCues& cues = segment.cues.emplace(segment.memory);
+  MkvCues cues(segment.memory);  // Kept when it is whole: memory may end on the way.
   EbmlReader reader(*segment.file, segment.memory, kLimits);
   cues.result = ReadIndex<kCuesRules>(segment, reader, kSectionCues, QMF_ERR_QF3_PARSE_CUES, cues);
   if (cues.points.empty() && cues.result == QMF_ERR_END_OF_STREAM) {
@@ -116,7 +116,7 @@ const MkvCues& MkvCuesOf(MkvSegment& segment) {
                                          QMF_ERR_QF3_PARSE_HIERARCHICAL, cues);
   }
   if (!std::ranges::is_sorted(cues.points, {}, PlaceOf)) std::ranges::stable_sort(cues.points, {}, PlaceOf);
-  return cues;
+  return segment.cues.emplace(std::move(cues));
 }
 
 const MkvCuePoint* CueBefore(const MkvCues& cues, std::uint64_t track, std::uint64_t time) {

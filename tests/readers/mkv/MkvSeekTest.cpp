@@ -135,6 +135,21 @@ TEST(MkvSync, FollowsTheIndex) {
                {QMF_QID_TITLEMEDIA_NEXT_SYNC_TIME, 0, 4, QMF_OK, 3}});
 }
 
+TEST(MkvSync, KnowsTheWholeIndexWhereMemoryRanOutOnce) {
+  const Bytes bytes = LongFilm(Index::Cues);
+  bool failed = true;
+  for (int failAt = 0; failed; ++failAt) {
+    TestMemory memory;
+    OpenedFile film(kMkvModule, bytes, &memory);
+    EXPECT_EQ(film.Start(), QMF_OK);
+    memory.failAt = failAt;
+    (void)film.Ask(QMF_QID_TITLEMEDIA_PREV_SYNC_TIME);
+    failed = memory.failed;
+    const std::uint64_t time = 199 * kSecond;
+    EXPECT_EQ(film.Number(QMF_QID_TITLEMEDIA_PREV_SYNC_TIME, 0, time), 198 * kSecond) << failAt;
+  }
+}
+
 // Of whatever number in one point: here two million take two bytes each.
 TEST(MkvSync, KeepsSixteenMebibytesOfAnIndex) {
   Bytes positions(4'000'000, 0xB7);
